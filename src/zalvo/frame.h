@@ -1,0 +1,90 @@
+// The two handles behind the interface, environment and task, and what every exported function
+// shares: the handle check, the out-of-space net, and the reporting of a failure on the streams.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+
+#include "cpub/memman.h"
+#include "cpub/msghandler.h"
+#include "cpub/rescode.h"
+#include "cpub/timer.h"
+#include "zalvo.h"
+#include "zalvo/param.h"
+#include "zalvo/problem.h"
+#include "zalvo/solution.h"
+
+struct ZLV_env_rec {
+  int32_t isinit = 0;
+  memman* mman = nullptr;  // owned; the record itself lives in it
+  param_values par;        // the defaults that a new task copies
+  msg_streams streams;
+  explicit ZLV_env_rec(memman& manager) : mman(&manager), par(mm_at(manager)) {}
+};
+struct ZLV_task_rec {
+  ZLV_env_rec* env = nullptr;
+  memman* mman = nullptr;  // owned; the record itself lives in it
+  param_values par;
+  inf_values inf;
+  msg_streams streams;
+  int32_t (*callbackfn)(ZLV_task_rec* task, void* handle, int32_t caller) = nullptr;
+  void* callbackhandle = nullptr;
+  int32_t numwarn = 0;  // warnings written so far
+  prob_rec prob;
+  sol_store sol;
+  ZLV_task_rec(ZLV_env_rec& owner, memman& manager)
+      : env(&owner), mman(&manager), par(mm_at(manager)), prob(mm_at(manager)),
+        sol(mm_at(manager)) {}
+};
+using env_rec = ZLV_env_rec;
+using task_rec = ZLV_task_rec;
+
+// task_fail, env_fail: write the message of a code, its template filled with the arguments in the
+// template's order, on the ERR or WRN stream, and return the code. They never allocate.
+rescode task_fail(task_rec& task, rescode code, ...) noexcept;
+rescode env_fail(env_rec& env, rescode code, ...) noexcept;
+// task_echo: printf-style text on one of the task's streams.
+void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept
+    __attribute__((format(printf, 3, 4)));
+
+// task_call, env_call: the four steps of an exported function begin here. work gets the record and
+// returns a rescode; nothing it throws crosses the interface.
+template <class F>
+int32_t task_call(ZLV_task_t task, F&& work) noexcept {
+  if (task == nullptr) return int32_t(rescode::err_null_task);
+  if (task->env == nullptr) return int32_t(rescode::err_invalid_task);
+  try {
+    return int32_t(work(*task));
+  } catch (const std::bad_alloc&) {
+    return int32_t(task_fail(*task, rescode::err_space));
+  } catch (const std::length_error&) {  // a size beyond what can be addressed
+    return int32_t(task_fail(*task, rescode::err_space));
+  } catch (const std::exception& fault) {
+    return int32_t(task_fail(*task, rescode::err_internal, fault.what()));
+  } catch (...) {
+    return int32_t(task_fail(*task, rescode::err_internal, "unknown fault"));
+  }
+}
+template <class F>
+int32_t env_call(ZLV_env_t env, F&& work) noexcept {
+  if (env == nullptr) return int32_t(rescode::err_null_env);
+  if (env->isinit == 0) return int32_t(env_fail(*env, rescode::err_no_init_env));
+  try {
+    return int32_t(work(*env));
+  } catch (const std::bad_alloc&) {
+    return int32_t(env_fail(*env, rescode::err_space));
+  } catch (const std::length_error&) {
+    return int32_t(env_fail(*env, rescode::err_space));
+  } catch (const std::exception& fault) {
+    return int32_t(env_fail(*env, rescode::err_internal, fault.what()));
+  } catch (...) {
+    return int32_t(env_fail(*env, rescode::err_internal, "unknown fault"));
+  }
+}
+
+// Argument checks; each reports a failure with the argument's name.
+rescode chk_index(task_rec& task, int32_t index, int32_t count, const char* argument) noexcept;
+rescode chk_pointer(task_rec& task, const void* pointer, const char* argument) noexcept;
