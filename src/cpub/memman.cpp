@@ -38,6 +38,10 @@ memman* memman_create(void* usrptr, memman_allocfn allocfn, memman_freefn freefn
   return new (space) memman{usrptr, allocfn, freefn, debug, 0, 0, 0};
 }
 
+memman* memman_createlike(const memman& mman) noexcept {
+  return memman_create(mman.usrptr, mman.allocfn, mman.freefn, mman.debug);
+}
+
 size_t memman_delete(memman* mman) noexcept {
   const size_t left = mman->numblocks;
   raw_free(mman->usrptr, mman->freefn, mman);
@@ -67,6 +71,12 @@ void memman_free(memman* mman, void* block, const char*, int) noexcept {
   raw_free(mman->usrptr, mman->freefn, head);
 }
 
-size_t memman_usage(const memman& mman) noexcept { return mman.usage; }
-size_t memman_maxusage(const memman& mman) noexcept { return mman.maxusage; }
-size_t memman_numblocks(const memman& mman) noexcept { return mman.numblocks; }
+size_t memman_usage(const memman& mman) noexcept {
+  return mman.usage;
+}
+size_t memman_maxusage(const memman& mman) noexcept {
+  return mman.maxusage;
+}
+size_t memman_numblocks(const memman& mman) noexcept {
+  return mman.numblocks;
+}

@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 struct memman;  // opaque; made and freed by memman_create and memman_delete
@@ -19,6 +21,8 @@ using memman_freefn = void (*)(void* usrptr, void* block);
 // memman_create: a manager of its own. Returns null when there is no space for it.
 memman* memman_create(void* usrptr, memman_allocfn allocfn, memman_freefn freefn,
                       bool debug) noexcept;
+// memman_createlike: a manager with the allocator pair and debugging switch of another.
+memman* memman_createlike(const memman& mman) noexcept;
 // memman_delete: frees the manager; returns the number of blocks that were still allocated. These
 // blocks are not freed.
 size_t memman_delete(memman* mman) noexcept;
@@ -71,6 +75,27 @@ struct mm_alloc {
   }
 };
 
-// The only owning container of the library. There is no default constructor: a manager is required.
+// The only owning containers of the library. There is no default constructor: a manager is required.
 template <class T>
 using mm_vector = std::vector<T, mm_alloc<T>>;
+using mm_string = std::basic_string<char, std::char_traits<char>, mm_alloc<char>>;
+
+// mm_make: a record in a block of the manager; null when there is no space for the block. What the
+// constructor throws passes through, the block is freed. mm_destroy takes null too.
+template <class T, class... Args>
+T* mm_make(mm_place at, Args&&... args) {
+  void* block = memman_alloc(at.mman, 1, sizeof(T), at.file, at.line);
+  if (block == nullptr) return nullptr;
+  try {
+    return new (block) T(std::forward<Args>(args)...);
+  } catch (...) {
+    memman_free(at.mman, block, at.file, at.line);
+    throw;
+  }
+}
+template <class T>
+void mm_destroy(mm_place at, T* record) noexcept {
+  if (record == nullptr) return;
+  record->~T();
+  memman_free(at.mman, record, at.file, at.line);
+}

@@ -1,6 +1,7 @@
 #include "zalvo/frame.h"
 
 #include <cstdarg>
+#include <cstdio>
 
 namespace {
 
@@ -32,26 +33,35 @@ void write_message(msg_streams& streams, rescode code, va_list args) noexcept {
 
 }  // namespace
 
-rescode task_fail(task_rec& task, rescode code, ...) noexcept {
+rescode task_vfail(task_rec& task, rescode code, va_list args) noexcept {
   if (code == rescode::ok) return code;
   if (int32_t(code) < 1000) {
     if (task.numwarn >= task.par.i[ipar::max_num_warnings]) return code;
     ++task.numwarn;
   }
+  write_message(task.streams, code, args);
+  return code;
+}
+
+rescode task_fail(task_rec& task, rescode code, ...) noexcept {
   va_list args;
   va_start(args, code);
-  write_message(task.streams, code, args);
+  const rescode r = task_vfail(task, code, args);
   va_end(args);
+  return r;
+}
+
+rescode env_vfail(env_rec& env, rescode code, va_list args) noexcept {
+  if (code != rescode::ok) write_message(env.streams, code, args);
   return code;
 }
 
 rescode env_fail(env_rec& env, rescode code, ...) noexcept {
-  if (code == rescode::ok) return code;
   va_list args;
   va_start(args, code);
-  write_message(env.streams, code, args);
+  const rescode r = env_vfail(env, code, args);
   va_end(args);
-  return code;
+  return r;
 }
 
 void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept {

@@ -2,6 +2,7 @@
 // shares: the handle check, the out-of-space net, and the reporting of a failure on the streams.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <exception>
 #include <mutex>
@@ -22,21 +23,40 @@ struct ZLV_env_rec {
   memman* mman = nullptr;  // owned; the record itself lives in it
   param_values par;        // the defaults that a new task copies
   msg_streams streams;
-  explicit ZLV_env_rec(memman& manager) : mman(&manager), par(mm_at(manager)) {}
+  bool isdebug = false;  // the memory managers of the environment and its tasks check their blocks
+  mm_string dbgfile;     // prefix of the memory logs' names; empty: none is written
+  ZLV_exitfunc exitfn = nullptr;
+  void* exithandle = nullptr;
+  std::mutex lock;  // guards what tasks of different threads share: all that follows
+  ZLV_ctrlcfunc ctrlcfn = nullptr;
+  void* ctrlchandle = nullptr;
+  uint32_t numbreak = 0;              // break counter; 0 until the first poll
+  ZLV_task_rec* firsttask = nullptr;  // list of the tasks
+  int32_t numtaskmade = 0;            // tells the memory logs of the tasks apart
+  explicit ZLV_env_rec(memman& manager)
+      : mman(&manager),
+        par(mm_at(manager)),
+        streams(mm_at(manager)),
+        dbgfile(mm_alloc<char>(mm_at(manager))) {}
 };
 struct ZLV_task_rec {
-  ZLV_env_rec* env = nullptr;
-  memman* mman = nullptr;  // owned; the record itself lives in it
+  ZLV_env_rec* env = nullptr;  // null once the environment was deleted
+  memman* mman = nullptr;      // owned; the record itself lives in it
   param_values par;
   inf_values inf;
   msg_streams streams;
-  int32_t (*callbackfn)(ZLV_task_rec* task, void* handle, int32_t caller) = nullptr;
+  ZLV_callbackfunc callbackfn = nullptr;
   void* callbackhandle = nullptr;
-  int32_t numwarn = 0;  // warnings written so far
+  int32_t numwarn = 0;                                    // warnings written so far
+  ZLV_task_rec *prevtask = nullptr, *nexttask = nullptr;  // in the environment's list
   prob_rec prob;
   sol_store sol;
   ZLV_task_rec(ZLV_env_rec& owner, memman& manager)
-      : env(&owner), mman(&manager), par(mm_at(manager)), prob(mm_at(manager)),
+      : env(&owner),
+        mman(&manager),
+        par(mm_at(manager)),
+        streams(mm_at(manager)),
+        prob(mm_at(manager)),
         sol(mm_at(manager)) {}
 };
 using env_rec = ZLV_env_rec;
@@ -46,6 +66,8 @@ using task_rec = ZLV_task_rec;
 // template's order, on the ERR or WRN stream, and return the code. They never allocate.
 rescode task_fail(task_rec& task, rescode code, ...) noexcept;
 rescode env_fail(env_rec& env, rescode code, ...) noexcept;
+rescode task_vfail(task_rec& task, rescode code, va_list args) noexcept;
+rescode env_vfail(env_rec& env, rescode code, va_list args) noexcept;
 // task_echo: printf-style text on one of the task's streams.
 void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept
     __attribute__((format(printf, 3, 4)));

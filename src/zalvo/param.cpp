@@ -11,3 +11,15 @@ void param_reset(param_values& par) {
 #define ZLV_DPAR(name, number, value, check, lower, upper) par.d[number] = value;
 #include "zalvo/param.def"
 }
+
+void param_copy(param_values& to, const param_values& from) {
+  const mm_place at = to.s.get_allocator().place;
+  mm_vector<mm_string> strings(at);
+  strings.reserve(from.s.size());
+  for (const mm_string& text : from.s) {
+    strings.emplace_back(text.c_str(), text.size(), mm_alloc<char>(at));
+  }
+  to.s.swap(strings);
+  to.i = from.i;
+  to.d = from.d;
+}

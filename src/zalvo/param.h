@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
 
 #include "cpub/memman.h"
 
@@ -44,8 +43,6 @@ enum : int32_t {
 };
 }  // namespace dinf
 
-using mm_string = std::basic_string<char, std::char_traits<char>, mm_alloc<char>>;
-
 // One value per parameter: the environment's are the defaults, a task's are its settings.
 struct param_values {
   std::array<int32_t, ipar::count> i{};
@@ -56,6 +53,8 @@ struct param_values {
 
 // param_reset: every parameter gets the default of the table.
 void param_reset(param_values& par);
+// param_copy: the values of from, in the memory manager of to. to is as before when it throws.
+void param_copy(param_values& to, const param_values& from);
 
 // Results of the last run, public items first.
 struct inf_values {
