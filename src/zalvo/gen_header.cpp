@@ -13,14 +13,14 @@ std::string upper(std::string text) {
   return text;
 }
 
-void member(std::ostream& out, const std::string& name, long value) {
-  out << "#define ZLV_" << upper(name) << " " << value << "\n";
+void member(std::ostream& out, const std::string& name, long value, const std::string& text = "") {
+  out << "#define ZLV_" << upper(name) << " " << value;
+  if (!text.empty()) out << " /* " << text << " */";
+  out << "\n";
 }
 
 void codes(std::ostream& out) {
-#define ZLV_CODE(name, value, message, description)          \
-  out << "/* " << description << " */\n";                    \
-  member(out, std::string("res_") + #name, value);
+#define ZLV_CODE(name, value, message, description) member(out, "res_" #name, value, description);
 #include "cpub/rescode.def"
 #undef ZLV_CODE
 }
@@ -32,8 +32,8 @@ void parameters(std::ostream& out) {
 #include "zalvo/param.def"
 }
 void infitems(std::ostream& out) {
-#define ZLV_IINF(name, number) member(out, "iinf_" #name, number);
-#define ZLV_DINF(name, number) member(out, "dinf_" #name, number);
+#define ZLV_IINF(name, number, text) member(out, "iinf_" #name, number, text);
+#define ZLV_DINF(name, number, text) member(out, "dinf_" #name, number, text);
 #include "zalvo/infitem.def"
 }
 void symbols(std::ostream& out) {

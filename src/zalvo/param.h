@@ -30,14 +30,14 @@ enum : int32_t {
 }  // namespace spar
 namespace iinf {
 enum : int32_t {
-#define ZLV_IINF(name, number) name = number,
+#define ZLV_IINF(name, number, text) name = number,
 #include "zalvo/infitem.def"
   count = 133
 };
 }  // namespace iinf
 namespace dinf {
 enum : int32_t {
-#define ZLV_DINF(name, number) name = number,
+#define ZLV_DINF(name, number, text) name = number,
 #include "zalvo/infitem.def"
   count = 84
 };
