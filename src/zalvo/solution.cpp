@@ -327,15 +327,21 @@ rescode sol_allocate(task_rec& task, int32_t whichsol) noexcept {
   rec.prosta = ZLV_PRO_STA_UNKNOWN;
   rec.solsta = ZLV_SOL_STA_UNKNOWN;
   try {
-    sol_blocks blocks(mm_at(*task.mman));
-    make_blocks(whichsol, reserved_of(task), blocks);
-    adopt(rec, reserved_of(task), blocks);
+    sol_ensure(task, whichsol);
     return rescode::ok;
   } catch (const std::bad_alloc&) {
     return rescode::err_space;
   } catch (const std::length_error&) {
     return rescode::err_space;
   }
+}
+
+void sol_ensure(task_rec& task, int32_t whichsol) {
+  sol_rec& rec = task.sol.rec[whichsol];
+  if (rec.isallocated) return;
+  sol_blocks blocks(mm_at(*task.mman));
+  make_blocks(whichsol, reserved_of(task), blocks);
+  adopt(rec, reserved_of(task), blocks);
 }
 
 void sol_free(task_rec& task, int32_t whichsol) noexcept {
@@ -388,4 +394,13 @@ void sol_copy(task_rec& to, task_rec& from, int32_t whichsol) {
   target.isdef = source.isdef;
   target.prosta = source.prosta;
   target.solsta = source.solsta;
+}
+
+rescode chk_whichsol(int32_t whichsol) noexcept {
+  return whichsol >= 0 && whichsol < sol_count ? rescode::ok : rescode::err_whichsol;
+}
+rescode chk_soldef(task_rec& task, int32_t whichsol) noexcept {
+  if (const rescode r = chk_whichsol(whichsol); r != rescode::ok) return r;
+  if (sol_isdef(task, whichsol)) return rescode::ok;
+  return task_fail(task, rescode::err_undef_solution, whichsol);
 }

@@ -69,6 +69,9 @@ void sol_remove(task_rec& task, int32_t accmode, std::span<const uint8_t> gone);
 // every status unknown; the solution is undefined afterwards. On failure the arrays are empty and
 // the result is err_space.
 rescode sol_allocate(task_rec& task, int32_t whichsol) noexcept;
+// sol_ensure: storage for a solution that has none, all zero and every status key unknown; statuses
+// and the defined flag stay. On std::bad_alloc nothing has changed.
+void sol_ensure(task_rec& task, int32_t whichsol);
 // sol_free: frees the arrays; the defined flag and the statuses stay.
 void sol_free(task_rec& task, int32_t whichsol) noexcept;
 // sol_access: the items of a solution. Missing storage of the basic solution is an internal fault
@@ -86,3 +89,10 @@ bool sol_isdef(const task_rec& task, int32_t whichsol) noexcept;
 // sol_copy: solution whichsol of to becomes that of from: storage, statuses, defined or not. The
 // tasks have the same counts; each keeps its own reserved sizes. On std::bad_alloc to is unchanged.
 void sol_copy(task_rec& to, task_rec& from, int32_t whichsol);
+
+// ---- Argument checks of the exported functions
+
+// chk_whichsol: err_whichsol, without its message, for a type outside 0 .. 2.
+rescode chk_whichsol(int32_t whichsol) noexcept;
+// chk_soldef: err_whichsol without, err_undef_solution with its message.
+rescode chk_soldef(task_rec& task, int32_t whichsol) noexcept;
