@@ -24,11 +24,35 @@ void codes(std::ostream& out) {
 #include "cpub/rescode.def"
 #undef ZLV_CODE
 }
+// The sentence behind a parameter: its meaning, default and range.
+std::string range_text(int check, const std::string& lower, const std::string& upper) {
+  switch (check) {
+    case 0:
+      return "at least " + lower;
+    case 1:
+      return "at most " + upper;
+    case 4:
+      return lower + " to " + upper;
+    default:
+      return "any value";
+  }
+}
 void parameters(std::ostream& out) {
-#define ZLV_IPAR(name, number, value, check, lower, upper) \
-  if (std::string(#name).find("reserved") == std::string::npos) member(out, "ipar_" #name, number);
-#define ZLV_DPAR(name, number, value, check, lower, upper) member(out, "dpar_" #name, number);
-#define ZLV_SPAR(name, number, value) member(out, "spar_" #name, number);
+  out << "/* Integer parameters */\n";
+#define ZLV_IPAR(name, number, value, check, lower, upper, family, text)       \
+  if (std::string(#family) != "reserved") {                                    \
+    member(out, "ipar_" #name, number,                                         \
+           text "; default " #value ", " + range_text(check, #lower, #upper)); \
+  }
+#include "zalvo/param.def"
+  out << "\n/* Double parameters */\n";
+#define ZLV_DPAR(name, number, value, check, lower, upper, text) \
+  member(out, "dpar_" #name, number,                             \
+         text "; default " #value ", " + range_text(check, #lower, #upper));
+#include "zalvo/param.def"
+  out << "\n/* String parameters */\n";
+#define ZLV_SPAR(name, number, value, text) \
+  member(out, "spar_" #name, number, text "; default \"" value "\"");
 #include "zalvo/param.def"
 }
 void infitems(std::ostream& out) {
@@ -37,8 +61,8 @@ void infitems(std::ostream& out) {
 #include "zalvo/infitem.def"
 }
 void symbols(std::ostream& out) {
-#define ZLV_GROUP(text) out << "\n/* " << (text) << " */\n";
-#define ZLV_ENUM(name, value) member(out, #name, value);
+#define ZLV_GROUP(id, text) out << "\n/* " << (text) << " */\n";
+#define ZLV_ENUM(id, name, value) member(out, #name, value);
 #include "zalvo/symbcon.def"
 }
 void callbacks(std::ostream& out) {

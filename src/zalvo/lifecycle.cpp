@@ -20,8 +20,8 @@ void list_remove(env_rec& env, task_rec& task) {
 
 // task_reserve: the reserved sizes of the problem storage.
 rescode task_reserve(task_rec& task, int32_t maxnumcon, int32_t maxnumvar) {
-  if (maxnumcon < 0) return task_fail(task, rescode::err_maxnumcon);
-  if (maxnumvar < 0) return task_fail(task, rescode::err_maxnumvar);
+  if (maxnumcon < 0) return task_fail(task, rescode::err_maxnumcon, maxnumcon, 0);
+  if (maxnumvar < 0) return task_fail(task, rescode::err_maxnumvar, maxnumvar, 0);
   task.prob.maxnumcon = maxnumcon;
   task.prob.maxnumvar = maxnumvar;
   return rescode::ok;

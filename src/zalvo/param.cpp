@@ -4,11 +4,11 @@ void param_reset(param_values& par) {
   const mm_place at = par.s.get_allocator().place;
   mm_vector<mm_string> strings(at);
   strings.reserve(spar::count);
-#define ZLV_SPAR(name, number, value) strings.emplace_back(value, mm_alloc<char>(at));
+#define ZLV_SPAR(name, number, value, text) strings.emplace_back(value, mm_alloc<char>(at));
 #include "zalvo/param.def"
   par.s.swap(strings);
-#define ZLV_IPAR(name, number, value, check, lower, upper) par.i[number] = value;
-#define ZLV_DPAR(name, number, value, check, lower, upper) par.d[number] = value;
+#define ZLV_IPAR(name, number, value, check, lower, upper, family, text) par.i[number] = value;
+#define ZLV_DPAR(name, number, value, check, lower, upper, text) par.d[number] = value;
 #include "zalvo/param.def"
 }
 

@@ -1,5 +1,5 @@
 // Numbers and values of the parameters and information items. The tables are param.def and
-// infitem.def; the environment's registry and the access functions stand on this unit.
+// infitem.def; names, ranges and look-ups are in paramtab.h, checked access in paramput.h.
 #pragma once
 
 #include <array>
@@ -9,21 +9,21 @@
 
 namespace ipar {
 enum : int32_t {
-#define ZLV_IPAR(name, number, value, check, lower, upper) name = number,
+#define ZLV_IPAR(name, number, value, check, lower, upper, family, text) name = number,
 #include "zalvo/param.def"
   count = 168
 };
 }  // namespace ipar
 namespace dpar {
 enum : int32_t {
-#define ZLV_DPAR(name, number, value, check, lower, upper) name = number,
+#define ZLV_DPAR(name, number, value, check, lower, upper, text) name = number,
 #include "zalvo/param.def"
   count = 59
 };
 }  // namespace dpar
 namespace spar {
 enum : int32_t {
-#define ZLV_SPAR(name, number, value) name = number,
+#define ZLV_SPAR(name, number, value, text) name = number,
 #include "zalvo/param.def"
   count = 25
 };
