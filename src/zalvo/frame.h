@@ -8,6 +8,7 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <type_traits>
 
 #include "cpub/memman.h"
 #include "cpub/msghandler.h"
@@ -62,10 +63,30 @@ struct ZLV_task_rec {
 using env_rec = ZLV_env_rec;
 using task_rec = ZLV_task_rec;
 
+// What an argument of a message is: 'd' an integer of up to 32 bits, 'g' a double, 's' a text.
+template <class T>
+constexpr char fail_kind() noexcept {
+  if (std::is_floating_point_v<T>) return 'g';
+  if (std::is_pointer_v<T> || std::is_null_pointer_v<T>) return 's';
+  return sizeof(T) <= sizeof(int32_t) ? 'd' : '?';
+}
+rescode task_failkinds(task_rec& task, rescode code, const char* kinds, ...) noexcept;
+rescode env_failkinds(env_rec& env, rescode code, const char* kinds, ...) noexcept;
+
 // task_fail, env_fail: write the message of a code, its template filled with the arguments in the
-// template's order, on the ERR or WRN stream, and return the code. They never allocate.
-rescode task_fail(task_rec& task, rescode code, ...) noexcept;
-rescode env_fail(env_rec& env, rescode code, ...) noexcept;
+// template's order, on the ERR or WRN stream, and return the code. They never allocate. Arguments
+// that don't fit the template (rescode.def) are a fault of the caller: its description is written.
+template <class... A>
+rescode task_fail(task_rec& task, rescode code, A... args) noexcept {
+  static constexpr char kinds[] = {fail_kind<A>()..., '\0'};
+  return task_failkinds(task, code, kinds, args...);
+}
+template <class... A>
+rescode env_fail(env_rec& env, rescode code, A... args) noexcept {
+  static constexpr char kinds[] = {fail_kind<A>()..., '\0'};
+  return env_failkinds(env, code, kinds, args...);
+}
+// task_vfail, env_vfail: the same with the arguments of a caller outside.
 rescode task_vfail(task_rec& task, rescode code, va_list args) noexcept;
 rescode env_vfail(env_rec& env, rescode code, va_list args) noexcept;
 // task_echo: printf-style text on one of the task's streams.
@@ -106,6 +127,10 @@ int32_t env_call(ZLV_env_t env, F&& work) noexcept {
     return int32_t(env_fail(*env, rescode::err_internal, "unknown fault"));
   }
 }
+
+// rescode_message, rescode_description: the texts of a code; an empty one for an unknown code.
+const char* rescode_message(rescode code) noexcept;
+const char* rescode_description(rescode code) noexcept;
 
 // Argument checks; each reports a failure with the argument's name.
 rescode chk_index(task_rec& task, int32_t index, int32_t count, const char* argument) noexcept;

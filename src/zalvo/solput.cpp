@@ -17,7 +17,7 @@ rescode chk_keys(task_rec& task, std::span<const int32_t> sk, rescode code) noex
 rescode chk_values(task_rec& task, std::span<const double> values, const char* argument) noexcept {
   for (size_t i = 0; i < values.size(); ++i) {
     if (!std::isfinite(values[i])) {
-      return task_fail(task, rescode::err_nan_in_double_data, values[i], argument, int32_t(i));
+      return task_fail(task, rescode::err_nan_in_double_data, argument, int32_t(i));
     }
   }
   return rescode::ok;
@@ -71,7 +71,7 @@ rescode chk_entry(task_rec& task, bool isvar, int32_t i, int32_t sk,
   constexpr const char* names[] = {"x", "sl", "su", "sn"};
   for (size_t k = 0; k < values.size(); ++k) {
     if (std::isfinite(values[k])) continue;
-    return task_fail(task, rescode::err_nan_in_double_data, values[k], names[k], i);
+    return task_fail(task, rescode::err_nan_in_double_data, names[k], i);
   }
   return rescode::ok;
 }
