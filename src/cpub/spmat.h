@@ -23,7 +23,9 @@ struct spmat {
   mm_vector<double> val;
   explicit spmat(mm_place at) : ptr(at), sub(at), val(at) {}
 };
-inline spmat_view spmat_look(const spmat& a) { return {a.nrow, a.ncol, a.ptr, a.sub, a.val}; }
+inline spmat_view spmat_look(const spmat& a) {
+  return {a.nrow, a.ncol, a.ptr, a.sub, a.val};
+}
 
 // spmat_transpose: at = a', its columns (the rows of a) with increasing subscripts. O(nnz + sizes).
 //   at     out, replaced; as it was when std::bad_alloc is thrown

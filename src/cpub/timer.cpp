@@ -13,7 +13,9 @@ double clock_seconds(clockid_t id) noexcept {
 timer timer_start() noexcept {
   return {clock_seconds(CLOCK_MONOTONIC), clock_seconds(CLOCK_PROCESS_CPUTIME_ID)};
 }
-double timer_wall(const timer& t) noexcept { return clock_seconds(CLOCK_MONOTONIC) - t.wall0; }
+double timer_wall(const timer& t) noexcept {
+  return clock_seconds(CLOCK_MONOTONIC) - t.wall0;
+}
 double timer_cpu(const timer& t) noexcept {
   return clock_seconds(CLOCK_PROCESS_CPUTIME_ID) - t.cpu0;
 }

@@ -29,17 +29,17 @@ struct kktfac_settings {
 };
 
 struct kktfac_regul {
-  double shift = 1e-10;    // added to the diagonal of A D A'; absolute, data scaled to about 1
-  double pivrel = 1e-13;   // a pivot of at most pivrel times its original diagonal is skipped
+  double shift = 1e-10;   // added to the diagonal of A D A'; absolute, data scaled to about 1
+  double pivrel = 1e-13;  // a pivot of at most pivrel times its original diagonal is skipped
 };
 
 struct kktfac_stats {
-  int32_t dim = 0;        // of the factored system
-  int32_t dendim = 0;     // of the dense Schur complement
-  int32_t numoffcol = 0;  // offending (dense) columns
-  int64_t matnumnz = 0;   // lower triangle with diagonal of the matrix before factorization
-  int64_t numnz = 0;      // L with its diagonal, before amalgamation
-  int64_t storednz = 0;   // doubles that L takes, with padding
+  int32_t dim = 0;                // of the factored system
+  int32_t dendim = 0;             // of the dense Schur complement
+  int32_t numoffcol = 0;          // offending (dense) columns
+  int64_t matnumnz = 0;           // lower triangle with diagonal of the matrix before factorization
+  int64_t numnz = 0;              // L with its diagonal, before amalgamation
+  int64_t storednz = 0;           // doubles that L takes, with padding
   int32_t num = 0, numsolve = 0;  // factorizations and right-hand sides so far
   int32_t numskipped = 0;         // pivots skipped by the last factorization
   bool gpused = false;            // graph-partitioning order taken

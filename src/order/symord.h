@@ -11,16 +11,16 @@
 
 // Key of the elimination queue.
 enum class symord_score : int32_t {
-  degree = 0,   // approximate external degree
-  clique = 1,   // the same, checked against and tie-broken by the largest clique of the node
-  fill = 2,     // approximate local fill per eliminated column
+  degree = 0,  // approximate external degree
+  clique = 1,  // the same, checked against and tie-broken by the largest clique of the node
+  fill = 2,    // approximate local fill per eliminated column
 };
 
 struct symord_result {
-  int64_t nnzl = 0;          // nonzeros of L with the diagonal, before any supernode padding
-  double flops = 0;          // of the factorization: sum of the squared column counts
-  int32_t numdense = 0;      // nodes set aside as dense and ordered last
-  int32_t numcompressed = 0; // groups of indistinguishable nodes that were left
+  int64_t nnzl = 0;           // nonzeros of L with the diagonal, before any supernode padding
+  double flops = 0;           // of the factorization: sum of the squared column counts
+  int32_t numdense = 0;       // nodes set aside as dense and ordered last
+  int32_t numcompressed = 0;  // groups of indistinguishable nodes that were left
 };
 
 // symord_order: an elimination order of a symmetric pattern.

@@ -13,8 +13,7 @@ struct prob_rec {
   mm_vector<int32_t> bkc, bkx;  // ZLV_BK_*, maxnumcon and maxnumvar entries
   mm_vector<double> blc, buc, blx, bux, c;
   double cfix = 0;
-  explicit prob_rec(mm_place at)
-      : bkc(at), bkx(at), blc(at), buc(at), blx(at), bux(at), c(at) {}
+  explicit prob_rec(mm_place at) : bkc(at), bkx(at), blc(at), buc(at), blx(at), bux(at), c(at) {}
 };
 
 // prob_acolumns: A packed by columns, rows increasing within a column. a is replaced.
