@@ -21,7 +21,7 @@ int32_t ZLV_getcallbackfunc(ZLV_task_t task, ZLV_callbackfunc* func, void** hand
 
 int32_t ZLV_putctrlcfunc(ZLV_env_t env, ZLV_ctrlcfunc func, void* handle) {
   if (env == nullptr) return int32_t(rescode::ok);
-  const std::lock_guard<std::mutex> hold(env->lock);
+  const std::lock_guard<std::mutex> hold(env->breaklock);
   env->ctrlcfn = func;
   env->ctrlchandle = handle;
   return int32_t(rescode::ok);

@@ -4,6 +4,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <exception>
+#include <new>
+#include <stdexcept>
 
 namespace {
 
@@ -100,13 +103,23 @@ rescode env_failkinds(env_rec& env, rescode code, const char* kinds, ...) noexce
   return code;
 }
 
-void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept {
+void msg_vecho(msg_streams& streams, msg_kind kind, const char* fmt, va_list args) noexcept {
   char text[maxtext + 1];
+  if (std::vsnprintf(text, sizeof text, fmt, args) >= 0) msg_write(streams, kind, text);
+}
+
+void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept {
   va_list args;
   va_start(args, fmt);
-  std::vsnprintf(text, sizeof text, fmt, args);
+  msg_vecho(task.streams, kind, fmt, args);
   va_end(args);
-  msg_write(task.streams, kind, text);
+}
+
+void env_echo(env_rec& env, msg_kind kind, const char* fmt, ...) noexcept {
+  va_list args;
+  va_start(args, fmt);
+  msg_vecho(env.streams, kind, fmt, args);
+  va_end(args);
 }
 
 rescode chk_index(task_rec& task, int32_t index, int32_t count, const char* argument) noexcept {
@@ -118,4 +131,61 @@ rescode chk_index(task_rec& task, int32_t index, int32_t count, const char* argu
 rescode chk_pointer(task_rec& task, const void* pointer, const char* argument) noexcept {
   if (pointer == nullptr) return task_fail(task, rescode::err_null_pointer, argument);
   return rescode::ok;
+}
+
+namespace {
+
+void write_fatal(msg_streams& streams, const char* file, int32_t line, const char* text) noexcept {
+  char place[maxtext + 1];
+  std::snprintf(place, sizeof place, "Fatal error in file '%s(%d)'\n", file, line);
+  msg_write(streams, msg_kind::err, text);
+  msg_write(streams, msg_kind::err, "\n");
+  msg_write(streams, msg_kind::err, place);
+}
+
+// Reports what a catch-all caught through the object's own functions.
+template <class Fail, class Fatal>
+rescode report_caught(Fail&& fail, Fatal&& fatal) noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return fail(rescode::err_space, "");
+  } catch (const std::length_error&) {  // a size beyond what can be addressed
+    return fail(rescode::err_space, "");
+  } catch (const internal_fault& fault) {
+    return fatal(fault);
+  } catch (const std::exception& fault) {
+    return fail(rescode::err_internal, fault.what());
+  } catch (...) {
+    return fail(rescode::err_internal, "unknown fault");
+  }
+}
+
+}  // namespace
+
+rescode env_fatal(env_rec& env, const char* file, int32_t line, const char* text) noexcept {
+  write_fatal(env.streams, file, line, text);
+  if (env.exitfn != nullptr) env.exitfn(env.exithandle, file, line, text);
+  env.hasfault = true;
+  return rescode::err_internal;
+}
+
+rescode task_fatal(task_rec& task, const char* file, int32_t line, const char* text) noexcept {
+  write_fatal(task.streams, file, line, text);
+  const env_rec* env = task.env;
+  if (env != nullptr && env->exitfn != nullptr) env->exitfn(env->exithandle, file, line, text);
+  task.hasfault = true;
+  return rescode::err_internal;
+}
+
+rescode task_caught(task_rec& task) noexcept {
+  return report_caught(
+      [&](rescode code, const char* text) { return task_fail(task, code, text); },
+      [&](const internal_fault& f) { return task_fatal(task, f.file, f.line, f.text); });
+}
+
+rescode env_caught(env_rec& env) noexcept {
+  return report_caught(
+      [&](rescode code, const char* text) { return env_fail(env, code, text); },
+      [&](const internal_fault& f) { return env_fatal(env, f.file, f.line, f.text); });
 }

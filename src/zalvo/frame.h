@@ -4,20 +4,29 @@
 
 #include <cstdarg>
 #include <cstdint>
-#include <exception>
 #include <mutex>
-#include <new>
-#include <stdexcept>
 #include <type_traits>
 
+#include "cpub/fault.h"
 #include "cpub/memman.h"
 #include "cpub/msghandler.h"
 #include "cpub/rescode.h"
 #include "cpub/timer.h"
 #include "zalvo.h"
+#include "zalvo/miolib.h"
 #include "zalvo/param.h"
 #include "zalvo/problem.h"
 #include "zalvo/solution.h"
+
+// What the progress callback and the break detection of a task remember.
+struct task_pollstate {
+  uint32_t lastbreak = 0;          // the environment's break counter as seen last
+  rescode stopcode = rescode::ok;  // sticky: trm_user_break once a break was seen
+  bool islistening = false;        // to interrupts from the console
+  int32_t numpoll = 0;             // callbacks since the files were flushed
+  double lastcall = -1;            // of the user's function, seconds on clock; negative: none yet
+  timer clock;
+};
 
 struct ZLV_env_rec {
   int32_t isinit = 0;
@@ -28,12 +37,18 @@ struct ZLV_env_rec {
   mm_string dbgfile;     // prefix of the memory logs' names; empty: none is written
   ZLV_exitfunc exitfn = nullptr;
   void* exithandle = nullptr;
-  std::mutex lock;  // guards what tasks of different threads share: all that follows
-  ZLV_ctrlcfunc ctrlcfn = nullptr;
-  void* ctrlchandle = nullptr;
-  uint32_t numbreak = 0;              // break counter; 0 until the first poll
+  bool hasfault = false;  // a fault was reported in the exported call that is under way
+  mio_lib mio;            // the mixed-integer library, when there is one
+
+  std::mutex lock;                    // guards the rest of this paragraph, and mman's children
   ZLV_task_rec* firsttask = nullptr;  // list of the tasks
   int32_t numtaskmade = 0;            // tells the memory logs of the tasks apart
+
+  std::mutex breaklock;  // guards the rest
+  ZLV_ctrlcfunc ctrlcfn = nullptr;
+  void* ctrlchandle = nullptr;
+  uint32_t numbreak = 0;  // break counter; 0 until the first poll
+
   explicit ZLV_env_rec(memman& manager)
       : mman(&manager),
         par(mm_at(manager)),
@@ -48,7 +63,9 @@ struct ZLV_task_rec {
   msg_streams streams;
   ZLV_callbackfunc callbackfn = nullptr;
   void* callbackhandle = nullptr;
-  int32_t numwarn = 0;                                    // warnings written so far
+  task_pollstate poll;
+  int32_t numwarn = 0;    // warnings written so far
+  bool hasfault = false;  // a fault was reported in the exported call that is under way
   ZLV_task_rec *prevtask = nullptr, *nexttask = nullptr;  // in the environment's list
   prob_rec prob;
   sol_store sol;
@@ -89,9 +106,23 @@ rescode env_fail(env_rec& env, rescode code, A... args) noexcept {
 // task_vfail, env_vfail: the same with the arguments of a caller outside.
 rescode task_vfail(task_rec& task, rescode code, va_list args) noexcept;
 rescode env_vfail(env_rec& env, rescode code, va_list args) noexcept;
-// task_echo: printf-style text on one of the task's streams.
+// task_echo, env_echo: printf-style text on one of the object's streams, cut after 4048 characters.
 void task_echo(task_rec& task, msg_kind kind, const char* fmt, ...) noexcept
     __attribute__((format(printf, 3, 4)));
+void env_echo(env_rec& env, msg_kind kind, const char* fmt, ...) noexcept
+    __attribute__((format(printf, 3, 4)));
+// msg_vecho: the same on any streams.
+void msg_vecho(msg_streams& streams, msg_kind kind, const char* fmt, va_list args) noexcept;
+
+// task_fatal, env_fatal: an internal fault, found at a place in the library: its text goes to the ERR
+// stream and to the environment's exit function. Returns err_internal when that function returns or
+// there is none.
+rescode task_fatal(task_rec& task, const char* file, int32_t line, const char* text) noexcept;
+rescode env_fatal(env_rec& env, const char* file, int32_t line, const char* text) noexcept;
+
+// task_caught, env_caught: inside a catch-all, reports what was caught and returns its code.
+rescode task_caught(task_rec& task) noexcept;
+rescode env_caught(env_rec& env) noexcept;
 
 // task_call, env_call: the four steps of an exported function begin here. work gets the record and
 // returns a rescode; nothing it throws crosses the interface.
@@ -99,33 +130,33 @@ template <class F>
 int32_t task_call(ZLV_task_t task, F&& work) noexcept {
   if (task == nullptr) return int32_t(rescode::err_null_task);
   if (task->env == nullptr) return int32_t(rescode::err_invalid_task);
+  rescode r = rescode::ok;
   try {
-    return int32_t(work(*task));
-  } catch (const std::bad_alloc&) {
-    return int32_t(task_fail(*task, rescode::err_space));
-  } catch (const std::length_error&) {  // a size beyond what can be addressed
-    return int32_t(task_fail(*task, rescode::err_space));
-  } catch (const std::exception& fault) {
-    return int32_t(task_fail(*task, rescode::err_internal, fault.what()));
+    r = work(*task);
   } catch (...) {
-    return int32_t(task_fail(*task, rescode::err_internal, "unknown fault"));
+    r = task_caught(*task);
   }
+  if (task->hasfault) [[unlikely]] {
+    task->hasfault = false;
+    r = rescode::err_internal;
+  }
+  return int32_t(r);
 }
 template <class F>
 int32_t env_call(ZLV_env_t env, F&& work) noexcept {
   if (env == nullptr) return int32_t(rescode::err_null_env);
   if (env->isinit == 0) return int32_t(env_fail(*env, rescode::err_no_init_env));
+  rescode r = rescode::ok;
   try {
-    return int32_t(work(*env));
-  } catch (const std::bad_alloc&) {
-    return int32_t(env_fail(*env, rescode::err_space));
-  } catch (const std::length_error&) {
-    return int32_t(env_fail(*env, rescode::err_space));
-  } catch (const std::exception& fault) {
-    return int32_t(env_fail(*env, rescode::err_internal, fault.what()));
+    r = work(*env);
   } catch (...) {
-    return int32_t(env_fail(*env, rescode::err_internal, "unknown fault"));
+    r = env_caught(*env);
   }
+  if (env->hasfault) [[unlikely]] {
+    env->hasfault = false;
+    r = rescode::err_internal;
+  }
+  return int32_t(r);
 }
 
 // rescode_message, rescode_description: the texts of a code; an empty one for an unknown code.

@@ -1,9 +1,28 @@
 // Making and deleting environments and tasks.
+#include <cstdio>
+#include <new>
+#include <utility>
+
+#include "cpub/sysinfo-x86.h"
 #include "zalvo/frame.h"
+#include "zalvo/interrupt.h"
 
 namespace {
 
 using env_guard = std::lock_guard<std::mutex>;
+
+constexpr size_t maxfilename = 4096;
+
+// The memory log of a manager: "<dbgfile>.env.txt", "<dbgfile><number>.task.txt".
+rescode open_memlog(memman& mman, const char* dbgfile, int32_t tasknumber) noexcept {
+  if (dbgfile == nullptr || *dbgfile == '\0') return rescode::ok;
+  const bool istask = tasknumber > 0;
+  char name[maxfilename];
+  const int size = istask ? std::snprintf(name, sizeof name, "%s%d.task.txt", dbgfile, tasknumber)
+                          : std::snprintf(name, sizeof name, "%s.env.txt", dbgfile);
+  if (size >= int(sizeof name)) return rescode::err_file_open;
+  return memman_openlog(mman, name, istask ? "task" : "env");
+}
 
 void list_add(env_rec& env, task_rec& task) {
   const env_guard hold(env.lock);
@@ -18,84 +37,131 @@ void list_remove(env_rec& env, task_rec& task) {
   if (task.nexttask != nullptr) task.nexttask->prevtask = task.prevtask;
 }
 
-// task_reserve: the reserved sizes of the problem storage.
-rescode task_reserve(task_rec& task, int32_t maxnumcon, int32_t maxnumvar) {
-  if (maxnumcon < 0) return task_fail(task, rescode::err_maxnumcon, maxnumcon, 0);
-  if (maxnumvar < 0) return task_fail(task, rescode::err_maxnumvar, maxnumvar, 0);
-  task.prob.maxnumcon = maxnumcon;
-  task.prob.maxnumvar = maxnumvar;
-  return rescode::ok;
+// Who hears of a fault that a manager finds while its record is being taken apart.
+struct last_will {
+  ZLV_exitfunc exitfn = nullptr;
+  void* exithandle = nullptr;
+  bool hasfault = false;
+};
+void on_last_fault(void* ctx, const char* file, int line, const char* text) {
+  auto& will = *static_cast<last_will*>(ctx);
+  will.hasfault = true;
+  if (will.exitfn != nullptr) will.exitfn(will.exithandle, file, line, text);
+}
+void on_env_fault(void* ctx, const char* file, int line, const char* text) {
+  static_cast<void>(env_fatal(*static_cast<env_rec*>(ctx), file, line, text));
+}
+void on_task_fault(void* ctx, const char* file, int line, const char* text) {
+  static_cast<void>(task_fatal(*static_cast<task_rec*>(ctx), file, line, text));
 }
 
-// The code of what the handler of a catch-all is holding.
-rescode code_of_exception() noexcept {
-  try {
-    throw;
-  } catch (const std::bad_alloc&) {
-    return rescode::err_space;
-  } catch (const std::length_error&) {
-    return rescode::err_space;
-  } catch (...) {
-    return rescode::err_internal;
-  }
+// The manager's verdict on the record that lived in it.
+rescode verdict(const last_will& will, size_t numleft) noexcept {
+  if (will.hasfault) return rescode::err_internal;
+  return numleft == 0 ? rescode::ok : rescode::err_space_leaking;
 }
 
 rescode env_delete(env_rec* env) noexcept {
   msg_close(env->streams);
-  for (task_rec* t = env->firsttask; t != nullptr; t = t->nexttask) t->env = nullptr;
+  miolib_detach(env->mio);
+  for (task_rec* t = env->firsttask; t != nullptr; t = t->nexttask) {
+    task_leavebreaks(*t);
+    t->env = nullptr;
+  }
+  last_will will{env->exitfn, env->exithandle};
   memman* mman = env->mman;
+  memman_setfatal(*mman, &will, on_last_fault);
   mm_destroy(mm_at(*mman), env);
-  return memman_delete(mman) == 0 ? rescode::ok : rescode::err_space_leaking;
+  return verdict(will, memman_delete(mman));
 }
 
-rescode env_make(memman& mman, const char* dbgfile, env_rec*& made) noexcept {
-  env_rec* env = nullptr;
+rescode env_make(memman& mman, const char* dbgfile, env_rec*& made) {
+  if (const rescode r = open_memlog(mman, dbgfile, 0); r != rescode::ok) return r;
+  env_rec* env = mm_make<env_rec>(mm_at(mman), mman);
+  if (env == nullptr) return rescode::err_space;
   try {
-    env = mm_make<env_rec>(mm_at(mman), mman);
-    if (env == nullptr) return rescode::err_space;
     env->isdebug = dbgfile != nullptr;
     if (dbgfile != nullptr) env->dbgfile = dbgfile;
     param_reset(env->par);
   } catch (...) {
-    const rescode r = code_of_exception();
     mm_destroy(mm_at(mman), env);
-    return r;
+    throw;
   }
+  memman_setfatal(mman, env, on_env_fault);
   made = env;
   return rescode::ok;
 }
 
 rescode task_delete(task_rec* task) noexcept {
+  task_leavebreaks(*task);
   msg_close(task->streams);
-  if (task->env != nullptr) list_remove(*task->env, *task);
+  env_rec* env = task->env;
+  last_will will;
+  if (env != nullptr) {
+    list_remove(*env, *task);
+    will = {env->exitfn, env->exithandle};
+  }
   memman* mman = task->mman;
+  memman_setfatal(*mman, &will, on_last_fault);
   mm_destroy(mm_at(*mman), task);
-  return memman_delete(mman) == 0 ? rescode::ok : rescode::err_space_leaking;
+  if (env == nullptr) return verdict(will, memman_delete(mman));
+  const env_guard hold(env->lock);
+  return verdict(will, memman_delete(mman));
+}
+
+memman* make_child(env_rec& env) {
+  const env_guard hold(env.lock);
+  return memman_createchild(*env.mman);
+}
+void delete_child(env_rec& env, memman* mman) {
+  const env_guard hold(env.lock);
+  memman_delete(mman);
+}
+int32_t next_tasknumber(env_rec& env) {
+  const env_guard hold(env.lock);
+  return ++env.numtaskmade;
+}
+
+rescode task_setup(task_rec& task, int32_t maxnumcon, int32_t maxnumvar) {
+  env_rec& env = *task.env;
+  memman_setfatal(*task.mman, &task, on_task_fault);
+  if (const rescode r = open_memlog(*task.mman, env.dbgfile.c_str(), next_tasknumber(env));
+      r != rescode::ok) {
+    return env_fail(env, r, env.dbgfile.c_str());
+  }
+  param_copy(task.par, env.par);
+  task_resetbreaks(task);
+  if (maxnumcon < 0) return env_fail(env, rescode::err_maxnumcon, maxnumcon, 0);
+  if (maxnumvar < 0) return env_fail(env, rescode::err_maxnumvar, maxnumvar, 0);
+  task.prob.maxnumcon = maxnumcon;
+  task.prob.maxnumvar = maxnumvar;
+  return rescode::ok;
 }
 
 rescode task_make(env_rec& env, int32_t maxnumcon, int32_t maxnumvar, task_rec*& made) {
-  memman* mman = memman_createlike(*env.mman);
-  if (mman == nullptr) return env_fail(env, rescode::err_space);
+  memman* mman = make_child(env);
+  if (mman == nullptr) throw std::bad_alloc();
   task_rec* task = nullptr;
-  rescode r = rescode::ok;
   try {
     task = mm_make<task_rec>(mm_at(*mman), env, *mman);
     if (task == nullptr) throw std::bad_alloc();
-    list_add(env, *task);
-    param_copy(task->par, env.par);
-    r = task_reserve(*task, maxnumcon, maxnumvar);
   } catch (...) {
-    r = code_of_exception();
+    delete_child(env, mman);
+    throw;
+  }
+  list_add(env, *task);
+  rescode r = rescode::ok;
+  try {
+    r = task_setup(*task, maxnumcon, maxnumvar);
+  } catch (...) {
+    r = env_caught(env);
   }
   if (r == rescode::ok) {
     made = task;
-    return r;
+  } else {
+    static_cast<void>(task_delete(task));  // what failed first is told
   }
-  // Whatever the verdict on leaks, what failed first is told.
-  const rescode verdict = task != nullptr ? task_delete(task) : rescode::ok;
-  if (task == nullptr) memman_delete(mman);
-  static_cast<void>(verdict);
-  return env_fail(env, r, "task");
+  return r;
 }
 
 }  // namespace
@@ -107,15 +173,30 @@ int32_t ZLV_makeenv(ZLV_env_t* env, void* usrptr, ZLV_allocfunc allocfunc, ZLV_f
   if ((allocfunc == nullptr) != (freefunc == nullptr)) return int32_t(rescode::err_null_pointer);
   memman* mman = memman_create(usrptr, allocfunc, freefunc, dbgfile != nullptr);
   if (mman == nullptr) return int32_t(rescode::err_space);
-  const rescode r = env_make(*mman, dbgfile, *env);
+  rescode r = rescode::ok;
+  try {
+    r = env_make(*mman, dbgfile, *env);
+  } catch (const std::bad_alloc&) {
+    r = rescode::err_space;
+  } catch (...) {
+    r = rescode::err_internal;
+  }
   if (r != rescode::ok) memman_delete(mman);
   return int32_t(r);
 }
 
 int32_t ZLV_initenv(ZLV_env_t env) {
   if (env == nullptr) return int32_t(rescode::err_null_env);
+  if (env->isinit != 0) return int32_t(rescode::ok);
+  auto& par = env->par.i;
+  const sysinfo_cpu cpu =
+      sysinfo_detect({par[ipar::cpu_type], par[ipar::cache_size_l1], par[ipar::cache_size_l2]});
+  par[ipar::cpu_type] = cpu.type;
+  par[ipar::cache_size_l1] = cpu.sizel1;
+  par[ipar::cache_size_l2] = cpu.sizel2;
   env->isinit = 1;
-  return int32_t(rescode::ok);
+  const rescode r = miolib_attach(env->mio);
+  return int32_t(env_fail(*env, r, miolib_filename));
 }
 
 int32_t ZLV_deleteenv(ZLV_env_t* env) {

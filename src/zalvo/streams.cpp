@@ -1,11 +1,9 @@
 // Exported functions of the message streams: linking, echoing, the introduction.
-#include <cstdio>
+#include <exception>
 
 #include "zalvo/frame.h"
 
 namespace {
-
-constexpr size_t maxecho = 4048;  // characters of one echoed text
 
 bool isstream(int32_t whichstream) {
   return whichstream >= ZLV_STREAM_LOG && whichstream <= ZLV_STREAM_WRN;
@@ -36,11 +34,6 @@ rescode link_file(msg_streams& streams, msg_kind kind, const char* filename, int
   if (filename != nullptr) return msg_linkfile(streams, kind, filename, append != 0);
   msg_unlinkfile(streams, kind);
   return rescode::ok;
-}
-
-void echo(msg_streams& streams, msg_kind kind, const char* format, va_list args) {
-  char text[maxecho + 1];
-  if (std::vsnprintf(text, sizeof text, format, args) >= 0) msg_write(streams, kind, text);
 }
 
 }  // namespace
@@ -90,7 +83,7 @@ int32_t ZLV_echoenv(ZLV_env_t env, int32_t whichstream, const char* format, ...)
   va_start(args, format);
   const int32_t r = envstream_call(env, whichstream, [&](env_rec& e, msg_kind kind) {
     if (format == nullptr) return env_fail(e, rescode::err_null_pointer, "format");
-    echo(e.streams, kind, format, args);
+    msg_vecho(e.streams, kind, format, args);
     return rescode::ok;
   });
   va_end(args);
@@ -102,7 +95,7 @@ int32_t ZLV_echotask(ZLV_task_t task, int32_t whichstream, const char* format, .
   va_start(args, format);
   const int32_t r = taskstream_call(task, whichstream, [&](task_rec& t, msg_kind kind) {
     if (format == nullptr) return task_fail(t, rescode::err_null_pointer, "format");
-    echo(t.streams, kind, format, args);
+    msg_vecho(t.streams, kind, format, args);
     return rescode::ok;
   });
   va_end(args);
