@@ -10,7 +10,7 @@
 namespace {
 
 constexpr ptrdiff_t leastspare = 3;  // spare places of a vector that moves to get one more element
-constexpr int32_t maxmeagre = 3;     // compactions that free less than an eighth before the pool grows
+constexpr int32_t maxmeagre = 3;  // compactions that free less than an eighth before the pool grows
 
 void move_elements(sprmat& a, ptrdiff_t from, ptrdiff_t to, ptrdiff_t num) noexcept {
   if (num == 0 || from == to) return;
@@ -142,15 +142,20 @@ void sprmat_reserve(sprmat& a, ptrdiff_t m) {
     sprmat_compact(a);
     a.nummeagre = garbage < a.num / 8 ? a.nummeagre + 1 : 0;
   }
-  if (a.used + m + 1 < a.cap && a.nummeagre < maxmeagre) return;
+  const bool isneeded = a.used + m + 1 >= a.cap;
+  if (!isneeded && a.nummeagre < maxmeagre) return;
   const ptrdiff_t candidate = a.cap >= a.growtrh ? a.cap + a.cap / 2 : 2 * a.cap;
   const ptrdiff_t required = a.used + m + 1 + a.addnum;
   ptrdiff_t cap = std::max(required, candidate) + 1;
   if (cap > sprmat_maxcap) cap = std::min<ptrdiff_t>(std::max(a.used + m, a.cap), sprmat_maxcap);
   if (cap < a.used + m) throw std::length_error("sprmat");
-  enlarge(a, cap);
+  try {
+    enlarge(a, cap);
+    ++a.numgrow;
+  } catch (const std::bad_alloc&) {
+    if (isneeded) throw;
+  }
   a.nummeagre = 0;
-  ++a.numgrow;
 }
 
 void sprmat_append(sprmat& a, int32_t num) {

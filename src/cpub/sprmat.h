@@ -17,11 +17,11 @@ struct sprmat_vec {
 };
 
 struct sprmat {
-  ptrdiff_t cap = 0;   // places of the pool, at most sprmat_maxcap
-  ptrdiff_t used = 0;  // end of the used part; used - num places of it are garbage or spare
-  ptrdiff_t num = 0;   // elements
-  int32_t growtrh = 0; // the pool doubles below this capacity and grows by half from it on
-  int32_t addnum = 0;  // places added to what is required whenever the pool grows
+  ptrdiff_t cap = 0;    // places of the pool, at most sprmat_maxcap
+  ptrdiff_t used = 0;   // end of the used part; used - num places of it are garbage or spare
+  ptrdiff_t num = 0;    // elements
+  int32_t growtrh = 0;  // the pool doubles below this capacity and grows by half from it on
+  int32_t addnum = 0;   // places added to what is required whenever the pool grows
   int32_t numcompact = 0, numgrow = 0;  // how often, for statistics and tests
   int32_t nummeagre = 0;                // compactions in a row that freed little
   mm_vector<sprmat_vec> vec;
@@ -32,7 +32,9 @@ struct sprmat {
 
 constexpr ptrdiff_t sprmat_maxcap = 2147483647;  // so that every count fits 32 bits
 
-inline int32_t sprmat_numvec(const sprmat& a) { return int32_t(a.vec.size()); }
+inline int32_t sprmat_numvec(const sprmat& a) {
+  return int32_t(a.vec.size());
+}
 inline int32_t sprmat_len(const sprmat& a, int32_t k) {
   return int32_t(a.vec[k].end - a.vec[k].beg);
 }

@@ -133,8 +133,7 @@ rescode task_setup(task_rec& task, int32_t maxnumcon, int32_t maxnumvar) {
   task_resetbreaks(task);
   if (maxnumcon < 0) return env_fail(env, rescode::err_maxnumcon, maxnumcon, 0);
   if (maxnumvar < 0) return env_fail(env, rescode::err_maxnumvar, maxnumvar, 0);
-  task.prob.maxnumcon = maxnumcon;
-  task.prob.maxnumvar = maxnumvar;
+  prob_setmax(task.prob, maxnumcon, maxnumvar, 0);
   return rescode::ok;
 }
 

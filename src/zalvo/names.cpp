@@ -160,7 +160,9 @@ int32_t names_put(names_store& names, int32_t kind, int32_t i, std::string_view 
   return -1;
 }
 
-void names_putobj(names_store& names, std::string_view name) { put_single(names, names.objoff, name); }
+void names_putobj(names_store& names, std::string_view name) {
+  put_single(names, names.objoff, name);
+}
 void names_puttask(names_store& names, std::string_view name) {
   put_single(names, names.taskoff, name);
 }
@@ -190,8 +192,8 @@ void names_remove(names_store& names, int32_t kind, std::span<const uint8_t> gon
 }
 
 int32_t names_maxlen(const names_store& names) {
-  size_t longest = std::max(names_text(names, names.objoff).size(),
-                            names_text(names, names.taskoff).size());
+  size_t longest =
+      std::max(names_text(names, names.objoff).size(), names_text(names, names.taskoff).size());
   for (const names_kind& k : names.kind) {
     for (const ptrdiff_t off : k.off) longest = std::max(longest, names_text(names, off).size());
   }

@@ -18,9 +18,9 @@ struct names_slot {
   int32_t item = -1;  // -1: free
 };
 struct names_kind {
-  mm_vector<ptrdiff_t> off;     // of each item's text; 0: none
-  mm_vector<names_slot> slot;   // open addressing, a power of two of places or none
-  int32_t num = 0;              // items with a name
+  mm_vector<ptrdiff_t> off;    // of each item's text; 0: none
+  mm_vector<names_slot> slot;  // open addressing, a power of two of places or none
+  int32_t num = 0;             // items with a name
   explicit names_kind(mm_place at) : off(at), slot(at) {}
 };
 struct names_store {

@@ -117,8 +117,8 @@ void prob_removecone(prob_rec& p, int32_t k) {
 const char* prob_check(const prob_rec& p) {
   if (p.numvar > p.maxnumvar || p.numcon > p.maxnumcon) return "counts above capacities";
   if (p.c.size() != size_t(p.maxnumvar) || p.bkc.size() != size_t(p.maxnumcon)) return "arrays";
-  for (const auto& [kind, num] : {std::pair{ZLV_PI_VAR, p.numvar}, {ZLV_PI_CON, p.numcon},
-                                  {ZLV_PI_CONE, p.numcone}}) {
+  for (const auto& [kind, num] :
+       {std::pair{ZLV_PI_VAR, p.numvar}, {ZLV_PI_CON, p.numcon}, {ZLV_PI_CONE, p.numcone}}) {
     if (p.names.kind[kind].off.size() != size_t(num)) return "names";
     for (int32_t i = 0; i < num; ++i) {
       const std::string_view name = prob_name(p, kind, i);

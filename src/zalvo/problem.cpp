@@ -65,7 +65,9 @@ void keep(mm_vector<T>& v, std::span<const int32_t> map) noexcept {
 
 }  // namespace
 
-void prob_swap(prob_rec& a, prob_rec& b) noexcept { std::swap(a, b); }
+void prob_swap(prob_rec& a, prob_rec& b) noexcept {
+  std::swap(a, b);
+}
 
 void prob_copy(const prob_rec& from, prob_rec& to) {
   prob_rec p(prob_place(to));
@@ -100,7 +102,9 @@ void prob_copy(const prob_rec& from, prob_rec& to) {
   to = std::move(p);
 }
 
-void prob_clear(prob_rec& p) noexcept { p = prob_rec(prob_place(p)); }
+void prob_clear(prob_rec& p) noexcept {
+  p = prob_rec(prob_place(p));
+}
 
 void prob_reservemax(prob_rec& p, int32_t maxnumcon, int32_t maxnumvar, int32_t maxnumcone) {
   make_room(p.bkc, maxnumcon);
@@ -197,7 +201,9 @@ void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone) {
   }
 }
 
-int32_t prob_maxnumanz(const prob_rec& p) { return int32_t(probmat_lead(p.a).cap); }
+int32_t prob_maxnumanz(const prob_rec& p) {
+  return int32_t(std::max(p.a.col.cap, p.a.row.cap));  // a stale orientation has none
+}
 
 prob_tol prob_tols(const param_values& par) {
   prob_tol tol;
@@ -281,7 +287,9 @@ void prob_loadcolumns(prob_rec& p, std::span<const ptrdiff_t> ptr, std::span<con
   p.a = std::move(a);
 }
 
-void prob_acolumns(const prob_rec& prob, spmat& a) { probmat_columns(prob.a, a); }
+void prob_acolumns(const prob_rec& prob, spmat& a) {
+  probmat_columns(prob.a, a);
+}
 
 probmat& prob_mat(prob_rec& p) {
   const bool iscons = p.a.numcon != p.numcon;

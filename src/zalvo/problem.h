@@ -43,15 +43,32 @@ struct prob_rec {
   names_store names;
   int32_t numanzexpand = 0;  // how often the nonzero storage of A grew
   explicit prob_rec(mm_place at)
-      : bkc(at), bkx(at), blc(at), buc(at), blx(at), bux(at), c(at), a(at), qsubi(at), qsubj(at),
-        qval(at), qcptrb(at), qcptre(at), vartype(at), cone(at), conevar(at), names(at) {}
+      : bkc(at),
+        bkx(at),
+        blc(at),
+        buc(at),
+        blx(at),
+        bux(at),
+        c(at),
+        a(at),
+        qsubi(at),
+        qsubj(at),
+        qval(at),
+        qcptrb(at),
+        qcptre(at),
+        vartype(at),
+        cone(at),
+        conevar(at),
+        names(at) {}
 };
 
-inline mm_place prob_place(const prob_rec& p) { return p.c.get_allocator().place; }
+inline mm_place prob_place(const prob_rec& p) {
+  return p.c.get_allocator().place;
+}
 
 // ---- Whole problems. What throws std::bad_alloc or std::length_error leaves both as they were.
 
-void prob_swap(prob_rec& a, prob_rec& b) noexcept;  // both from the same memory manager
+void prob_swap(prob_rec& a, prob_rec& b) noexcept;   // both from the same memory manager
 void prob_copy(const prob_rec& from, prob_rec& to);  // to keeps its memory manager
 void prob_clear(prob_rec& p) noexcept;               // empty, every capacity 0
 
@@ -113,7 +130,9 @@ void prob_loadcolumns(prob_rec& p, std::span<const ptrdiff_t> ptr, std::span<con
                       std::span<const double> val);
 // prob_acolumns: A packed by columns, rows increasing within a column. a is replaced.
 void prob_acolumns(const prob_rec& prob, spmat& a);
-inline int32_t prob_numanz(const prob_rec& p) { return probmat_nnz(p.a); }
+inline int32_t prob_numanz(const prob_rec& p) {
+  return probmat_nnz(p.a);
+}
 // prob_mat: the matrix, after checking that its sizes are the problem's; a mismatch is an internal
 // fault (std::logic_error).
 probmat& prob_mat(prob_rec& p);

@@ -36,7 +36,8 @@ void follow_put(probmat& a, const mirror& other, const sprmat& lead, int32_t k,
   for (const int32_t s : sprmat_sub(lead, k)) a.credit -= sprmat_len(*other.m, s);
   a.credit -= int64_t(sub.size());
   if (a.credit < 0) return drop(*other.m, *other.has);
-  for (const int32_t s : sprmat_sub(lead, k)) sprmat_erase(*other.m, s, sprmat_find(*other.m, s, k));
+  for (const int32_t s : sprmat_sub(lead, k))
+    sprmat_erase(*other.m, s, sprmat_find(*other.m, s, k));
   try {
     for (size_t p = 0; p < sub.size(); ++p) sprmat_add(*other.m, sub[p], k, val[p]);
   } catch (...) {
@@ -57,15 +58,12 @@ bool is_increasing(std::span<const int32_t> sub) {
 
 void probmat_append(probmat& a, int32_t numcon, int32_t numvar) {
   grow_marks(a, size_t(std::max(a.numcon + numcon, a.numvar + numvar)));
-  // Only one of the two counts grows at a time, so at most one append has something to undo.
   if (a.hascol) sprmat_append(a.col, numvar);
-  if (a.hasrow) {
-    try {
-      sprmat_append(a.row, numcon);
-    } catch (...) {
-      if (!a.hascol) throw;
-      drop(a.row, a.hasrow);
-    }
+  try {
+    if (a.hasrow) sprmat_append(a.row, numcon);
+  } catch (...) {
+    if (a.hascol) a.col.vec.resize(size_t(a.numvar), sprmat_vec{});
+    throw;
   }
   a.numcon += numcon;
   a.numvar += numvar;
@@ -90,12 +88,13 @@ const sprmat& probmat_by(probmat& a, acc mode) {
   return mode == acc::var ? a.col : a.row;
 }
 
-int32_t probmat_nextstamp(probmat& a) noexcept {
-  if (a.stamp == std::numeric_limits<int32_t>::max()) {
+int32_t probmat_stamps(probmat& a, int32_t num) noexcept {
+  if (num > std::numeric_limits<int32_t>::max() - a.stamp) {
     std::fill(a.mark.begin(), a.mark.end(), 0);
     a.stamp = 0;
   }
-  return ++a.stamp;
+  a.stamp += num;
+  return a.stamp - num + 1;
 }
 
 void probmat_put(probmat& a, acc mode, int32_t k, std::span<const int32_t> sub,

@@ -16,21 +16,28 @@ struct probmat {
   int64_t credit = 0;                  // work that may go into keeping both up to date
   sprmat col, row;                     // the stale one is empty
   mm_vector<int32_t> mark;             // scratch, at least max(numcon, numvar) entries
-  int32_t stamp = 0;                   // marks that differ from it mean nothing
+  int32_t stamp = 0;                   // the largest in use
   explicit probmat(mm_place at) : col(at), row(at), mark(at) {}
 };
 
-inline sprmat& probmat_lead(probmat& a) { return a.hascol ? a.col : a.row; }
-inline const sprmat& probmat_lead(const probmat& a) { return a.hascol ? a.col : a.row; }
-inline int32_t probmat_nnz(const probmat& a) { return int32_t(probmat_lead(a).num); }
+inline sprmat& probmat_lead(probmat& a) {
+  return a.hascol ? a.col : a.row;
+}
+inline const sprmat& probmat_lead(const probmat& a) {
+  return a.hascol ? a.col : a.row;
+}
+inline int32_t probmat_nnz(const probmat& a) {
+  return int32_t(probmat_lead(a).num);
+}
 
 // What throws std::bad_alloc leaves the matrix as it was.
 void probmat_append(probmat& a, int32_t numcon, int32_t numvar);  // empty rows and columns
 void probmat_setcap(probmat& a, ptrdiff_t cap);                   // cap >= nonzeros
 // probmat_by: the matrix by columns or by rows, made when needed.
 const sprmat& probmat_by(probmat& a, acc mode);
-// probmat_nextstamp: a stamp that no entry of mark holds, for finding repeated subscripts.
-int32_t probmat_nextstamp(probmat& a) noexcept;
+// probmat_stamps: num stamps that no entry of mark holds, the result and its followers, for finding
+// repeated subscripts and where they were.
+int32_t probmat_stamps(probmat& a, int32_t num) noexcept;
 // probmat_put: row or column k becomes the elements given; their subscripts differ.
 void probmat_put(probmat& a, acc mode, int32_t k, std::span<const int32_t> sub,
                  std::span<const double> val);

@@ -20,7 +20,9 @@ qrange range_of(prob_rec& p, int32_t k) {
   return {p.qcptrb[k], p.qcptre[k]};
 }
 
-int32_t first_free(const prob_rec& p) { return p.maxnumqnz - p.surplus; }
+int32_t first_free(const prob_rec& p) {
+  return p.maxnumqnz - p.surplus;
+}
 
 // The pool becomes cap places with the owned ranges packed: the objective's, then the constraints'.
 void repack(prob_rec& p, int32_t cap) {
@@ -88,7 +90,8 @@ prob_qterms prob_getq(const prob_rec& p, int32_t k) {
   const int32_t begin = k == prob_obj ? p.qobjb : p.qcptrb[k];
   const int32_t end = k == prob_obj ? p.qobje : p.qcptre[k];
   const auto num = size_t(end - begin);
-  return {{p.qsubi.data() + begin, num}, {p.qsubj.data() + begin, num}, {p.qval.data() + begin, num}};
+  return {
+      {p.qsubi.data() + begin, num}, {p.qsubj.data() + begin, num}, {p.qval.data() + begin, num}};
 }
 
 int32_t prob_qused(const prob_rec& p) {
@@ -154,7 +157,8 @@ void prob_qset(prob_rec& p, const prob_tol& tol, int32_t k, int32_t i, int32_t j
   bool isset = false;
   int32_t to = r.begin;
   for (int32_t t = r.begin; t < r.end; ++t) {
-    const bool isthis = (p.qsubi[t] == i && p.qsubj[t] == j) || (p.qsubi[t] == j && p.qsubj[t] == i);
+    const bool isthis =
+        (p.qsubi[t] == i && p.qsubj[t] == j) || (p.qsubi[t] == j && p.qsubj[t] == i);
     if (isthis && (isset || !iskept)) continue;
     place_term(p, to++, p.qsubi[t], p.qsubj[t], isthis ? value : p.qval[t]);
     isset = isset || isthis;
