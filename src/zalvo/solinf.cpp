@@ -18,10 +18,10 @@ void put_out(T value, T* out) noexcept {
 
 }  // namespace
 
-int32_t ZLV_getsolutioninf(ZLV_task_t task, int32_t whichsol, int32_t* prosta, int32_t* solsta,
-                           double* primalobj, double* maxpbi, double* maxpcni, double* maxpeqi,
-                           double* maxinti, double* dualobj, double* maxdbi, double* maxdcni,
-                           double* maxdeqi) {
+int32_t ZLV_getsolutioninf(ZLV_task_t task, int32_t whichsol, int32_t* prosta,  // NOLINT: items
+                           int32_t* solsta, double* primalobj, double* maxpbi, double* maxpcni,
+                           double* maxpeqi, double* maxinti, double* dualobj, double* maxdbi,
+                           double* maxdcni, double* maxdeqi) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_stored(t, whichsol); r != rescode::ok) return r;
     sol_measures m;

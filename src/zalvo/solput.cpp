@@ -78,10 +78,10 @@ rescode chk_entry(task_rec& task, bool isvar, int32_t i, int32_t sk,
 
 }  // namespace
 
-int32_t ZLV_putsolution(ZLV_task_t task, int32_t whichsol, const int32_t* skc, const int32_t* skx,
-                        const int32_t* skn, const double* xc, const double* xx, const double* y,
-                        const double* slc, const double* suc, const double* slx, const double* sux,
-                        const double* snx) {
+int32_t ZLV_putsolution(ZLV_task_t task, int32_t whichsol, const int32_t* skc,  // NOLINT: items
+                        const int32_t* skx, const int32_t* skn, const double* xc, const double* xx,
+                        const double* y, const double* slc, const double* suc, const double* slx,
+                        const double* sux, const double* snx) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_whichsol(whichsol); r != rescode::ok)
       return task_fail(t, r, whichsol);
@@ -101,8 +101,8 @@ int32_t ZLV_putsolution(ZLV_task_t task, int32_t whichsol, const int32_t* skc, c
   });
 }
 
-int32_t ZLV_putsolutioni(ZLV_task_t task, int32_t accmode, int32_t i, int32_t whichsol, int32_t sk,
-                         double x, double sl, double su, double sn) {
+int32_t ZLV_putsolutioni(ZLV_task_t task, int32_t accmode, int32_t i,  // NOLINT: items
+                         int32_t whichsol, int32_t sk, double x, double sl, double su, double sn) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_whichsol(whichsol); r != rescode::ok)
       return task_fail(t, r, whichsol);

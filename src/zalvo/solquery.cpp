@@ -56,7 +56,7 @@ int32_t ZLV_solutiondef(ZLV_task_t task, int32_t whichsol, int32_t* isdef) {
   if (isdef != nullptr) *isdef = 0;
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_whichsol(whichsol); r != rescode::ok) return r;
-    if (const rescode r = chk_pointer(t, isdef, "isdef"); r != rescode::ok) return r;
+    if (isdef == nullptr) return task_fail(t, rescode::err_null_pointer, "isdef");
     *isdef = sol_isdef(t, whichsol) ? 1 : 0;
     return rescode::ok;
   });
@@ -97,9 +97,10 @@ int32_t ZLV_getsolutionstatus(ZLV_task_t task, int32_t whichsol, int32_t* prosta
   });
 }
 
-int32_t ZLV_getsolution(ZLV_task_t task, int32_t whichsol, int32_t* prosta, int32_t* solsta,
-                        int32_t* skc, int32_t* skx, int32_t* skn, double* xc, double* xx, double* y,
-                        double* slc, double* suc, double* slx, double* sux, double* snx) {
+int32_t ZLV_getsolution(ZLV_task_t task, int32_t whichsol, int32_t* prosta,  // NOLINT: items
+                        int32_t* solsta, int32_t* skc, int32_t* skx, int32_t* skn, double* xc,
+                        double* xx, double* y, double* slc, double* suc, double* slx, double* sux,
+                        double* snx) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_soldef(t, whichsol); r != rescode::ok) return r;
     put_out(t.sol.rec[whichsol].prosta, prosta);
@@ -120,8 +121,9 @@ int32_t ZLV_getsolution(ZLV_task_t task, int32_t whichsol, int32_t* prosta, int3
   });
 }
 
-int32_t ZLV_getsolutioni(ZLV_task_t task, int32_t accmode, int32_t i, int32_t whichsol, int32_t* sk,
-                         double* x, double* sl, double* su, double* sn) {
+int32_t ZLV_getsolutioni(ZLV_task_t task, int32_t accmode, int32_t i,  // NOLINT: items
+                         int32_t whichsol, int32_t* sk, double* x, double* sl, double* su,
+                         double* sn) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = chk_soldef(t, whichsol); r != rescode::ok) return r;
     const bool isvar = accmode == ZLV_ACC_VAR;
