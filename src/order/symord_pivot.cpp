@@ -173,29 +173,33 @@ bool member_isequal(const symord_graph& g, int32_t i, int32_t j) {
   return true;
 }
 
-// Merges members with equal lists. All lists begin with x.
+// Merges into i the later nodes of its bucket that have its list. All lists begin with x.
+void merge_node(symord_graph& g, int32_t i) {
+  const int32_t* list = g.iw.data() + g.ifir[i];
+  for (int32_t k = 1; k < g.iuse[i]; ++k) g.ndiff[list[k]] = g.tag;
+  g.work += g.iuse[i];
+  int32_t before = i;
+  for (int32_t j = g.hashnext[i]; j >= 0; j = g.hashnext[j]) {
+    if (!member_isequal(g, i, j)) {
+      before = j;
+      continue;
+    }
+    g.gsize[i] += g.gsize[j];
+    g.gsize[j] = 0;
+    g.iuse[j] = 0;
+    g.status[j] = symord_status::absorbed;
+    symord_chain(g, i, j);
+    g.hashnext[before] = g.hashnext[j];
+  }
+  symord_cleartag(g, 1);
+}
+
 void pivot_merge(symord_graph& g, const pivot& pv) {
   for (ptrdiff_t p = pv.first; p < pv.last; ++p) {
     if (g.gsize[g.iw[p]] == 0) continue;
     const auto b = int32_t(g.hash[g.iw[p]]);
     for (int32_t i = g.hashhead[b]; i >= 0 && g.hashnext[i] >= 0; i = g.hashnext[i]) {
-      const int32_t* list = g.iw.data() + g.ifir[i];
-      for (int32_t k = 1; k < g.iuse[i]; ++k) g.ndiff[list[k]] = g.tag;
-      g.work += g.iuse[i];
-      int32_t before = i;
-      for (int32_t j = g.hashnext[i]; j >= 0; j = g.hashnext[j]) {
-        if (!member_isequal(g, i, j)) {
-          before = j;
-          continue;
-        }
-        g.gsize[i] += g.gsize[j];
-        g.gsize[j] = 0;
-        g.iuse[j] = 0;
-        g.status[j] = symord_status::absorbed;
-        symord_chain(g, i, j);
-        g.hashnext[before] = g.hashnext[j];
-      }
-      symord_cleartag(g, 1);
+      merge_node(g, i);
     }
     g.hashhead[b] = -1;
   }
@@ -248,10 +252,9 @@ bool symord_x1pivot(symord_graph& g, int32_t x) {
   pv.numpiv = g.gsize[x];
   prique_remove(g.queue, x);
   pivot_clique(g, pv);
-  // Room for the differences of this step: below the tag means not touched.
   pivot_ndiff(g, pv);
   pivot_update(g, pv);
-  symord_cleartag(g, g.n + 1);
+  symord_cleartag(g, g.n + 1);  // above every difference of this step
   pivot_merge(g, pv);
   g.nleft -= pv.numpiv;
   pivot_count(g, pv);
