@@ -1,0 +1,51 @@
+// Buffered input of whole text files, plain or gzip-compressed. A file is read and inflated once into
+// chunks that hold whole lines; whether it is compressed is told by its first two bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "cpub/memman.h"
+#include "cpub/rescode.h"
+
+// How an input or output ended. code: ok, err_file_open, err_file_read, err_end_of_file (an archive
+// that ends early) or err_file_write; why: what happened in plain words, a static text.
+struct io_result {
+  rescode code;
+  const char* why;
+};
+
+// ---- Input
+
+struct io_text {
+  mm_vector<mm_vector<char>> chunk;  // each ends with a line end, but for the last
+  int64_t numchar = 0;               // of all chunks, without a byte-order mark
+  explicit io_text(mm_place at) : chunk(at) {}
+};
+
+// io_readtext: a whole file. text is replaced; it is undefined after a failure. A UTF-8 byte-order
+// mark at the beginning is taken away. Throws std::bad_alloc.
+[[nodiscard]] io_result io_readtext(const char* path, io_text& text);
+
+// A position in a text: the lines from there on.
+struct io_lines {
+  const io_text* text = nullptr;
+  size_t nextchunk = 0;
+  const char *pos = nullptr, *end = nullptr;  // the rest of the chunk before nextchunk
+  int32_t number = 0;                         // of the line handed out last; the first is 1
+};
+inline io_lines io_firstline(const io_text& text) {
+  return {&text, 0, nullptr, nullptr, 0};
+}
+// io_nextline: the next line without its line end (LF or CRLF); false behind the last one. The last
+// line needs no line end. Lines may have any length and hold any byte.
+bool io_nextline(io_lines& lines, std::string_view& line) noexcept;
+
+// io_printable: the beginning of a piece of a file for a message: control characters and bytes that
+// are no ASCII become '?', and what is cut off is marked by dots.
+struct io_shorttext {
+  static constexpr size_t maxlen = 60;
+  char text[maxlen + 4];
+};
+io_shorttext io_printable(std::string_view piece) noexcept;

@@ -1,0 +1,169 @@
+#include "zalvo/zalvofile.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "zalvo/readmps.h"
+#include "zalvo/zalvodat.h"
+
+namespace {
+
+using enum rescode;
+
+rescode read_mps(task_rec& t, const io_text& text, const char* filename, file_problem& out) {
+  return mps_read(t, text, filename, out.prob, out.sense);
+}
+
+constexpr file_format formats[] = {{ZLV_DATA_FORMAT_MPS, "mps", "mps", &read_mps},
+                                   {ZLV_DATA_FORMAT_LP, "lp", "lp", nullptr},
+                                   {ZLV_DATA_FORMAT_OP, "opf", "opf", nullptr},
+                                   {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", nullptr}};
+
+bool endswith(std::string_view text, std::string_view lower) noexcept {
+  if (text.size() < lower.size()) return false;
+  text.remove_prefix(text.size() - lower.size());
+  return std::equal(text.begin(), text.end(), lower.begin(), [](char a, char b) {
+    return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
+  });
+}
+
+// The spare room that the parameters ask for behind what was read.
+void reserve_spare(const task_rec& t, prob_rec& p) {
+  const auto plus = [&](int32_t num, int32_t which) {
+    const int64_t sum = int64_t(num) + t.par.i[which];
+    return int32_t(std::min<int64_t>(sum, sprmat_maxcap));
+  };
+  prob_setmax(p, plus(p.numcon, ipar::read_add_con), plus(p.numvar, ipar::read_add_var),
+              plus(p.numcone, ipar::read_add_cone));
+  if (t.par.i[ipar::read_add_anz] > 0) {
+    probmat_setcap(p.a, plus(prob_numanz(p), ipar::read_add_anz));
+  }
+  if (t.par.i[ipar::read_add_qnz] > 0) {
+    prob_qsetcap(p, plus(prob_qused(p), ipar::read_add_qnz));
+  }
+}
+
+void tell_sizes(task_rec& t, const timer& clock) noexcept {
+  const prob_rec& p = t.prob;
+  int32_t numq = p.qobje > p.qobjb ? 1 : 0;
+  for (int32_t k = 0; k < p.numcon && !p.qcptrb.empty(); ++k) {
+    numq += p.qcptre[k] > p.qcptrb[k] ? 1 : 0;
+  }
+  t.inf.i[iinf::rd_numanz] = prob_numanz(p);
+  t.inf.i[iinf::rd_numcon] = p.numcon;
+  t.inf.i[iinf::rd_numvar] = p.numvar;
+  t.inf.i[iinf::rd_numcone] = p.numcone;
+  t.inf.i[iinf::rd_numintvar] = p.numintvar;
+  t.inf.i[iinf::rd_numq] = numq;
+  t.inf.i[iinf::rd_numqnz] = prob_qused(p);
+  t.inf.i[iinf::rd_protype] = prob_probtype(p, false);
+  t.inf.d[dinf::rd_cputime] = timer_cpu(clock);
+}
+
+bool islogged(const task_rec& t) noexcept {
+  return t.par.i[ipar::log] != 0 && t.par.i[ipar::log_file] != 0;
+}
+
+rescode file_fail(task_rec& t, const io_result& result, const char* filename) noexcept {
+  (void)task_fail(t, result.code, filename);
+  task_echo(t, msg_kind::err, "%s: %s\n", filename, result.why);
+  return result.code;
+}
+
+rescode chk_filename(task_rec& t, const char* filename) noexcept {
+  if (const rescode r = chk_pointer(t, filename, "filename"); r != ok) return r;
+  return *filename == '\0' ? task_fail(t, err_invalid_file_name, filename) : ok;
+}
+
+rescode find_format(task_rec& t, int32_t number, const char* filename, const file_format*& found) {
+  found = file_find(number, filename);
+  if (found != nullptr) return ok;
+  return number == ZLV_DATA_FORMAT_EXTENSION ? task_fail(t, err_data_file_ext, filename)
+                                             : task_fail(t, err_invalid_format_type, number);
+}
+
+rescode read_named(task_rec& t, int32_t number, const char* filename) {
+  if (const rescode r = chk_filename(t, filename); r != ok) return r;
+  const file_format* format = nullptr;
+  if (const rescode r = find_format(t, number, filename, format); r != ok) return r;
+  return file_read(t, *format, filename);
+}
+
+}  // namespace
+
+bool file_isgzipname(std::string_view filename) noexcept {
+  return endswith(filename, ".gz");
+}
+
+const file_format* file_find(int32_t number, std::string_view filename) noexcept {
+  if (file_isgzipname(filename)) filename.remove_suffix(3);
+  for (const file_format& f : formats) {
+    if (number != ZLV_DATA_FORMAT_EXTENSION) {
+      if (f.number == number) return &f;
+    } else if (endswith(filename, f.extension) && filename.size() > f.extension.size() &&
+               filename[filename.size() - f.extension.size() - 1] == '.') {
+      return &f;
+    }
+  }
+  return nullptr;
+}
+
+rescode file_read(task_rec& t, const file_format& format, const char* filename) {
+  if (format.read == nullptr) {
+    (void)task_fail(t, err_invalid_format_type, format.number);
+    task_echo(t, msg_kind::err, "%s: files of the format '%s' cannot be read.\n", filename,
+              format.kind);
+    return err_invalid_format_type;
+  }
+  const timer clock = timer_start();
+  if (islogged(t)) {
+    task_echo(t, msg_kind::msg, "Reading %s file - %s\n", format.kind, filename);
+  }
+  file_problem out(mm_at(*t.mman));
+  {
+    io_text text(mm_at(*t.mman));
+    if (const io_result r = io_readtext(filename, text); r.code != ok) {
+      return file_fail(t, r, filename);
+    }
+    if (const rescode r = format.read(t, text, filename, out); r != ok) return r;
+  }
+  reserve_spare(t, out.prob);
+  mm_string name(filename, mm_alloc<char>(mm_at(*t.mman)));
+  dat_replace(t, out.prob);  // from here on nothing can fail
+  t.par.s[spar::data_file_name].swap(name);
+  t.par.i[ipar::objective_sense] = out.sense;
+  tell_sizes(t, clock);
+  if (islogged(t)) {
+    task_echo(t, msg_kind::msg, "done reading. Time: %.2f\n\n", timer_wall(clock));
+  }
+  return ok;
+}
+
+int32_t ZLV_readdata(ZLV_task_t task, const char* filename) {
+  return task_call(
+      task, [=](task_rec& t) { return read_named(t, t.par.i[ipar::read_data_format], filename); });
+}
+
+int32_t ZLV_readmps(ZLV_task_t task, const char* filename) {
+  return task_call(task, [=](task_rec& t) { return read_named(t, ZLV_DATA_FORMAT_MPS, filename); });
+}
+
+int32_t ZLV_readmpsfile(ZLV_task_t task, const char* filename) {
+  return ZLV_readmps(task, filename);
+}
+
+int32_t ZLV_putfilecompression(ZLV_task_t task, int32_t iomode, int32_t compression) {
+  return task_call(task, [=](task_rec& t) {
+    if (iomode < ZLV_IOMODE_READ || iomode > ZLV_IOMODE_READWRITE) {
+      return task_fail(t, err_invalid_iomode, iomode);
+    }
+    if (compression < ZLV_COMPRESS_NONE || compression > ZLV_COMPRESS_GZIP) {
+      return task_fail(t, err_invalid_compression, compression);
+    }
+    if (iomode != ZLV_IOMODE_WRITE) {
+      t.par.i[ipar::read_data_compressed] = compression == ZLV_COMPRESS_NONE ? 0 : 1;
+    }
+    if (iomode != ZLV_IOMODE_READ) t.par.i[ipar::write_data_compressed] = compression;
+    return ok;
+  });
+}

@@ -1,0 +1,34 @@
+// Reading and writing problem files: the table of formats behind ZLV_readdata and ZLV_writedata, and
+// what all formats share before and after the work of their own.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "cpub/ioutils.h"
+#include "zalvo/frame.h"
+
+// What a reader makes of a file: a problem built aside, and what goes into parameters.
+struct file_problem {
+  prob_rec prob;
+  int32_t sense = 0;  // ZLV_OBJECTIVE_SENSE_*
+  explicit file_problem(mm_place at) : prob(at) {}
+};
+
+// A format: its number, its extension without and its kind word in messages. A null function: files
+// of this format cannot be read here.
+struct file_format {
+  int32_t number;  // ZLV_DATA_FORMAT_*
+  std::string_view extension;
+  const char* kind;
+  rescode (*read)(task_rec& t, const io_text& text, const char* filename, file_problem& out);
+};
+
+// file_find: the format of a file by its name (number ZLV_DATA_FORMAT_EXTENSION) or by its number;
+// null when there is none.
+const file_format* file_find(int32_t number, std::string_view filename) noexcept;
+// file_isgzipname: whether a name ends in .gz.
+bool file_isgzipname(std::string_view filename) noexcept;
+
+// file_read, file_write: all of it, with messages, information items and parameters.
+rescode file_read(task_rec& t, const file_format& format, const char* filename);
