@@ -1,0 +1,71 @@
+// Dense kernels of the supernodal factorization and its solves, in families of one template: a
+// generic one for the baseline instructions and others for wider registers. All matrices are
+// column-major; a family is a table of functions, chosen once by parblas_choose.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// C -= A (B diag(scale))', or C = -A (B diag(scale))' when fresh. With lower, only the entries on and
+// below the diagonal of C count; those above it may receive anything.
+struct parblas_update {
+  int32_t m = 0, n = 0, k = 0;  // C is m x n, A is m x k, B is n x k
+  const double* a = nullptr;
+  ptrdiff_t lda = 0;
+  const double* b = nullptr;
+  ptrdiff_t ldb = 0;
+  const double* scale = nullptr;  // k
+  double* c = nullptr;
+  ptrdiff_t ldc = 0;
+  bool lower = false, fresh = false;
+  double* work = nullptr;  // parblas_worksize(n, k) doubles
+};
+
+// The pivots of a panel, all arrays of its number of columns. A pivot must be greater than thr, or it
+// is replaced by rep (when rep is given and positive) or its column leaves the system: d = dinv = 0.
+struct parblas_pivots {
+  const double* thr = nullptr;
+  const double* rep = nullptr;  // null: nothing is replaced
+  double* d = nullptr;          // out
+  double* dinv = nullptr;       // out, 1 / d or 0
+  double* delta = nullptr;      // out, what a replacement added; unused when rep is null
+};
+
+// Adds columns j0 .. j1-1 of the lower triangle of u (n x n) into dst: entry (i, j) goes to row
+// rel[i] - rowoff and column rel[j] - coloff. From index contfrom on, rel is consecutive.
+struct parblas_assemble {
+  int32_t n = 0, j0 = 0, j1 = 0, contfrom = 0;
+  const double* u = nullptr;
+  ptrdiff_t ldu = 0;
+  const int32_t* rel = nullptr;
+  double* dst = nullptr;
+  ptrdiff_t ldd = 0;
+  int32_t rowoff = 0, coloff = 0;
+};
+
+inline constexpr int parblas_maxrhs = 4;  // right-hand sides that one pass over the factor serves
+
+struct parblas_family {
+  const char* name;
+  int32_t tilem, tilen;  // register tile
+  void (*update)(const parblas_update& args) noexcept;
+  // panel: L D L' of the leading ncol x ncol block of an nrow x ncol panel and L of the rows below,
+  // in place. The unit diagonal is not stored. Returns the number of pivots that were not taken.
+  int32_t (*panel)(int32_t ncol, int32_t nrow, double* l, ptrdiff_t ld, const parblas_pivots& piv,
+                   double* work) noexcept;
+  void (*assemble)(const parblas_assemble& args) noexcept;
+  // Solves with a panel on nrhs (1, 2 or 4) vectors v, nrow entries each, ldv apart. forward:
+  // v1 := L1^-1 v1, v2 -= L2 v1; backward: v1 := L1^-T (v1 - L2' v2).
+  void (*forward)(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v,
+                  ptrdiff_t ldv, int32_t nrhs) noexcept;
+  void (*backward)(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v,
+                   ptrdiff_t ldv, int32_t nrhs) noexcept;
+};
+
+// parblas_choose: the family for a processor type (ZLV_CPU_*), among those whose instructions this
+// processor has: the generic type gets the generic family, every other the widest.
+const parblas_family& parblas_choose(int32_t cputype) noexcept;
+// parblas_get: the families that this processor can run, from 0 on; null behind the last.
+const parblas_family* parblas_get(int32_t number) noexcept;
+// parblas_worksize: doubles of work that update needs for any family.
+ptrdiff_t parblas_worksize(int32_t n, int32_t k) noexcept;

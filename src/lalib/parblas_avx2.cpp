@@ -1,0 +1,62 @@
+// The family for processors with AVX2 and fused multiply-add.
+#include <immintrin.h>
+
+#include "lalib/parblas_body.h"
+
+namespace {
+
+alignas(32) constexpr long long lanes[8] = {-1, -1, -1, -1, 0, 0, 0, 0};
+
+struct avx2 {
+  using vec = __m256d;
+  using mask = __m256i;
+  static constexpr int width = 4;
+#ifdef __x86_64__
+  static constexpr int tilev = 3;
+  static constexpr int tilen = 4;
+#else
+  static constexpr int tilev = 2;  // eight registers
+  static constexpr int tilen = 2;
+#endif
+  static constexpr int32_t blockm = 144;
+
+  static mask tail(int32_t n) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lanes + 4 - n));
+  }
+  static vec zero() {
+    return _mm256_setzero_pd();
+  }
+  static vec bcast(double x) {
+    return _mm256_set1_pd(x);
+  }
+  static vec load(const double* p) {
+    return _mm256_loadu_pd(p);
+  }
+  static vec loadm(const double* p, mask m) {
+    return _mm256_maskload_pd(p, m);
+  }
+  static void store(double* p, vec x) {
+    _mm256_storeu_pd(p, x);
+  }
+  static void storem(double* p, mask m, vec x) {
+    _mm256_maskstore_pd(p, m, x);
+  }
+  static vec add(vec x, vec y) {
+    return _mm256_add_pd(x, y);
+  }
+  static vec mul(vec x, vec y) {
+    return _mm256_mul_pd(x, y);
+  }
+  static vec fnmadd(vec x, vec y, vec z) {
+    return _mm256_fnmadd_pd(x, y, z);
+  }
+  static double sum(vec x) {
+    const __m128d y = _mm_add_pd(_mm256_castpd256_pd128(x), _mm256_extractf128_pd(x, 1));
+    return _mm_cvtsd_f64(_mm_add_sd(y, _mm_unpackhi_pd(y, y)));
+  }
+};
+
+}  // namespace
+
+extern const parblas_family parblas_avx2;
+constinit const parblas_family parblas_avx2 = parblas_table<avx2>("AVX2");

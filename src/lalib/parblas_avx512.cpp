@@ -1,0 +1,62 @@
+// The family for processors with AVX-512.
+#include <immintrin.h>
+
+#include "lalib/parblas_body.h"
+
+namespace {
+
+struct avx512 {
+  using vec = __m512d;
+  using mask = __mmask8;
+  static constexpr int width = 8;
+#ifdef __x86_64__
+  static constexpr int tilev = 3;
+  static constexpr int tilen = 8;
+#else
+  static constexpr int tilev = 1;  // eight registers
+  static constexpr int tilen = 4;
+#endif
+  static constexpr int32_t blockm = 192;
+
+  static mask tail(int32_t n) {
+    return mask((1U << unsigned(n)) - 1U);
+  }
+  static vec zero() {
+    return _mm512_setzero_pd();
+  }
+  static vec bcast(double x) {
+    return _mm512_set1_pd(x);
+  }
+  static vec load(const double* p) {
+    return _mm512_loadu_pd(p);
+  }
+  static vec loadm(const double* p, mask m) {
+    return _mm512_maskz_loadu_pd(m, p);
+  }
+  static void store(double* p, vec x) {
+    _mm512_storeu_pd(p, x);
+  }
+  static void storem(double* p, mask m, vec x) {
+    _mm512_mask_storeu_pd(p, m, x);
+  }
+  static vec add(vec x, vec y) {
+    return _mm512_add_pd(x, y);
+  }
+  static vec mul(vec x, vec y) {
+    return _mm512_mul_pd(x, y);
+  }
+  static vec fnmadd(vec x, vec y, vec z) {
+    return _mm512_fnmadd_pd(x, y, z);
+  }
+  static double sum(vec x) {
+    const __m256d y = _mm256_add_pd(_mm512_maskz_extractf64x4_pd(0xf, x, 0),
+                                    _mm512_maskz_extractf64x4_pd(0xf, x, 1));
+    const __m128d z = _mm_add_pd(_mm256_castpd256_pd128(y), _mm256_extractf128_pd(y, 1));
+    return _mm_cvtsd_f64(_mm_add_sd(z, _mm_unpackhi_pd(z, z)));
+  }
+};
+
+}  // namespace
+
+extern const parblas_family parblas_avx512;
+constinit const parblas_family parblas_avx512 = parblas_table<avx512>("AVX-512");
