@@ -1,0 +1,313 @@
+// Driver of the factorization: setup, the numeric phase and the solves of the normal equations.
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#include "cpub/timer.h"
+#include "kfac/kktfac.h"
+#include "kfac/pcholfac.h"
+#include "kfac/pchsolve.h"
+#include "kfac/pkktfac1.h"
+#include "kfac/psschur.h"
+#include "kfac/psymface.h"
+#include "kfac/sorder1.h"
+#include "kfac/symface.h"
+
+struct kktfac {
+  kktfac_kind kind;
+  int32_t numrow, numcol;
+  memman* mman;
+  spmat_view a;
+  bool isset = false, isfactored = false;
+  kktfac_stats stats;
+  symface sym;
+  adaform form;
+  pcholfac chol;
+  psschur schur;
+  mm_vector<int32_t> place;  // numrow, scratch of the forming
+  mm_vector<double> diag;    // numrow, of A D A' + shift I without the dense columns, permuted
+  mm_vector<double> front;   // maxrow x 4, scratch of the solves
+  mm_vector<double> rhs;     // numrow x 4
+  mm_vector<double> d;       // numcol when there are dense columns: D of the last factorization
+  mm_vector<double> cg;      // numrow x 6 when there are dense columns
+  mm_vector<double> cgcol;   // numcol then
+  double shift = 0;
+  kktfac(kktfac_kind k, int32_t m, int32_t n, memman& mm)
+      : kind(k),
+        numrow(m),
+        numcol(n),
+        mman(&mm),
+        sym(mm_at(mm)),
+        form(mm_at(mm)),
+        chol(mm_at(mm)),
+        schur(mm_at(mm)),
+        place(mm_at(mm)),
+        diag(mm_at(mm)),
+        front(mm_at(mm)),
+        rhs(mm_at(mm)),
+        d(mm_at(mm)),
+        cg(mm_at(mm)),
+        cgcol(mm_at(mm)) {}
+};
+
+void kktfac_deleter::operator()(kktfac* fac) const noexcept {
+  memman* mman = fac->mman;
+  fac->~kktfac();
+  memman_free(mman, fac, __FILE__, __LINE__);
+}
+
+kktfac_ptr kktfac_make(kktfac_kind kind, int32_t numrow, int32_t numcol, memman& mman) {
+  void* space = memman_alloc(&mman, 1, sizeof(kktfac), __FILE__, __LINE__);
+  if (space == nullptr) throw std::bad_alloc();
+  return kktfac_ptr(new (space) kktfac(kind, numrow, numcol, mman));
+}
+
+void kktfac_inaij(kktfac& fac, const spmat_view& a) {
+  fac.a = a;
+  fac.isset = fac.isfactored = false;
+}
+
+const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept {
+  return fac.stats;
+}
+
+namespace {
+
+constexpr double pivabs = 1e-30;     // a pivot below it is refused whatever its diagonal; absolute
+constexpr double pivdense = 1e-8;    // with dense columns, relative to the diagonal with them
+constexpr int32_t extrapivots = 20;  // replaced pivots beyond the rows that only dense columns hold
+constexpr int32_t maxextra = 1000;   // with more such rows the columns are not split off
+constexpr int32_t cgmaxiter = 15;    // of the refinement with dense columns
+constexpr double cgstop = 1e-14;     // residual, relative to the right-hand side
+constexpr int32_t cgvectors = 5;
+
+// Rows that only dense columns hold.
+int32_t count_bare_rows(const spmat_view& at, std::span<const uint8_t> isoff) {
+  int32_t num = 0;
+  for (int32_t i = 0; i < at.ncol; ++i) {
+    bool isbare = at.ptr[i + 1] > at.ptr[i];
+    for (ptrdiff_t p = at.ptr[i]; p < at.ptr[i + 1] && isbare; ++p) isbare = isoff[at.sub[p]] != 0;
+    num += isbare ? 1 : 0;
+  }
+  return num;
+}
+
+// The dense columns into cols and isoff; returns the number of pivots that may need replacing.
+int32_t split_columns(const spmat_view& a, const spmat_view& at, int32_t threshold,
+                      mm_vector<int32_t>& cols, std::span<uint8_t> isoff) {
+  psymface_offcol(a, threshold, cols);
+  for (const int32_t j : cols) isoff[j] = 1;
+  const int32_t numbare = cols.empty() ? 0 : count_bare_rows(at, isoff);
+  if (numbare <= maxextra) return numbare + extrapivots;
+  cols.clear();
+  std::ranges::fill(isoff, uint8_t(0));
+  return 0;
+}
+
+void reserve_scratch(kktfac& fac) {
+  const auto m = size_t(fac.numrow);
+  fac.place.resize(m);
+  fac.diag.resize(m);
+  fac.front.resize(size_t(fac.sym.maxrow) * parblas_maxrhs);
+  fac.rhs.resize(m * parblas_maxrhs);
+  if (fac.schur.cols.empty()) return;
+  fac.d.resize(size_t(fac.numcol));
+  fac.cgcol.resize(size_t(fac.numcol));
+  fac.cg.resize(m * cgvectors);
+}
+
+void fill_stats(kktfac& fac, const spmat_view& graph) {
+  kktfac_stats& st = fac.stats;
+  st.dim = fac.numrow;
+  st.numoffcol = int32_t(fac.schur.cols.size());
+  st.dendim = st.numoffcol;
+  st.matnumnz = int64_t(graph.sub.size()) / 2 + fac.numrow;
+  st.numnz = fac.sym.numnz;
+  st.storednz = int64_t(fac.sym.panelpos[fac.sym.numsn]);
+  st.flops = fac.sym.flops;
+  st.adaflops = fac.form.flops;
+}
+
+}  // namespace
+
+rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
+                        const monitor& orderlog) {
+  if (fac.kind != kktfac_kind::ada) {
+    mon.log(0, "ADAT and big system mix\n");
+    return rescode::err_internal;
+  }
+  fac.isset = fac.isfactored = false;
+  const timer clock = timer_start();
+  memman& mman = *fac.mman;
+  const auto m = size_t(fac.numrow);
+  spmat at(mm_at(mman)), graph(mm_at(mman));
+  spmat_transpose({fac.a.nrow, fac.a.ncol, fac.a.ptr, fac.a.sub, {}}, at);
+  mm_vector<uint8_t> isoff(size_t(fac.numcol), 0, mm_at(mman));
+  const int32_t numextra =
+      split_columns(fac.a, spmat_look(at), set.offcoltrh, fac.schur.cols, isoff);
+  psymface_aat(fac.a, spmat_look(at), isoff, graph);
+  mm_vector<int32_t> order(m, 0, mm_at(mman));
+  const timer orderclock = timer_start();
+  const rescode r = sorder1_order(spmat_look(graph), set.ordermethod, orderlog, mman, order);
+  fac.stats.torder += timer_wall(orderclock);
+  if (r != rescode::ok) return r;
+  symface_make(spmat_look(graph), order, fac.sym);
+  adaform_make(fac.a, isoff, fac.sym, fac.form);
+  const bool replaces = !fac.schur.cols.empty();
+  pcholfac_make(fac.sym, parblas_choose(set.cputype), replaces, fac.chol);
+  if (replaces) psschur_make(fac.sym, numextra, fac.schur);
+  reserve_scratch(fac);
+  fill_stats(fac, spmat_look(graph));
+  fac.stats.tsetup += timer_wall(clock);
+  fac.isset = true;
+  return mon.poll();
+}
+
+namespace {
+
+// What the pivots are held against: the diagonal before elimination, with the dense columns.
+void set_pivots(kktfac& fac, std::span<const double> d, const kktfac_regul& regul) {
+  const auto m = size_t(fac.numrow);
+  const bool replaces = !fac.schur.cols.empty();
+  double pivrel = regul.pivrel;
+  if (replaces) {
+    for (const int32_t j : fac.schur.cols) {
+      for (ptrdiff_t p = fac.a.ptr[j]; p < fac.a.ptr[j + 1]; ++p) {
+        fac.diag[fac.sym.iperm[fac.a.sub[p]]] += d[j] * fac.a.val[p] * fac.a.val[p];
+      }
+    }
+    pivrel = std::max(pivrel, pivdense);
+    std::ranges::copy(fac.diag, fac.chol.rep.begin());
+  }
+  for (size_t i = 0; i < m; ++i) fac.chol.thr[i] = std::max(pivrel * fac.diag[i], pivabs);
+}
+
+}  // namespace
+
+rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul& regul,
+                      const monitor& mon) {
+  if (!fac.isset) return rescode::err_internal;
+  fac.isfactored = false;
+  const timer clock = timer_start();
+  adaform_scale(fac.form, d, regul.shift, fac.diag);
+  for (int32_t s = 0; s < fac.sym.numsn; ++s) {
+    adaform_rows(fac.form, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag, fac.place);
+  }
+  set_pivots(fac, d, regul);
+  fac.stats.tada += timer_wall(clock);
+  fac.shift = regul.shift;
+  int32_t numrefused = 0;
+  if (const rescode r = pcholfac_numeric(fac.sym, fac.chol, mon, numrefused); r != rescode::ok) {
+    return r;
+  }
+  if (!fac.schur.cols.empty()) {
+    const timer denseclock = timer_start();
+    std::ranges::copy(d, fac.d.begin());
+    const int32_t numlost = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.schur, fac.front);
+    const int32_t numcorrected = fac.schur.num - int32_t(fac.schur.cols.size());
+    numrefused = numrefused - numcorrected - numlost + fac.schur.dense.numskipped;
+    fac.stats.dendim = fac.schur.num;
+    fac.stats.denseflops = fac.schur.flops;
+    fac.stats.tdense += timer_wall(denseclock);
+  }
+  fac.stats.numskipped = numrefused;
+  ++fac.stats.num;
+  fac.stats.tfactor += timer_wall(clock);
+  fac.isfactored = true;
+  return rescode::ok;
+}
+
+namespace {
+
+// x := factor^-1 x for nrhs (1, 2 or 4) vectors one after the other, in the matrix' own order.
+void solve_once(kktfac& fac, double* x, int32_t nrhs) {
+  const int32_t m = fac.numrow;
+  double* y = fac.rhs.data();
+  for (int32_t r = 0; r < nrhs; ++r) {
+    for (int32_t k = 0; k < m; ++k) {
+      y[k + ptrdiff_t(r) * m] = x[fac.sym.perm[k] + ptrdiff_t(r) * m];
+    }
+  }
+  pchsolve_lower(fac.sym, fac.chol, y, m, nrhs, fac.front);
+  if (!fac.schur.cols.empty()) {
+    for (int32_t r = 0; r < nrhs; ++r) {
+      psschur_correct(fac.chol, fac.schur, std::span(y + ptrdiff_t(r) * m, size_t(m)));
+    }
+  }
+  pchsolve_diag(fac.chol, y, m, nrhs);
+  pchsolve_upper(fac.sym, fac.chol, y, m, nrhs, fac.front);
+  for (int32_t r = 0; r < nrhs; ++r) {
+    for (int32_t k = 0; k < m; ++k) {
+      x[fac.sym.perm[k] + ptrdiff_t(r) * m] = y[k + ptrdiff_t(r) * m];
+    }
+  }
+}
+
+// y := (A D A' + shift I) x with all columns.
+void multiply(kktfac& fac, std::span<const double> x, std::span<double> y) {
+  for (size_t i = 0; i < x.size(); ++i) y[i] = fac.shift * x[i];
+  std::ranges::fill(fac.cgcol, 0.0);
+  spmat_addatx(fac.a, 1.0, x, fac.cgcol);
+  for (size_t j = 0; j < fac.cgcol.size(); ++j) fac.cgcol[j] *= fac.d[j];
+  spmat_addax(fac.a, 1.0, fac.cgcol, y);
+}
+
+double dot(std::span<const double> x, std::span<const double> y) {
+  return std::inner_product(x.begin(), x.end(), y.begin(), 0.0);
+}
+
+// Conjugate gradients with the Schur complement form as preconditioner: that form loses digits when
+// the dense columns outweigh the others. x keeps the iterate of least residual.
+void solve_refined(kktfac& fac, std::span<double> x) {
+  const auto m = size_t(fac.numrow);
+  const auto part = [&](size_t k) { return std::span(fac.cg).subspan(k * m, m); };
+  const auto res = part(0), dir = part(1), prec = part(2), prod = part(3), iterate = part(4);
+  for (size_t i = 0; i < m; ++i) {
+    res[i] = x[i];
+    x[i] = iterate[i] = 0;
+  }
+  const double norm = std::sqrt(dot(res, res));
+  double least = norm, rz = 0;
+  for (int32_t iter = 0; iter <= cgmaxiter && least > cgstop * norm; ++iter) {
+    for (size_t i = 0; i < m; ++i) prec[i] = res[i];
+    solve_once(fac, prec.data(), 1);
+    const double newrz = dot(res, prec);
+    const double beta = iter == 0 ? 0.0 : newrz / rz;
+    rz = newrz;
+    for (size_t i = 0; i < m; ++i) dir[i] = prec[i] + (iter == 0 ? 0.0 : beta * dir[i]);
+    multiply(fac, dir, prod);
+    const double curvature = dot(dir, prod);
+    if (!(curvature > 0) || !(rz > 0)) break;
+    const double step = rz / curvature;
+    for (size_t i = 0; i < m; ++i) {
+      iterate[i] += step * dir[i];
+      res[i] -= step * prod[i];
+    }
+    const double now = std::sqrt(dot(res, res));
+    if (!(now < least)) break;
+    least = now;
+    for (size_t i = 0; i < m; ++i) x[i] = iterate[i];
+  }
+}
+
+}  // namespace
+
+void kktfac_adasolve(kktfac& fac, std::span<double> x, int32_t nrhs) {
+  if (!fac.isfactored) return;
+  const timer clock = timer_start();
+  const auto m = size_t(fac.numrow);
+  if (!fac.schur.cols.empty()) {
+    for (int32_t r = 0; r < nrhs; ++r) solve_refined(fac, x.subspan(size_t(r) * m, m));
+  } else {
+    for (int32_t r = 0; r < nrhs;) {
+      const int32_t left = nrhs - r;
+      const int32_t now = left >= parblas_maxrhs ? parblas_maxrhs : left >= 2 ? 2 : 1;
+      solve_once(fac, x.data() + size_t(r) * m, now);
+      r += now;
+    }
+  }
+  fac.stats.numsolve += nrhs;
+  fac.stats.tsolve += timer_wall(clock);
+}

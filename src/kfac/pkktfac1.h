@@ -1,0 +1,53 @@
+// Forming A D A' row by row straight into the panels of the symbolic factor.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "cpub/memman.h"
+#include "cpub/spmat.h"
+#include "kfac/symface.h"
+
+// A in the order of the factor. Columns with one entry only touch the diagonal and stand apart.
+struct adaform {
+  mm_vector<int32_t> col;          // column of A of each block of val: numcol
+  mm_vector<ptrdiff_t> colptr;     // numcol + 1
+  mm_vector<int32_t> colsub;       // permuted rows, increasing within a column
+  mm_vector<double> val;           // entries of A
+  mm_vector<double> scaled;        // entries of A D
+  mm_vector<ptrdiff_t> rowptr;     // n + 1, into entpos and entlen
+  mm_vector<ptrdiff_t> entpos;     // position of each entry of the row in val
+  mm_vector<int32_t> entlen;       // entries from there to the end of its column
+  mm_vector<ptrdiff_t> mapptr;     // n + 1, into map; empty without a map
+  mm_vector<int32_t> map;          // for each product the row in its panel
+  mm_vector<ptrdiff_t> singleptr;  // n + 1
+  mm_vector<int32_t> singlecol;
+  mm_vector<double> singlesq;  // squared entry
+  double flops = 0;
+  explicit adaform(mm_place at)
+      : col(at),
+        colptr(at),
+        colsub(at),
+        val(at),
+        scaled(at),
+        rowptr(at),
+        entpos(at),
+        entlen(at),
+        mapptr(at),
+        map(at),
+        singleptr(at),
+        singlecol(at),
+        singlesq(at) {}
+};
+
+// adaform_make: A by columns, columns with a flag in isoff left out.
+void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const symface& sym,
+                  adaform& form);
+// adaform_scale: takes the diagonal D of this iteration; before adaform_rows.
+//   diag  out, n, in the order of the factor: shift and the columns with one entry
+void adaform_scale(adaform& form, std::span<const double> d, double shift, std::span<double> diag);
+// adaform_rows: A D A' of the columns of supernode s, into its panel (which is overwritten).
+//   diag    n, as adaform_scale left it; out, the whole diagonal at the columns of s
+//   place   n, scratch that may hold anything
+void adaform_rows(const adaform& form, const symface& sym, int32_t s, double* panel,
+                  std::span<double> diag, std::span<int32_t> place);
