@@ -102,9 +102,7 @@ void prob_putcone(prob_rec& p, int32_t k, int32_t type, double par, std::span<co
   mark_members(p, p.cone[k].sub, k);
 }
 
-void prob_removecone(prob_rec& p, int32_t k) {
-  mm_vector<uint8_t> gone(size_t(p.numcone), 0, prob_place(p));
-  gone[k] = 1;
+void prob_removecone(prob_rec& p, int32_t k, std::span<const uint8_t> gone) noexcept {
   mark_members(p, p.cone[k].sub, -1);
   p.cone.erase(p.cone.begin() + k);
   for (int32_t later = k; later + 1 < p.numcone; ++later) {

@@ -170,12 +170,18 @@ void prob_append(prob_rec& p, acc mode, int32_t num) {
   (isvar ? p.numvar : p.numcon) = want;
 }
 
-void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone) {
-  mm_vector<int32_t> map(gone.size(), -1, prob_place(p));  // the only thing that can fail
+mm_vector<int32_t> prob_removalmap(const prob_rec& p, std::span<const uint8_t> gone) {
+  mm_vector<int32_t> map(gone.size(), -1, prob_place(p));
   int32_t left = 0;
   for (size_t i = 0; i < gone.size(); ++i) {
     if (gone[i] == 0) map[i] = left++;
   }
+  return map;
+}
+
+void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone,
+                 std::span<const int32_t> map) noexcept {
+  const auto left = int32_t(std::count(gone.begin(), gone.end(), uint8_t{0}));
   prob_qremove(p, mode, gone, map);
   probmat_remove(p.a, mode, gone, map);
   names_remove(p.names, mode == acc::var ? ZLV_PI_VAR : ZLV_PI_CON, gone);

@@ -83,8 +83,11 @@ void prob_setmax(prob_rec& p, int32_t maxnumcon, int32_t maxnumvar, int32_t maxn
 // the end; the capacities are raised to what is needed, or more when they were raised before.
 void prob_append(prob_rec& p, acc mode, int32_t num);
 // prob_remove: constraints or variables with gone[i] != 0 leave with all that refers to them and
-// the later ones move down. A variable that is a member of a cone must not be removed.
-void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone);
+// the later ones move down. A variable that is a member of a cone must not be removed. map is the
+// new number of each item, or -1, as prob_removalmap makes it.
+mm_vector<int32_t> prob_removalmap(const prob_rec& p, std::span<const uint8_t> gone);
+void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone,
+                 std::span<const int32_t> map) noexcept;
 inline int32_t prob_count(const prob_rec& p, acc mode) {
   return mode == acc::var ? p.numvar : p.numcon;
 }
@@ -176,7 +179,8 @@ void prob_qremove(prob_rec& p, acc mode, std::span<const uint8_t> gone,
 // prob_appendcone, prob_putcone: the members are in range, differ, and belong to no other cone.
 void prob_appendcone(prob_rec& p, int32_t type, double par, std::span<const int32_t> sub);
 void prob_putcone(prob_rec& p, int32_t k, int32_t type, double par, std::span<const int32_t> sub);
-void prob_removecone(prob_rec& p, int32_t k);
+// prob_removecone: gone has an entry for each cone and is nonzero for k alone.
+void prob_removecone(prob_rec& p, int32_t k, std::span<const uint8_t> gone) noexcept;
 
 // ---- Variable types and names
 
