@@ -88,6 +88,9 @@ void prob_append(prob_rec& p, acc mode, int32_t num);
 mm_vector<int32_t> prob_removalmap(const prob_rec& p, std::span<const uint8_t> gone);
 void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone,
                  std::span<const int32_t> map) noexcept;
+inline void prob_remove(prob_rec& p, acc mode, std::span<const uint8_t> gone) {
+  prob_remove(p, mode, gone, prob_removalmap(p, gone));
+}
 inline int32_t prob_count(const prob_rec& p, acc mode) {
   return mode == acc::var ? p.numvar : p.numcon;
 }
