@@ -1,0 +1,16 @@
+* Two products, three plants: optimum in the vertex (2, 6), -36.
+NAME          SMALL
+ROWS
+ N  COST
+ L  PLANT1
+ L  PLANT2
+ L  PLANT3
+COLUMNS
+    X1        COST              -3.0   PLANT1             1.0
+    X1        PLANT3             3.0
+    X2        COST              -5.0   PLANT2             2.0
+    X2        PLANT3             2.0
+RHS
+    RHS       PLANT1             4.0   PLANT2            12.0
+    RHS       PLANT3            18.0
+ENDATA
