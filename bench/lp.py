@@ -1,0 +1,269 @@
+#!/usr/bin/env python3
+"""Whole linear problems: runs every instance of a data folder through `zalvo --json`, holds status,
+objective and violations against the folder's index, and sets times beside those of other solvers.
+
+    bench/lp.py [--zalvo PROGRAM] [--data DIR] [--kinds lp,infeas] [--limit S] [--threads N]
+                [--peers clp,highs] [--tsv FILE] [-p NAME=VALUE] [NAME...]
+
+DIR (default $ZALVO_DATA) holds KIND/NAME.mps.gz and INDEX.tsv with the columns kind, name, status
+and objective. An instance passes when the status is the index's, and for an optimum the relative
+error of the objective and the primal and dual infeasibilities are at most --tol (1e-6). Peers are
+used when they are installed: clp's barrier method without crossover (whole process), and the
+interior-point method of HiGHS as SciPy calls it (its optimize call alone, crossover included).
+MiB is the peak of resident memory, of which this script's own 10 or so are the floor.
+Exit code 1 when an instance does not pass.
+"""
+import argparse
+import csv
+import importlib.util
+import json
+import math
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+
+GRACE = 10.0  # seconds past the limit after which a run is ended from outside
+SHIFT = 0.01  # seconds added before a geometric mean of times, so that tiny ones don't rule it
+EXPECTED = {"optimal": ("optimal",), "primal infeasible": ("primal", "infeas"),
+            "dual infeasible": ("dual", "infeas")}
+
+
+def run(command, limit):
+    """Runs command; gives (exit code or None when ended, output, errors, seconds, peak KiB)."""
+    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+        start = time.perf_counter()
+        child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+        stopped = False
+        while True:
+            pid, status, usage = os.wait4(child.pid, os.WNOHANG)
+            seconds = time.perf_counter() - start
+            if pid:
+                break
+            if seconds > limit + GRACE and not stopped:
+                child.send_signal(signal.SIGKILL)
+                stopped = True
+            time.sleep(0.001 if seconds < 0.1 else 0.01)
+        child.returncode = os.waitstatus_to_exitcode(status)
+        texts = []
+        for f in (out, err):
+            f.seek(0)
+            texts.append(f.read().decode(errors="replace"))
+        return (None if stopped else child.returncode, *texts, seconds, usage.ru_maxrss)
+
+
+def relative(value, reference):
+    if value is None or reference is None:
+        return None
+    return abs(value - reference) / max(1.0, abs(reference))
+
+
+def run_zalvo(args, path):
+    command = [args.zalvo, "--json", "--time-limit", str(args.limit), "--threads",
+               str(args.threads)]
+    for setting in args.p:
+        command += ["-p", setting]
+    code, out, err, seconds, peak = run(command + [path], args.limit)
+    row = {"exit": code, "seconds": seconds, "peak": peak}
+    if code is None:
+        row["status"] = "ended after the limit"
+        return row
+    try:
+        answer = json.loads(out)
+    except ValueError:
+        row["status"] = "no result: " + (err.strip().splitlines() or ["exit %s" % code])[-1][:60]
+        return row
+    row.update(
+        status=answer["solution_status"] or "", rows=answer["rows"], cols=answer["cols"],
+        response=answer["response"], objective=answer["objective"],
+        pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
+        iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"])
+    return row
+
+
+def passes(row, expected, tol):
+    """None when the row is as the index wants it, else what is wrong."""
+    words = re.sub(r"[^a-z]+", " ", row["status"].lower()).split()
+    if "near" in words or not all(any(w.startswith(e) for w in words)
+                                  for e in EXPECTED[expected["status"]]):
+        return "status " + row["status"]
+    if expected["status"] != "optimal":
+        return None
+    row["error"] = relative(row["objective"], float(expected["objective"]))
+    for key, what in (("error", "objective"), ("pinf", "primal infeasibility"),
+                      ("dinf", "dual infeasibility")):
+        if row[key] is None or not row[key] <= tol:  # a NaN fails too
+            return what
+    return None
+
+
+def run_clp(args, path):
+    command = ["clp", path, "-seconds", str(args.limit), "-crossover", "off", "-barrier"]
+    _, out, _, seconds, peak = run(command, args.limit)
+    found = re.findall(r"^Optimal objective +(\S+)", out, re.M)
+    proven = re.search(r"^(PrimalInfeasible|DualInfeasible)", out, re.M)
+    return {"seconds": seconds, "peak": peak, "objective": float(found[-1]) if found else None,
+            "status": "optimal" if found else proven.group(1) if proven else "none"}
+
+
+def run_highs(args, path):
+    command = [sys.executable, os.path.abspath(__file__), "--highs-one", path, "--limit",
+               str(args.limit)]
+    _, out, _, _, peak = run(command, args.limit + 30.0)  # reading is Python's, and slow
+    try:
+        answer = json.loads(out)
+    except ValueError:
+        return {"status": "none", "seconds": None, "objective": None, "peak": peak}
+    answer["peak"] = peak
+    return answer
+
+
+def highs_one(path, limit):
+    """In a process of its own: one instance through SciPy; prints a JSON object."""
+    import numpy as np
+    import scipy.sparse as sp
+    from scipy.optimize import linprog
+
+    import mpsread
+    m = mpsread.read(path)
+    a = sp.csr_matrix((m.av, (m.ai, m.aj)), shape=(len(m.kinds), len(m.c)))
+    lo, up = np.array(m.rowlo), np.array(m.rowup)
+    eq, le, ge = lo == up, (lo < up) & np.isfinite(up), (lo < up) & np.isfinite(lo)
+    sign = -1.0 if m.maximize else 1.0
+    options = {"time_limit": limit}
+    start = time.perf_counter()
+    r = linprog(sign * np.array(m.c), A_ub=sp.vstack([a[le], -a[ge]]),
+                b_ub=np.concatenate([up[le], -lo[ge]]), A_eq=a[eq], b_eq=lo[eq],
+                bounds=np.column_stack([m.collo, m.colup]), method="highs-ipm", options=options)
+    seconds = time.perf_counter() - start
+    status = {0: "optimal", 2: "PrimalInfeasible", 3: "DualInfeasible"}.get(r.status, "none")
+    objective = sign * r.fun + m.const if r.status == 0 else None
+    print(json.dumps({"status": status, "seconds": seconds, "objective": objective}))
+
+
+def available(names):
+    found = []
+    for name in names:
+        if name == "clp" and shutil.which("clp"):
+            found.append(name)
+        elif name == "highs" and importlib.util.find_spec("scipy"):
+            found.append(name)
+    return found
+
+
+def show(value, form):
+    return "-" if value is None else form % value
+
+
+def table(rows, peers):
+    head = ["instance", "rows", "cols", "status", "obj.err", "pinf", "dinf", "iter", "sec",
+            "opt.sec", "MiB"]
+    for p in peers:
+        head += [p + ".sec", p + ".err"]
+    lines = [head + ["verdict"]]
+    for r in rows:
+        z = r["zalvo"]
+        line = [r["name"], r["rows"], r["cols"], z["status"],
+                show(z.get("error"), "%.1e"), show(z.get("pinf"), "%.1e"),
+                show(z.get("dinf"), "%.1e"), show(z.get("iterations"), "%d"),
+                show(z["seconds"], "%.3f"), show(z.get("solve"), "%.3f"), "%.0f" % (z["peak"] / 1024)]
+        for p in peers:
+            q = r[p]
+            line += [show(q["seconds"], "%.3f"),
+                     show(q.get("error"), "%.1e") if q["status"] == "optimal" else q["status"]]
+        lines.append(line + [r["fault"] or "ok"])
+    return lines
+
+
+def aligned(lines):
+    width = [max(len(str(line[k])) for line in lines) for k in range(len(lines[0]))]
+    for line in lines:
+        cells = [str(c).ljust(w) if k in (0, 3) else str(c).rjust(w)
+                 for k, (c, w) in enumerate(zip(line[:-1], width))]
+        yield "  ".join(cells + [str(line[-1])])
+
+
+def geometric(values):
+    return math.exp(sum(math.log(v + SHIFT) for v in values) / len(values)) - SHIFT
+
+
+def summary(rows, peers, tol):
+    passed = [r for r in rows if not r["fault"]]
+    yield "%d of %d instances pass" % (len(passed), len(rows))
+    optima = [r for r in passed if r["expected"] == "optimal"]
+    if optima:
+        yield ("geometric means over the %d optima: %.4f s in all, %.4f s optimizing, %.1f iterations"
+               % (len(optima), geometric([r["zalvo"]["seconds"] for r in optima]),
+                  geometric([r["zalvo"]["solve"] for r in optima]),
+                  geometric([float(r["zalvo"]["iterations"]) for r in optima])))
+    for p, own in (("clp", "seconds"), ("highs", "solve")):
+        if p not in peers:
+            continue
+        both = [r for r in optima if r[p]["status"] == "optimal" and r[p]["error"] <= tol]
+        if both:
+            mine, theirs = (geometric([r["zalvo"][own] for r in both]),
+                            geometric([r[p]["seconds"] for r in both]))
+            yield ("%s (%s): %d optima by both, zalvo %.4f s, %s %.4f s, ratio %.2f" %
+                   (p, "whole process" if own == "seconds" else "optimize call", len(both), mine, p,
+                    theirs, mine / theirs))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--zalvo", default="build/release/apps/zalvo")
+    parser.add_argument("--data", default=os.environ.get("ZALVO_DATA"))
+    parser.add_argument("--kinds", default="lp,infeas")
+    parser.add_argument("--limit", type=float, default=60.0, help="seconds for each run")
+    parser.add_argument("--threads", type=int, default=1)
+    parser.add_argument("--tol", type=float, default=1e-6)
+    parser.add_argument("--peers", default="clp,highs", help="comma-separated; empty for none")
+    parser.add_argument("--tsv", help="also write the table to this file")
+    parser.add_argument("-p", action="append", default=[], metavar="NAME=VALUE")
+    parser.add_argument("--highs-one", help=argparse.SUPPRESS)
+    parser.add_argument("names", nargs="*")
+    args = parser.parse_args()
+    if args.highs_one:
+        highs_one(args.highs_one, args.limit)
+        return 0
+    if not args.data:
+        print("no instances: set ZALVO_DATA or give --data", file=sys.stderr)
+        return 2
+    peers = available([p for p in args.peers.split(",") if p])
+    kinds = args.kinds.split(",")
+    with open(os.path.join(args.data, "INDEX.tsv"), newline="") as f:
+        index = [e for e in csv.DictReader(f, delimiter="\t", quoting=csv.QUOTE_NONE)
+                 if e["kind"] in kinds and (not args.names or e["name"] in args.names)]
+    unknown = set(args.names) - {e["name"] for e in index}
+    if unknown or not index:
+        print("not in the index: " + (" ".join(sorted(unknown)) or args.kinds), file=sys.stderr)
+        return 2
+    rows = []
+    for e in index:
+        path = os.path.join(args.data, e["kind"], e["name"] + ".mps.gz")
+        reference = float(e["objective"]) if e["objective"] else None
+        row = {"name": e["name"], "rows": e["rows"], "cols": e["cols"], "expected": e["status"],
+               "zalvo": run_zalvo(args, path)}
+        row["fault"] = passes(row["zalvo"], e, args.tol)
+        for p in peers:
+            row[p] = run_clp(args, path) if p == "clp" else run_highs(args, path)
+            row[p]["error"] = relative(row[p]["objective"], reference)
+        rows.append(row)
+        if sys.stderr.isatty():
+            print("\r%d/%d %-12s" % (len(rows), len(index), e["name"]), end="", file=sys.stderr)
+    lines = table(rows, peers)
+    print("\n".join(aligned(lines)))
+    print("\n".join(summary(rows, peers, args.tol)))
+    if args.tsv:
+        with open(args.tsv, "w", newline="") as f:
+            csv.writer(f, delimiter="\t", lineterminator="\n").writerows(lines)
+    return any(r["fault"] for r in rows)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
