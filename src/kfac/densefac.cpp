@@ -29,10 +29,11 @@ void scale_matrix(densefac& fac) {
   }
 }
 
-// Rows and columns k and r > k of the trailing matrix trade places.
-void swap_rows(densefac& fac, int32_t k, int32_t r) {
+// Rows and columns k and r >= k of the trailing matrix, which starts at from, trade places. Columns
+// of L stay: the solves swap as they go.
+void swap_rows(densefac& fac, int32_t from, int32_t k, int32_t r) {
   if (k == r) return;
-  for (int32_t j = 0; j < k; ++j) std::swap(at(fac, k, j), at(fac, r, j));
+  for (int32_t j = from; j < k; ++j) std::swap(at(fac, k, j), at(fac, r, j));
   std::swap(at(fac, k, k), at(fac, r, r));
   for (int32_t i = k + 1; i < r; ++i) std::swap(at(fac, i, k), at(fac, r, i));
   for (int32_t i = r + 1; i < fac.n; ++i) std::swap(at(fac, i, k), at(fac, i, r));
@@ -108,13 +109,13 @@ void densefac_factor(densefac& fac) {
   for (int32_t k = 0; k < fac.n;) {
     const choice c = choose_pivot(fac, k);
     if (c.size == 2) {
-      swap_rows(fac, k + 1, c.row);
+      swap_rows(fac, k, k + 1, c.row);
       fac.swap[k] = fac.swap[k + 1] = ~c.row;
       eliminate_two(fac, k);
       k += 2;
       continue;
     }
-    swap_rows(fac, k, c.row);
+    swap_rows(fac, k, k, c.row);
     fac.swap[k] = c.row;
     if (c.size == 1) {
       eliminate_one(fac, k);

@@ -75,8 +75,12 @@ const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept {
 
 namespace {
 
-constexpr double pivabs = 1e-30;     // a pivot below it is refused whatever its diagonal; absolute
-constexpr double pivdense = 1e-8;    // with dense columns, relative to the diagonal with them
+constexpr double pivabs = 1e-30;  // a pivot below it is refused whatever its diagonal; absolute
+// With dense columns a pivot below pivdense times the diagonal with them is replaced by the geometric
+// mean of both diagonals, the first taken as at least repfloor times the second: the errors of
+// eliminating with the replacement and of subtracting it again are equal there.
+constexpr double pivdense = 1e-12;
+constexpr double repfloor = 1e-16;
 constexpr int32_t extrapivots = 20;  // replaced pivots beyond the rows that only dense columns hold
 constexpr int32_t maxextra = 1000;   // with more such rows the columns are not split off
 constexpr int32_t cgmaxiter = 15;    // of the refinement with dense columns
@@ -173,13 +177,17 @@ void set_pivots(kktfac& fac, std::span<const double> d, const kktfac_regul& regu
   const bool replaces = !fac.schur.cols.empty();
   double pivrel = regul.pivrel;
   if (replaces) {
+    std::copy_n(fac.diag.begin(), m, fac.chol.rep.begin());
     for (const int32_t j : fac.schur.cols) {
       for (ptrdiff_t p = fac.a.ptr[j]; p < fac.a.ptr[j + 1]; ++p) {
         fac.diag[fac.sym.iperm[fac.a.sub[p]]] += d[j] * fac.a.val[p] * fac.a.val[p];
       }
     }
     pivrel = std::max(pivrel, pivdense);
-    std::ranges::copy(fac.diag, fac.chol.rep.begin());
+    for (size_t i = 0; i < m; ++i) {
+      const double full = fac.diag[i];
+      fac.chol.rep[i] = std::sqrt(full) * std::sqrt(std::max(fac.chol.rep[i], repfloor * full));
+    }
   }
   for (size_t i = 0; i < m; ++i) fac.chol.thr[i] = std::max(pivrel * fac.diag[i], pivabs);
 }
@@ -286,7 +294,7 @@ void solve_refined(kktfac& fac, std::span<double> x) {
       res[i] -= step * prod[i];
     }
     const double now = std::sqrt(dot(res, res));
-    if (!(now < least)) break;
+    if (!(now < least) && iter > 0) continue;  // not monotone in this norm
     least = now;
     for (size_t i = 0; i < m; ++i) x[i] = iterate[i];
   }

@@ -189,10 +189,11 @@ struct dense_case {
   double decades;
 };
 
-kfac_matrix with_dense(kfac_matrix a, int32_t count, int32_t from, int32_t step) {
+kfac_matrix with_dense(kfac_matrix a, int32_t count, int32_t from, int32_t step, double scale = 1) {
   for (int32_t k = 0; k < count; ++k) {
     std::vector<std::pair<int32_t, double>> col;
-    for (int32_t i = from; i < a.m; i += step) col.emplace_back(i, std::sin(1.0 + i * (k + 1.5)));
+    for (int32_t i = from; i < a.m; i += step)
+      col.emplace_back(i, scale * std::sin(1.0 + i * (k + 1.5)));
     a.add(col);
   }
   return a;
@@ -232,6 +233,8 @@ INSTANTIATE_TEST_SUITE_P(Shapes, KktfacDense, testing::Values(
     dense_case{"OneFull", with_dense(kfac_chain(120), 1, 0, 1), 1, 1},
     dense_case{"FiveInAGrid", with_dense(kfac_grid(12), 5, 3, 2), 5, 1},
     dense_case{"WideWeights", with_dense(kfac_grid(12), 5, 0, 1), 5, 4},
+    dense_case{"HeavyColumns", with_dense(kfac_grid(12), 5, 0, 1, 1e4), 5, 3},
+    dense_case{"HeavyOnBareRows", with_dense(bare_rows(150, 3), 6, 0, 1, 1e3), 6, 3},
     dense_case{"OneBareRow", with_dense(bare_rows(150, 1), 2, 0, 1), 2, 1},
     dense_case{"ThreeBareRows", with_dense(bare_rows(150, 3), 6, 0, 1), 6, 2},
     dense_case{"NoneDense", kfac_chain(120), 0, 1}),
