@@ -3,11 +3,18 @@
 #include <cstdarg>
 #include <cstdio>
 
-void fault_raise(fault_place place, const char* form, ...) {
+namespace {
+internal_fault fault_of(fault_place place, const char* form, va_list args) noexcept {
   internal_fault fault{place.file, place.line, {}};
+  std::vsnprintf(fault.text, sizeof fault.text, form, args);
+  return fault;
+}
+}  // namespace
+
+void fault_raise(fault_place place, const char* form, ...) {
   va_list args;
   va_start(args, form);
-  std::vsnprintf(fault.text, sizeof fault.text, form, args);
+  const internal_fault fault = fault_of(place, form, args);
   va_end(args);
-  throw fault;
+  throw internal_fault(fault);
 }

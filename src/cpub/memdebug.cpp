@@ -60,7 +60,7 @@ void grow_table(memman& mman) noexcept {
   memdebug& d = *mman.debug;
   if (mman.numblocks < d.numbucket) return;
   const size_t wanted = d.numbucket == 0 ? firstbuckets : 2 * d.numbucket;
-  void* space = memman_rawalloc(mman, wanted * sizeof(memdebug_block*));
+  void* space = memman_rawalloc(mman, wanted * sizeof(void*));
   if (space == nullptr) return;
   if (d.bucket != nullptr) memman_rawfree(mman, d.bucket);
   d.bucket = static_cast<memdebug_block**>(space);
@@ -151,7 +151,7 @@ void keep_place(memdebug_block& b, const char* file, int line) noexcept {
 
 memdebug* memdebug_make(const memman& mman) noexcept {
   void* space = memman_rawalloc(mman, sizeof(memdebug));
-  return space != nullptr ? new (space) memdebug : nullptr;
+  return space != nullptr ? std::construct_at(static_cast<memdebug*>(space)) : nullptr;
 }
 
 rescode memman_openlog(memman& mman, const char* filename, const char* label) noexcept {
@@ -196,7 +196,7 @@ void* memdebug_alloc(memman& mman, size_t bytes, const char* file, int line) noe
   }
   void* space = memman_rawalloc(mman, sizeof(memdebug_block) + bytes + memdebug_block::guardsize);
   if (space == nullptr) return memdebug_failed(mman, bytes, file, line), nullptr;
-  auto* b = new (space) memdebug_block{};
+  auto* b = std::construct_at(static_cast<memdebug_block*>(space));
   b->size = bytes;
   b->number = ++d.lastnumber;
   keep_place(*b, file, line);

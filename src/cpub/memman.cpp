@@ -22,7 +22,7 @@ static_assert(sizeof(memdebug_block) + memdebug_block::guardsize <= maxhead);
 void* plain_alloc(memman& mman, size_t bytes) noexcept {
   void* space = memman_rawalloc(mman, bytes + sizeof(blockhead));
   if (space == nullptr) return nullptr;
-  auto* head = new (space) blockhead{bytes};
+  auto* head = std::construct_at(static_cast<blockhead*>(space), blockhead{bytes});
   mman.usage += bytes;
   mman.maxusage = std::max(mman.maxusage, mman.usage);
   ++mman.numblocks;
@@ -67,7 +67,7 @@ memman* memman_create(void* usrptr, memman_allocfn allocfn, memman_freefn freefn
   first.freefn = freefn;
   void* space = memman_rawalloc(first, sizeof(memman));
   if (space == nullptr) return nullptr;
-  auto* mman = new (space) memman(first);
+  auto* mman = std::construct_at(static_cast<memman*>(space), first);
   if (debug && (mman->debug = memdebug_make(*mman)) == nullptr) {
     memman_rawfree(first, mman);
     return nullptr;
@@ -179,7 +179,10 @@ memman_text memman_sizetext(size_t bytes) noexcept {
   memman_text t;
   int u = 0;
   double value = double(bytes);
-  for (; value >= 1024; value /= 1024) ++u;
+  while (value >= 1024) {
+    value /= 1024;
+    ++u;
+  }
   std::snprintf(t.text, sizeof t.text, "%.*f %s", u == 0 ? 0 : 2, value, unit[u]);
   return t;
 }

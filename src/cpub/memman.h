@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -122,7 +123,7 @@ T* mm_make(mm_place at, Args&&... args) {
   void* block = memman_alloc(at.mman, 1, sizeof(T), at.file, at.line);
   if (block == nullptr) return nullptr;
   try {
-    return new (block) T(std::forward<Args>(args)...);
+    return std::construct_at(static_cast<T*>(block), std::forward<Args>(args)...);
   } catch (...) {
     memman_free(at.mman, block, at.file, at.line);
     throw;
@@ -131,6 +132,6 @@ T* mm_make(mm_place at, Args&&... args) {
 template <class T>
 void mm_destroy(mm_place at, T* record) noexcept {
   if (record == nullptr) return;
-  record->~T();
+  std::destroy_at(record);
   memman_free(at.mman, record, at.file, at.line);
 }

@@ -97,7 +97,8 @@ TEST(FrameMemory, LeaksAreTheVerdictOfDeletion) {
 }
 
 TEST(FrameMemory, DebuggingFindsBrokenGuards) {
-  api_box box(nullptr, 0, 0, "");
+  faulty_alloc from;
+  api_box box(&from, 0, 0, "");
   fault_list faults;
   auto* block = static_cast<char*>(ZLV_callocdbgtask(box.task, 5, 1, "f.c", 1));
   block[5] ^= 1;

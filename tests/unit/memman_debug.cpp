@@ -48,7 +48,8 @@ std::string address(const void* block) {
 struct debug_box {
   std::string logname = testing::TempDir() + "memman_debug." + std::to_string(getpid()) + ".txt";
   fault_list faults;
-  memman* mman = memman_create(nullptr, nullptr, nullptr, true);
+  faulty_alloc from;
+  memman* mman = memman_create(&from, faulty_alloc::alloc, faulty_alloc::free, true);
   debug_box() {
     EXPECT_EQ(memman_openlog(*mman, logname.c_str(), "box"), rescode::ok);
     memman_setfatal(*mman, &faults, &fault_list::keep);
