@@ -139,7 +139,8 @@ void write_fatal(msg_streams& streams, const char* file, int32_t line, const cha
   char place[maxtext + 1];
   std::snprintf(place, sizeof place, "Fatal error in file '%s(%d)'\n", file, line);
   msg_write(streams, msg_kind::err, text);
-  msg_write(streams, msg_kind::err, "\n");
+  const size_t length = std::strlen(text);
+  if (length == 0 || text[length - 1] != '\n') msg_write(streams, msg_kind::err, "\n");
   msg_write(streams, msg_kind::err, place);
 }
 

@@ -6,6 +6,7 @@
 #include "cpub/sysinfo-x86.h"
 #include "zalvo/frame.h"
 #include "zalvo/interrupt.h"
+#include "zalvo/zalvodat.h"
 
 namespace {
 
@@ -163,6 +164,42 @@ rescode task_make(env_rec& env, int32_t maxnumcon, int32_t maxnumvar, task_rec*&
   return r;
 }
 
+// A copy of everything but the streams, the callback and the break status.
+rescode task_clone(task_rec& from, task_rec*& made) {
+  task_rec* clone = nullptr;
+  if (const rescode r = task_make(*from.env, 0, 0, clone); r != rescode::ok) return r;
+  try {
+    param_copy(clone->par, from.par);
+    prob_copy(from.prob, clone->prob);
+    for (int32_t s = 0; s < sol_count; ++s) sol_copy(*clone, from, s);
+    clone->inf = from.inf;
+  } catch (...) {
+    static_cast<void>(task_delete(clone));
+    throw;
+  }
+  made = clone;
+  return rescode::ok;
+}
+
+struct task_sizes {
+  int32_t maxnumcon, maxnumvar, maxnumcone, maxnumanz, maxnumqnz;
+};
+
+rescode check_sizes(task_rec& t, const task_sizes& max) {
+  const prob_rec& p = t.prob;
+  if (max.maxnumcon < p.numcon) {
+    return task_fail(t, rescode::err_maxnumcon, max.maxnumcon, p.numcon);
+  }
+  if (max.maxnumvar < p.numvar) {
+    return task_fail(t, rescode::err_maxnumvar, max.maxnumvar, p.numvar);
+  }
+  if (max.maxnumcone < p.numcone) return task_fail(t, rescode::err_maxnumcone, max.maxnumcone);
+  const int32_t numanz = prob_numanz(p);
+  if (max.maxnumanz < numanz) return task_fail(t, rescode::err_maxnumanz, max.maxnumanz, numanz);
+  if (max.maxnumqnz < prob_qused(p)) return task_fail(t, rescode::err_maxnumqnz);
+  return rescode::ok;
+}
+
 }  // namespace
 
 int32_t ZLV_makeenv(ZLV_env_t* env, void* usrptr, ZLV_allocfunc allocfunc, ZLV_freefunc freefunc,
@@ -220,6 +257,27 @@ int32_t ZLV_deletetask(ZLV_task_t* task) {
   if (task == nullptr) return int32_t(rescode::err_null_pointer);
   task_rec* gone = std::exchange(*task, nullptr);
   return gone == nullptr ? int32_t(rescode::ok) : int32_t(task_delete(gone));
+}
+
+int32_t ZLV_clonetask(ZLV_task_t task, ZLV_task_t* clonedtask) {
+  if (clonedtask != nullptr) *clonedtask = nullptr;
+  return task_call(task, [=](task_rec& t) {
+    if (const rescode r = chk_pointer(t, clonedtask, "clonedtask"); r != rescode::ok) return r;
+    return task_clone(t, *clonedtask);
+  });
+}
+
+int32_t ZLV_resizetask(ZLV_task_t task, int32_t maxnumcon, int32_t maxnumvar, int32_t maxnumcone,
+                       int32_t maxnumanz, int32_t maxnumqnz) {
+  return task_call(task, [=](task_rec& t) {
+    const task_sizes max = {maxnumcon, maxnumvar, maxnumcone, maxnumanz, maxnumqnz};
+    if (const rescode r = check_sizes(t, max); r != rescode::ok) return r;
+    // Out of space in between leaves sizes that are larger than before, which loses nothing.
+    dat_setmax(t, maxnumcon, maxnumvar, maxnumcone);
+    probmat_setcap(prob_mat(t.prob), maxnumanz);
+    if (maxnumqnz != t.prob.maxnumqnz) prob_qsetcap(t.prob, maxnumqnz);
+    return rescode::ok;
+  });
 }
 
 int32_t ZLV_getenv(ZLV_task_t task, ZLV_env_t* env) {

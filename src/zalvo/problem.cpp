@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <stdexcept>
-#include <string>
 #include <utility>
 
+#include "cpub/fault.h"
 #include "zalvo.h"
 
 namespace {
@@ -300,10 +299,8 @@ void prob_acolumns(const prob_rec& prob, spmat& a) {
 probmat& prob_mat(prob_rec& p) {
   const bool iscons = p.a.numcon != p.numcon;
   if (iscons || p.a.numvar != p.numvar) {
-    char text[80];
-    std::snprintf(text, sizeof text, "Mismatch numcon: %d numrow: %d\n",
-                  iscons ? p.numcon : p.numvar, iscons ? p.a.numcon : p.a.numvar);
-    throw std::logic_error(text);
+    fault_raise(fault_here(), "Mismatch numcon: %d numrow: %d\n", iscons ? p.numcon : p.numvar,
+                iscons ? p.a.numcon : p.a.numvar);
   }
   return p.a;
 }

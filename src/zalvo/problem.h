@@ -140,7 +140,7 @@ inline int32_t prob_numanz(const prob_rec& p) {
   return probmat_nnz(p.a);
 }
 // prob_mat: the matrix, after checking that its sizes are the problem's; a mismatch is an internal
-// fault (std::logic_error).
+// fault.
 probmat& prob_mat(prob_rec& p);
 
 // ---- Quadratic terms (probquad.cpp). k: a constraint, or prob_obj for the objective.

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "cpub/fault.h"
 #include "zalvo/problem.h"
 
 namespace {
@@ -188,7 +189,7 @@ void prob_qloadcons(prob_rec& p, const prob_tol& tol, std::span<const int32_t> s
   }
   for (int32_t k = 0; k < p.numcon; ++k) {
     if (count[k] > p.surplus) {
-      throw std::logic_error("Out of q space");  // cannot happen: num places were reserved
+      fault_raise(fault_here(), "Out of q space");  // cannot happen: num places were reserved
     }
     p.qcptrb[k] = p.qcptre[k] = first_free(p);
     p.surplus -= count[k];

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cstdio>
 #include <stdexcept>
 
 #include "zalvo/frame.h"
@@ -229,11 +228,10 @@ holds still_after(const bound& old, const bound& now) {
 void sol_resize(task_rec& task, int32_t maxnumcon, int32_t maxnumvar, int32_t maxnumcone) {
   const sol_sizes count = counts_of(task), size = {maxnumcon, maxnumvar, maxnumcone};
   if (size.con < count.con || size.var < count.var || size.cone < count.cone) {
-    char text[200];  // one number stands for the last two labels
-    std::snprintf(text, sizeof text,
-                  "numcon: %d numvar: %d numcone: %d maxnumvar: %d maxnumcon: maxnumcone: %d",
-                  count.con, count.var, count.cone, maxnumvar, maxnumcon);
-    throw std::logic_error(text);
+    // One number stands for the last two labels.
+    fault_raise(fault_here(),
+                "numcon: %d numvar: %d numcone: %d maxnumvar: %d maxnumcon: maxnumcone: %d",
+                count.con, count.var, count.cone, maxnumvar, maxnumcon);
   }
   std::array<sol_blocks, sol_count> blocks = {
       sol_blocks(mm_at(*task.mman)), sol_blocks(mm_at(*task.mman)), sol_blocks(mm_at(*task.mman))};
@@ -357,7 +355,7 @@ sol_view sol_items(task_rec& task, int32_t whichsol) noexcept {
 
 sol_view sol_access(task_rec& task, int32_t whichsol) {
   if (whichsol == ZLV_SOL_BAS && !task.sol.rec[whichsol].isallocated) {
-    throw std::logic_error("Basic soltion is not defined");
+    fault_raise(fault_here(), "Basic soltion is not defined");
   }
   return sol_items(task, whichsol);
 }

@@ -41,7 +41,7 @@ struct sol_view {
 
 // sol_resize: moves each allocated solution into blocks of the new reserved sizes; called before the
 // problem's own capacities change. On std::bad_alloc every solution keeps its old blocks. Sizes
-// below the current counts are an internal fault (std::logic_error).
+// below the current counts are an internal fault.
 void sol_resize(task_rec& task, int32_t maxnumcon, int32_t maxnumvar, int32_t maxnumcone);
 // sol_append: the new items first .. first+num-1 get a status key and values from which a simplex
 // optimizer can go on: a constraint (free, with an empty row) is basic at zero, a variable is fixed
@@ -74,8 +74,8 @@ rescode sol_allocate(task_rec& task, int32_t whichsol) noexcept;
 void sol_ensure(task_rec& task, int32_t whichsol);
 // sol_free: frees the arrays; the defined flag and the statuses stay.
 void sol_free(task_rec& task, int32_t whichsol) noexcept;
-// sol_access: the items of a solution. Missing storage of the basic solution is an internal fault
-// (std::logic_error), of the others it gives empty items.
+// sol_access: the items of a solution. Missing storage of the basic solution is an internal fault,
+// of the others it gives empty items.
 sol_view sol_access(task_rec& task, int32_t whichsol);
 // sol_items: the same, but missing storage of any type gives empty items.
 sol_view sol_items(task_rec& task, int32_t whichsol) noexcept;

@@ -156,7 +156,7 @@ TEST(SolSpace, FailedResizeAllocateAndCopyLoseNothing) {
     if (sol_allocate(s.task, ZLV_SOL_BAS) != rescode::ok) {
       ++numfailed;
       EXPECT_FALSE(sol_isdef(s.task, ZLV_SOL_BAS));
-      EXPECT_THROW(sol_access(s.task, ZLV_SOL_BAS), std::logic_error);
+      EXPECT_THROW(sol_access(s.task, ZLV_SOL_BAS), internal_fault);
     }
     if (numfailed == 0) {
       EXPECT_GT(k, 9);  // six blocks to move, two to copy, two to allocate
@@ -279,8 +279,8 @@ TEST(SolSpace, SizesBelowTheCountsAreAnInternalFault) {
   try {
     sol_resize(s.task, 1, 7, 1);
     FAIL();
-  } catch (const std::logic_error& fault) {
-    EXPECT_STREQ(fault.what(),
+  } catch (const internal_fault& fault) {
+    EXPECT_STREQ(fault.text,
                  "numcon: 2 numvar: 3 numcone: 0 maxnumvar: 7 maxnumcon: maxnumcone: 1");
   }
 }
