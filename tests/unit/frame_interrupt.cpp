@@ -1,9 +1,15 @@
 // What stops an optimizer from outside, and what happens to internal faults.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/api_box.h"
@@ -115,6 +121,48 @@ TEST(FrameBreak, HandlerOfTheHostStays) {
   }
   EXPECT_EQ(interrupt_handler(), SIG_IGN);
   std::signal(SIGINT, before);
+}
+
+TEST(FrameBreak, TasksOfOneEnvironmentPollInTheirThreads) {
+  api_box box;
+  std::atomic<int32_t> wanted{0};
+  ZLV_putctrlcfunc(
+      box.env, [](void* value) { return static_cast<std::atomic<int32_t>*>(value)->load(); },
+      &wanted);
+  std::vector<rescode> last(3, rescode::ok);
+  std::atomic<int> numpolling{0};
+  {
+    std::vector<std::jthread> threads;
+    for (rescode& r : last) {
+      threads.emplace_back([&] {
+        ZLV_task_t task = nullptr;
+        if (ZLV_makeemptytask(box.env, &task) != ZLV_RES_OK) return;
+        task->par.i[ipar::check_ctrl_c] = ZLV_ON;
+        const bool early = task_pollbreak(*task) != rescode::ok;
+        ++numpolling;
+        while ((r = task_pollbreak(*task)) == rescode::ok) std::this_thread::yield();
+        if (early || ZLV_deletetask(&task) != ZLV_RES_OK) r = rescode::err_unknown;
+      });
+    }
+    while (numpolling < int(last.size())) std::this_thread::yield();
+    wanted = 1;
+  }
+  EXPECT_EQ(last, std::vector<rescode>(3, rescode::trm_user_break));
+}
+
+TEST(FrameCallback, FlushesFilesNowAndThen) {
+  const std::string name = testing::TempDir() + "frame_interrupt." + std::to_string(getpid());
+  const auto size = [&] { return std::ifstream(name, std::ios::ate).tellg(); };
+  api_box box;
+  ASSERT_EQ(ZLV_linkfiletotaskstream(box.task, ZLV_STREAM_LOG, name.c_str(), 0), ZLV_RES_OK);
+  task_echo(*box.task, msg_kind::log, "a line\n");
+  const int32_t freq = box.task->par.i[ipar::flush_stream_freq];
+  for (int32_t k = 1; k < freq; ++k) static_cast<void>(task_callback(*box.task, -1));
+  EXPECT_EQ(size(), 0);
+  static_cast<void>(task_callback(*box.task, -1));
+  EXPECT_GT(size(), 0);
+  EXPECT_EQ(box.close(), ZLV_RES_OK);
+  std::remove(name.c_str());
 }
 
 TEST(FrameCallback, StopsAndKeepsItsPeriod) {
