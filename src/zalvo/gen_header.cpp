@@ -5,6 +5,8 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -37,23 +39,38 @@ std::string range_text(int check, const std::string& lower, const std::string& u
       return "any value";
   }
 }
-void parameters(std::ostream& out) {
-  out << "/* Integer parameters */\n";
-#define ZLV_IPAR(name, number, value, check, lower, upper, family, text)       \
-  if (std::string(#family) != "reserved") {                                    \
-    member(out, "ipar_" #name, number,                                         \
-           text "; default " #value ", " + range_text(check, #lower, #upper)); \
+struct param_line {
+  std::string name;
+  long number;
+  std::string text;
+  bool isreserved;
+};
+void list_params(std::ostream& out, const char* heading, const std::vector<param_line>& lines) {
+  out << "\n/* " << heading << " */\n";
+  for (const param_line& line : lines) {
+    if (!line.isreserved) member(out, line.name, line.number, line.text);
   }
+}
+void parameters(std::ostream& out) {
+  list_params(out, "Integer parameters",
+              {
+#define ZLV_IPAR(name, number, value, check, lower, upper, family, text)                     \
+  {"ipar_" #name, number, text "; default " #value ", " + range_text(check, #lower, #upper), \
+   std::string_view(#family) == "reserved"},
 #include "zalvo/param.def"
-  out << "\n/* Double parameters */\n";
+              });
+  list_params(out, "Double parameters",
+              {
 #define ZLV_DPAR(name, number, value, check, lower, upper, text) \
-  member(out, "dpar_" #name, number,                             \
-         text "; default " #value ", " + range_text(check, #lower, #upper));
+  {"dpar_" #name, number, text "; default " #value ", " + range_text(check, #lower, #upper), false},
 #include "zalvo/param.def"
-  out << "\n/* String parameters */\n";
+              });
+  list_params(out, "String parameters",
+              {
 #define ZLV_SPAR(name, number, value, text) \
-  member(out, "spar_" #name, number, text "; default \"" value "\"");
+  {"spar_" #name, number, text "; default \"" value "\"", false},
 #include "zalvo/param.def"
+              });
 }
 void infitems(std::ostream& out) {
 #define ZLV_IINF(name, number, text) member(out, "iinf_" #name, number, text);

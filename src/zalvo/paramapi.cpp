@@ -35,7 +35,7 @@ rescode allocated_copy(task_rec& task, int32_t number, int32_t numaddchr, char**
   char* copy = static_cast<char*>(memman_alloc(task.mman, size, 1, __FILE__, __LINE__));
   if (copy == nullptr) return task_fail(task, rescode::err_space);
   std::memset(copy, 0, size);
-  std::memcpy(copy, text.data(), text.size());
+  std::memcpy(copy, text.c_str(), text.size() + 1);
   *value = copy;
   return rescode::ok;
 }

@@ -1,10 +1,9 @@
 // Parameters and information items through the interface: by number, by name, as text.
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <limits>
-#include <vector>
+#include <string>
 
 #include "support/api_box.h"
 
