@@ -1,9 +1,8 @@
 // Orderings of grids, of a power law graph and of a union of cliques such as A A' is.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
-
 #include "../tests/unit/order_tools.h"
+#include "order/gpart.h"
 #include "order/symord.h"
 
 namespace {
@@ -42,5 +41,21 @@ void BM_symord_cliques(benchmark::State& state) {
   run_symord(state, order_cliques(n, n * 3 / 2, 40, 1), symord_score(state.range(1)));
 }
 BENCHMARK(BM_symord_cliques)->ArgsProduct({{1000, 4000}, {0, 1, 2}})->Unit(benchmark::kMillisecond);
+
+void BM_gpart_grid(benchmark::State& state) {
+  const auto m = int32_t(state.range(0));
+  const order_pattern p = order_grid(m, m);
+  memman* mman = memman_create(nullptr, nullptr, nullptr, false);
+  std::vector<int32_t> perm(p.n);
+  for (auto _ : state) {
+    if (gpart_order(p.view(), int32_t(state.range(1)), {}, *mman, perm) != rescode::ok) {
+      state.SkipWithError("ordering failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * int64_t(p.sub.size()));
+  memman_delete(mman);
+}
+BENCHMARK(BM_gpart_grid)->ArgsProduct({{16, 64, 256}, {1, 2}})->Unit(benchmark::kMillisecond);
 
 }  // namespace
