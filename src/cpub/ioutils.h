@@ -1,5 +1,7 @@
-// Buffered input of whole text files, plain or gzip-compressed. A file is read and inflated once into
-// chunks that hold whole lines; whether it is compressed is told by its first two bytes.
+// Buffered input and output of whole text files, plain or gzip-compressed. A file is read and inflated
+// once into chunks that hold whole lines; whether it is compressed is told by its first two bytes.
+// What is written goes to a temporary file beside the target, which takes the target's name only when
+// every byte was written and the file closed; what is no regular file (a device) is written directly.
 #pragma once
 
 #include <cstddef>
@@ -49,3 +51,22 @@ struct io_shorttext {
   char text[maxlen + 4];
 };
 io_shorttext io_printable(std::string_view piece) noexcept;
+
+// ---- Output
+
+struct io_out;  // opaque
+
+// io_create: begins a file; out is null when the code is not ok. Throws std::bad_alloc.
+[[nodiscard]] io_result io_create(const char* path, bool isgzip, memman& mman, io_out*& out);
+// io_put: appends. The first failure is kept and told by io_finish; what follows it is dropped.
+void io_put(io_out& out, std::string_view text) noexcept;
+bool io_isfailed(const io_out& out) noexcept;
+// io_finish: writes what is buffered, closes the file and gives it its name. Frees out, and after a
+// failure takes away what was written: the target is as it was, unless it is a device.
+[[nodiscard]] io_result io_finish(io_out* out) noexcept;
+// io_abandon: takes away what was written; the target stays as it was. Null is allowed.
+void io_abandon(io_out* out) noexcept;
+
+// io_writetext: all of it in one call.
+[[nodiscard]] io_result io_writetext(const char* path, bool isgzip, memman& mman,
+                                     std::string_view text);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "zalvo/zalvodat.h"
+#include "zalvo/zalvofile.h"
 
 namespace {
 
@@ -359,6 +360,21 @@ rescode read_lines(mps_reader& rd, const io_text& text) {
   return mps_fail(rd, {}, "The file ends without ENDATA.", err_mps_file, rd.filename);
 }
 
+// The parameters behind ENDATA, in comments between BEGIN ZALVO and END ZALVO.
+void read_params(mps_reader& rd, mm_string& params) {
+  constexpr std::string_view begin = "*BEGIN ZALVO", end = "*END ZALVO";
+  bool isinside = false;
+  while (io_nextline(rd.lines, rd.line)) {
+    if (rd.line.starts_with(end)) return;
+    if (isinside && rd.line.starts_with('*') && rd.line.find('\0') == rd.line.npos) {
+      params += rd.line.substr(1);
+      params += '\n';
+    }
+    isinside = isinside || rd.line.starts_with(begin);
+  }
+  params.clear();  // a block that does not end is text like any other
+}
+
 mps_settings settings_of(const task_rec& t) {
   mps_settings s;
   const param_values& par = t.par;
@@ -480,9 +496,8 @@ int32_t mps_findrow(const mps_reader& rd, std::string_view name) noexcept {
   return row < 0 ? mps_norow : rd.rowcon[row];
 }
 
-rescode mps_read(task_rec& t, const io_text& text, const char* filename, prob_rec& p,
-                 int32_t& sense) {
-  mps_reader rd(t, p, filename, settings_of(t));
+rescode mps_read(task_rec& t, const io_text& text, const char* filename, file_problem& out) {
+  mps_reader rd(t, out.prob, filename, settings_of(t));
   rd.sense = rd.set.isobjsense ? ZLV_OBJECTIVE_SENSE_MIN : t.par.i[ipar::objective_sense];
   estimate(rd, text);
   reserve(rd);
@@ -493,6 +508,8 @@ rescode mps_read(task_rec& t, const io_text& text, const char* filename, prob_re
   mps_storequad(rd);
   mps_storebounds(rd);
   tell_notes(rd);
-  sense = rd.sense;
+  out.sense = rd.sense;
+  out.issensegiven = rd.set.isobjsense && rd.isseen[size_t(mps_sec::objsense)];
+  read_params(rd, out.params);
   return ok;
 }

@@ -145,9 +145,9 @@ struct mps_reader {
   mps_reader(task_rec& task, prob_rec& prob, const char* file, const mps_settings& settings);
 };
 
-// ---- Entry: reads text into p, which must be empty. sense: out. The code was reported.
-rescode mps_read(task_rec& t, const io_text& text, const char* filename, prob_rec& p,
-                 int32_t& sense);
+// ---- Entry: reads text into out, which must be empty. The code was reported.
+struct file_problem;
+rescode mps_read(task_rec& t, const io_text& text, const char* filename, file_problem& out);
 
 // ---- Shared by the sections
 

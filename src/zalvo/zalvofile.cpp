@@ -3,21 +3,23 @@
 #include <algorithm>
 #include <utility>
 
+#include "zalvo/paramfile.h"
 #include "zalvo/readmps.h"
 #include "zalvo/zalvodat.h"
+#include "zalvo/zalvowmps.h"
 
 namespace {
 
 using enum rescode;
 
 rescode read_mps(task_rec& t, const io_text& text, const char* filename, file_problem& out) {
-  return mps_read(t, text, filename, out.prob, out.sense);
+  return mps_read(t, text, filename, out);
 }
 
-constexpr file_format formats[] = {{ZLV_DATA_FORMAT_MPS, "mps", "mps", &read_mps},
-                                   {ZLV_DATA_FORMAT_LP, "lp", "lp", nullptr},
-                                   {ZLV_DATA_FORMAT_OP, "opf", "opf", nullptr},
-                                   {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", nullptr}};
+constexpr file_format formats[] = {{ZLV_DATA_FORMAT_MPS, "mps", "mps", &read_mps, &mps_write},
+                                   {ZLV_DATA_FORMAT_LP, "lp", "lp", nullptr, nullptr},
+                                   {ZLV_DATA_FORMAT_OP, "opf", "opf", nullptr, nullptr},
+                                   {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", nullptr, nullptr}};
 
 bool endswith(std::string_view text, std::string_view lower) noexcept {
   if (text.size() < lower.size()) return false;
@@ -89,6 +91,48 @@ rescode read_named(task_rec& t, int32_t number, const char* filename) {
   return file_read(t, *format, filename);
 }
 
+rescode no_format(task_rec& t, const file_format& format, const char* filename,
+                  const char* what) noexcept {
+  (void)task_fail(t, err_invalid_format_type, format.number);
+  task_echo(t, msg_kind::err, "%s: files of the format '%s' cannot be %s.\n", filename, format.kind,
+            what);
+  return err_invalid_format_type;
+}
+
+// The objective sense and the parameters that came with the problem; all or none of them.
+rescode take_params(task_rec& t, const file_problem& out) {
+  if (out.params.empty()) {
+    t.par.i[ipar::objective_sense] = out.sense;
+    return ok;
+  }
+  param_values old(mm_at(*t.mman));
+  param_copy(old, t.par);
+  t.par.i[ipar::objective_sense] = out.sense;
+  const mm_string comment(param_commentsign(old), mm_alloc<char>(mm_at(*t.mman)));
+  rescode r = ok;
+  try {
+    std::string_view rest = out.params;
+    while (r == ok && !rest.empty()) {
+      const size_t len = rest.find('\n');
+      r = param_putline(t, rest.substr(0, len), comment);
+      rest.remove_prefix(len + 1);
+    }
+  } catch (...) {
+    std::swap(t.par, old);
+    throw;
+  }
+  if (r != ok) std::swap(t.par, old);
+  if (r == ok && out.issensegiven) t.par.i[ipar::objective_sense] = out.sense;
+  return r;
+}
+
+rescode write_named(task_rec& t, int32_t number, const char* filename) {
+  if (const rescode r = chk_filename(t, filename); r != ok) return r;
+  const file_format* format = nullptr;
+  if (const rescode r = find_format(t, number, filename, format); r != ok) return r;
+  return file_write(t, *format, filename);
+}
+
 }  // namespace
 
 bool file_isgzipname(std::string_view filename) noexcept {
@@ -109,12 +153,7 @@ const file_format* file_find(int32_t number, std::string_view filename) noexcept
 }
 
 rescode file_read(task_rec& t, const file_format& format, const char* filename) {
-  if (format.read == nullptr) {
-    (void)task_fail(t, err_invalid_format_type, format.number);
-    task_echo(t, msg_kind::err, "%s: files of the format '%s' cannot be read.\n", filename,
-              format.kind);
-    return err_invalid_format_type;
-  }
+  if (format.read == nullptr) return no_format(t, format, filename, "read");
   const timer clock = timer_start();
   if (islogged(t)) {
     task_echo(t, msg_kind::msg, "Reading %s file - %s\n", format.kind, filename);
@@ -129,12 +168,42 @@ rescode file_read(task_rec& t, const file_format& format, const char* filename) 
   }
   reserve_spare(t, out.prob);
   mm_string name(filename, mm_alloc<char>(mm_at(*t.mman)));
+  if (const rescode r = take_params(t, out); r != ok) return r;
   dat_replace(t, out.prob);  // from here on nothing can fail
   t.par.s[spar::data_file_name].swap(name);
-  t.par.i[ipar::objective_sense] = out.sense;
   tell_sizes(t, clock);
   if (islogged(t)) {
     task_echo(t, msg_kind::msg, "done reading. Time: %.2f\n\n", timer_wall(clock));
+  }
+  return ok;
+}
+
+rescode file_write(task_rec& t, const file_format& format, const char* filename) {
+  if (format.write == nullptr) return no_format(t, format, filename, "written");
+  const timer clock = timer_start();
+  if (islogged(t)) {
+    task_echo(t, msg_kind::msg, "Writing %s file - %s\n", format.kind, filename);
+  }
+  const bool isgzip =
+      file_isgzipname(filename) || t.par.i[ipar::write_data_compressed] == ZLV_COMPRESS_GZIP;
+  io_out* out = nullptr;
+  if (const io_result r = io_create(filename, isgzip, *t.mman, out); r.code != ok) {
+    return file_fail(t, r, filename);
+  }
+  rescode code = ok;
+  try {
+    code = format.write(t, *out);
+  } catch (...) {
+    io_abandon(out);
+    throw;
+  }
+  if (code != ok) {
+    io_abandon(out);
+    return code;
+  }
+  if (const io_result r = io_finish(out); r.code != ok) return file_fail(t, r, filename);
+  if (islogged(t)) {
+    task_echo(t, msg_kind::msg, "done writing. Time: %.2f\n\n", timer_wall(clock));
   }
   return ok;
 }
@@ -150,6 +219,17 @@ int32_t ZLV_readmps(ZLV_task_t task, const char* filename) {
 
 int32_t ZLV_readmpsfile(ZLV_task_t task, const char* filename) {
   return ZLV_readmps(task, filename);
+}
+
+int32_t ZLV_writedata(ZLV_task_t task, const char* filename) {
+  return task_call(task, [=](task_rec& t) {
+    return write_named(t, t.par.i[ipar::write_data_format], filename);
+  });
+}
+
+int32_t ZLV_writemps(ZLV_task_t task, const char* filename) {
+  return task_call(task,
+                   [=](task_rec& t) { return write_named(t, ZLV_DATA_FORMAT_MPS, filename); });
 }
 
 int32_t ZLV_putfilecompression(ZLV_task_t task, int32_t iomode, int32_t compression) {

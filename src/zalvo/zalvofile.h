@@ -11,17 +11,20 @@
 // What a reader makes of a file: a problem built aside, and what goes into parameters.
 struct file_problem {
   prob_rec prob;
-  int32_t sense = 0;  // ZLV_OBJECTIVE_SENSE_*
-  explicit file_problem(mm_place at) : prob(at) {}
+  int32_t sense = 0;          // ZLV_OBJECTIVE_SENSE_*
+  bool issensegiven = false;  // by the file, so that it comes before what params says
+  mm_string params;           // lines of parameters that the file holds, or empty
+  explicit file_problem(mm_place at) : prob(at), params(mm_alloc<char>(at)) {}
 };
 
 // A format: its number, its extension without and its kind word in messages. A null function: files
-// of this format cannot be read here.
+// of this format cannot be read, or not written.
 struct file_format {
   int32_t number;  // ZLV_DATA_FORMAT_*
   std::string_view extension;
   const char* kind;
   rescode (*read)(task_rec& t, const io_text& text, const char* filename, file_problem& out);
+  rescode (*write)(task_rec& t, io_out& out);
 };
 
 // file_find: the format of a file by its name (number ZLV_DATA_FORMAT_EXTENSION) or by its number;
@@ -32,3 +35,4 @@ bool file_isgzipname(std::string_view filename) noexcept;
 
 // file_read, file_write: all of it, with messages, information items and parameters.
 rescode file_read(task_rec& t, const file_format& format, const char* filename);
+rescode file_write(task_rec& t, const file_format& format, const char* filename);
