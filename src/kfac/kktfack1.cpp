@@ -75,40 +75,10 @@ const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept {
 
 namespace {
 
-constexpr double pivabs = 1e-30;  // a pivot below it is refused whatever its diagonal; absolute
-// With dense columns a pivot below pivdense times the diagonal with them is replaced by the geometric
-// mean of both diagonals, the first taken as at least repfloor times the second: the errors of
-// eliminating with the replacement and of subtracting it again are equal there.
-constexpr double pivdense = 1e-12;
-constexpr double repfloor = 1e-16;
-constexpr int32_t extrapivots = 20;  // replaced pivots beyond the rows that only dense columns hold
-constexpr int32_t maxextra = 1000;   // with more such rows the columns are not split off
-constexpr int32_t cgmaxiter = 15;    // of the refinement with dense columns
-constexpr double cgstop = 1e-14;     // residual, relative to the right-hand side
+constexpr double pivabs = 1e-30;   // a pivot below it is refused whatever its diagonal; absolute
+constexpr int32_t cgmaxiter = 15;  // of the refinement with dense columns
+constexpr double cgstop = 1e-14;   // residual, relative to the right-hand side
 constexpr int32_t cgvectors = 5;
-
-// Rows that only dense columns hold.
-int32_t count_bare_rows(const spmat_view& at, std::span<const uint8_t> isoff) {
-  int32_t num = 0;
-  for (int32_t i = 0; i < at.ncol; ++i) {
-    bool isbare = at.ptr[i + 1] > at.ptr[i];
-    for (ptrdiff_t p = at.ptr[i]; p < at.ptr[i + 1] && isbare; ++p) isbare = isoff[at.sub[p]] != 0;
-    num += isbare ? 1 : 0;
-  }
-  return num;
-}
-
-// The dense columns into cols and isoff; returns the number of pivots that may need replacing.
-int32_t split_columns(const spmat_view& a, const spmat_view& at, int32_t threshold,
-                      mm_vector<int32_t>& cols, std::span<uint8_t> isoff) {
-  psymface_offcol(a, threshold, cols);
-  for (const int32_t j : cols) isoff[j] = 1;
-  const int32_t numbare = cols.empty() ? 0 : count_bare_rows(at, isoff);
-  if (numbare <= maxextra) return numbare + extrapivots;
-  cols.clear();
-  std::ranges::fill(isoff, uint8_t(0));
-  return 0;
-}
 
 void reserve_scratch(kktfac& fac) {
   const auto m = size_t(fac.numrow);
@@ -149,8 +119,8 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   spmat at(mm_at(mman)), graph(mm_at(mman));
   spmat_transpose({fac.a.nrow, fac.a.ncol, fac.a.ptr, fac.a.sub, {}}, at);
   mm_vector<uint8_t> isoff(size_t(fac.numcol), 0, mm_at(mman));
-  const int32_t numextra =
-      split_columns(fac.a, spmat_look(at), set.offcoltrh, fac.schur.cols, isoff);
+  psymface_offcol(fac.a, set.offcoltrh, fac.schur.cols);
+  for (const int32_t j : fac.schur.cols) isoff[j] = 1;
   psymface_aat(fac.a, spmat_look(at), isoff, graph);
   mm_vector<int32_t> order(m, 0, mm_at(mman));
   const timer orderclock = timer_start();
@@ -161,7 +131,7 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   adaform_make(fac.a, isoff, fac.sym, fac.form);
   const bool replaces = !fac.schur.cols.empty();
   pcholfac_make(fac.sym, parblas_choose(set.cputype), replaces, fac.chol);
-  if (replaces) psschur_make(fac.sym, numextra, fac.schur);
+  if (replaces) psschur_make(fac.sym, fac.schur);
   reserve_scratch(fac);
   fill_stats(fac, spmat_look(graph));
   fac.stats.tsetup += timer_wall(clock);
@@ -171,25 +141,13 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
 
 namespace {
 
-// What the pivots are held against: the diagonal before elimination, with the dense columns.
-void set_pivots(kktfac& fac, std::span<const double> d, const kktfac_regul& regul) {
-  const auto m = size_t(fac.numrow);
-  const bool replaces = !fac.schur.cols.empty();
-  double pivrel = regul.pivrel;
-  if (replaces) {
-    std::copy_n(fac.diag.begin(), m, fac.chol.rep.begin());
-    for (const int32_t j : fac.schur.cols) {
-      for (ptrdiff_t p = fac.a.ptr[j]; p < fac.a.ptr[j + 1]; ++p) {
-        fac.diag[fac.sym.iperm[fac.a.sub[p]]] += d[j] * fac.a.val[p] * fac.a.val[p];
-      }
-    }
-    pivrel = std::max(pivrel, pivdense);
-    for (size_t i = 0; i < m; ++i) {
-      const double full = fac.diag[i];
-      fac.chol.rep[i] = std::sqrt(full) * std::sqrt(std::max(fac.chol.rep[i], repfloor * full));
-    }
+// What the pivots are held against: the diagonal before elimination. With dense columns a refused
+// pivot is replaced by that threshold, since a dense column may still hold its row.
+void set_pivots(kktfac& fac, const kktfac_regul& regul) {
+  for (int32_t i = 0; i < fac.numrow; ++i) {
+    fac.chol.thr[i] = std::max(regul.pivrel * fac.diag[i], pivabs);
   }
-  for (size_t i = 0; i < m; ++i) fac.chol.thr[i] = std::max(pivrel * fac.diag[i], pivabs);
+  if (!fac.schur.cols.empty()) std::ranges::copy(fac.chol.thr, fac.chol.rep.begin());
 }
 
 }  // namespace
@@ -203,7 +161,7 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   for (int32_t s = 0; s < fac.sym.numsn; ++s) {
     adaform_rows(fac.form, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag, fac.place);
   }
-  set_pivots(fac, d, regul);
+  set_pivots(fac, regul);
   fac.stats.tada += timer_wall(clock);
   fac.shift = regul.shift;
   int32_t numrefused = 0;
@@ -213,10 +171,7 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   if (!fac.schur.cols.empty()) {
     const timer denseclock = timer_start();
     std::ranges::copy(d, fac.d.begin());
-    const int32_t numlost = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.schur, fac.front);
-    const int32_t numcorrected = fac.schur.num - int32_t(fac.schur.cols.size());
-    numrefused = numrefused - numcorrected - numlost + fac.schur.dense.numskipped;
-    fac.stats.dendim = fac.schur.num;
+    numrefused = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.schur, fac.front);
     fac.stats.denseflops = fac.schur.flops;
     fac.stats.tdense += timer_wall(denseclock);
   }

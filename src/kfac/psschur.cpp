@@ -5,36 +5,57 @@
 
 #include "kfac/pchsolve.h"
 
-void psschur_make(const symface& sym, int32_t numextra, psschur& sc) {
+void psschur_make(const symface& sym, psschur& sc) {
   const auto n = size_t(sym.n);
-  sc.capacity = int32_t(sc.cols.size()) + numextra;
-  sc.qt.resize(size_t(sc.capacity) * n);
-  sc.rhs.resize(parblas_maxrhs * n);
-  sc.z.resize(size_t(sc.capacity));
-  sc.ones.assign(n, 0.0);
-  sc.kernelwork.resize(size_t(parblas_worksize(sc.capacity, sym.n)));
-  densefac_reserve(sc.dense, sc.capacity);
+  // Room to solve for the columns in full groups.
+  const size_t groups = (sc.cols.size() + parblas_maxrhs - 1) / parblas_maxrhs;
+  sc.w.resize(groups * parblas_maxrhs * n);
+  sc.beta.resize(sc.cols.size() * n);
+  sc.e.resize(n);
+  sc.einv.resize(n);
 }
 
 namespace {
 
-// Column k of W: a dense column of A or, behind these, a replaced pivot.
-void load_column(const spmat_view& a, std::span<const double> d, const symface& sym,
-                 const pcholfac& fac, int32_t col, int32_t pivot, double* x) {
-  std::fill_n(x, sym.n, 0.0);
-  if (col >= 0) {
-    const double root = std::sqrt(d[col]);
-    for (ptrdiff_t p = a.ptr[col]; p < a.ptr[col + 1]; ++p)
-      x[sym.iperm[a.sub[p]]] = a.val[p] * root;
-  } else if (pivot >= 0) {
-    x[pivot] = std::sqrt(fac.delta[pivot]);
+constexpr double held =
+    10;  // a replaced pivot that has not grown by this factor is skipped after all
+
+// N^-1 applied to four vectors at once, ldx apart: the recurrence is a chain, four hide its latency.
+void lower_four(const double* w, const double* beta, int32_t n, double* x, ptrdiff_t ldx) {
+  double acc[4] = {};
+  for (int32_t s = 0; s < n; ++s) {
+    for (int r = 0; r < 4; ++r) {
+      double& xs = x[s + r * ldx];
+      xs -= w[s] * acc[r];
+      acc[r] += beta[s] * xs;
+    }
   }
 }
 
-void store_rows(const psschur& sc, int32_t n, int32_t k, int32_t count, double* qt) {
-  for (int32_t i = 0; i < n; ++i) {
-    double* to = qt + ptrdiff_t(i) * sc.capacity + k;
-    for (int32_t r = 0; r < count; ++r) to[r] = sc.rhs[i + ptrdiff_t(r) * n];
+void lower_one(const double* w, const double* beta, int32_t n, double* x) {
+  double acc = 0;
+  for (int32_t s = 0; s < n; ++s) {
+    x[s] -= w[s] * acc;
+    acc += beta[s] * x[s];
+  }
+}
+
+void upper_one(const double* w, const double* beta, int32_t n, double* x) {
+  double acc = 0;
+  for (int32_t s = n - 1; s >= 0; --s) {
+    x[s] -= beta[s] * acc;
+    acc += w[s] * x[s];
+  }
+}
+
+// One more column into E: the recurrence of a positive rank-one change, which only adds.
+void absorb(const double* w, double* beta, std::span<double> e) {
+  double alpha = 1;
+  for (size_t s = 0; s < e.size(); ++s) {
+    const double old = e[s], now = old + alpha * w[s] * w[s];
+    beta[s] = alpha * w[s] / now;
+    alpha *= old / now;
+    e[s] = now;
   }
 }
 
@@ -42,64 +63,48 @@ void store_rows(const psschur& sc, int32_t n, int32_t k, int32_t count, double* 
 
 int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const symface& sym,
                        const pcholfac& fac, psschur& sc, std::span<double> front) {
-  const int32_t n = sym.n, numcol = int32_t(sc.cols.size());
-  int32_t numlost = 0;
-  sc.num = numcol;
-  // z counts as the list of replaced pivots until the first solve.
+  const int32_t n = sym.n, num = int32_t(sc.cols.size());
+  std::ranges::fill(sc.w, 0.0);
+  for (int32_t k = 0; k < num; ++k) {
+    const int32_t col = sc.cols[k];
+    const double root = std::sqrt(d[col]);
+    double* w = sc.w.data() + ptrdiff_t(k) * n;
+    for (ptrdiff_t p = a.ptr[col]; p < a.ptr[col + 1]; ++p) {
+      w[sym.iperm[a.sub[p]]] = a.val[p] * root;
+    }
+  }
+  for (int32_t k = 0; k < num; k += parblas_maxrhs) {
+    pchsolve_lower(sym, fac, sc.w.data() + ptrdiff_t(k) * n, n, parblas_maxrhs, front);
+  }
+  std::ranges::copy(fac.d, sc.e.begin());
+  for (int32_t k = 0; k < num; ++k) {
+    const double* w = sc.w.data() + ptrdiff_t(k) * n;
+    double* beta = sc.beta.data() + ptrdiff_t(k) * n;
+    absorb(w, beta, sc.e);
+    int32_t j = k + 1;
+    for (; j + 4 <= num; j += 4) lower_four(w, beta, n, sc.w.data() + ptrdiff_t(j) * n, n);
+    for (; j < num; ++j) lower_one(w, beta, n, sc.w.data() + ptrdiff_t(j) * n);
+  }
+  sc.flops = 2.0 * num * num * n;
+  int32_t numskipped = 0;
   for (int32_t i = 0; i < n; ++i) {
-    if (!(fac.delta[i] > 0)) continue;
-    if (sc.num == sc.capacity) {
-      ++numlost;
-    } else {
-      sc.z[sc.num++] = i;
-    }
+    const bool isskipped = fac.delta[i] > 0 && sc.e[i] <= held * fac.d[i];
+    sc.einv[i] = isskipped ? 0 : 1 / sc.e[i];
+    numskipped += isskipped ? 1 : 0;
   }
-  for (int32_t k = 0; k < sc.num; k += parblas_maxrhs) {
-    const int32_t count = std::min(sc.num - k, parblas_maxrhs);
-    for (int32_t r = 0; r < parblas_maxrhs; ++r) {
-      const int32_t w = k + r;
-      const int32_t col = w < numcol ? sc.cols[w] : -1;
-      const int32_t pivot = w >= numcol && w < sc.num ? int32_t(sc.z[w]) : -1;
-      load_column(a, d, sym, fac, col, pivot, sc.rhs.data() + ptrdiff_t(r) * n);
-    }
-    pchsolve_lower(sym, fac, sc.rhs.data(), n, parblas_maxrhs, front);
-    store_rows(sc, n, k, count, sc.qt.data());
-  }
-  for (int32_t i = 0; i < n; ++i) sc.ones[i] = -fac.dinv[i];
-  parblas_update u;
-  u.m = u.n = sc.num;
-  u.k = n;
-  u.a = u.b = sc.qt.data();
-  u.lda = u.ldb = sc.capacity;
-  u.scale = sc.ones.data();
-  u.c = sc.dense.a.data();
-  u.ldc = sc.dense.lda;
-  u.lower = u.fresh = true;
-  u.work = sc.kernelwork.data();
-  fac.family->update(u);
-  for (int32_t k = 0; k < sc.num; ++k) {
-    sc.dense.a[k + ptrdiff_t(k) * sc.dense.lda] += k < numcol ? 1.0 : -1.0;
-  }
-  sc.dense.n = sc.num;
-  densefac_factor(sc.dense);
-  const double num = sc.num;
-  sc.flops = num * num * n + num * num * num / 3;
-  return numlost;
+  return numskipped;
 }
 
-void psschur_correct(const pcholfac& fac, psschur& sc, std::span<double> x) {
-  const auto z = std::span(sc.z).first(size_t(sc.num));
-  std::ranges::fill(z, 0.0);
-  for (size_t i = 0; i < x.size(); ++i) {
-    const double f = x[i] * fac.dinv[i];
-    const double* q = sc.qt.data() + ptrdiff_t(i) * sc.capacity;
-    for (size_t k = 0; k < z.size(); ++k) z[k] += q[k] * f;
+void psschur_correct(const pcholfac& fac, const psschur& sc, std::span<double> x) {
+  const auto n = int32_t(x.size()), num = int32_t(sc.cols.size());
+  for (int32_t k = 0; k < num; ++k) {
+    const ptrdiff_t at = ptrdiff_t(k) * n;
+    lower_one(sc.w.data() + at, sc.beta.data() + at, n, x.data());
   }
-  densefac_solve(sc.dense, z);
-  for (size_t i = 0; i < x.size(); ++i) {
-    const double* q = sc.qt.data() + ptrdiff_t(i) * sc.capacity;
-    double sum = x[i];
-    for (size_t k = 0; k < z.size(); ++k) sum -= q[k] * z[k];
-    x[i] = sum;
+  for (int32_t i = 0; i < n; ++i) x[i] *= sc.einv[i];
+  for (int32_t k = num - 1; k >= 0; --k) {
+    const ptrdiff_t at = ptrdiff_t(k) * n;
+    upper_one(sc.w.data() + at, sc.beta.data() + at, n, x.data());
   }
+  for (int32_t i = 0; i < n; ++i) x[i] *= fac.d[i];
 }

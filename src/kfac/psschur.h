@@ -1,6 +1,11 @@
-// Dense columns by the Schur complement: solves with S + W G W', where S is factorized, the columns
-// of W are few and G is diagonal with entries of +1 (a dense column, scaled by the square root of its
-// weight) and -1 (what a replaced pivot added to S).
+// Dense columns apart: factorizes S + W W' where S = L D L' is factorized and the columns of W are few
+// (dense columns of A times the square roots of their weights). The Schur complement of the dense
+// columns is never formed: each column is absorbed by a product-form factor,
+//   D + w w' = N E N',  N unit lower triangular with N(r,s) = w(r) beta(s) for r > s,
+// so that S + W W' = L N1 .. Nk E Nk' .. N1' L'. This stays accurate when S is singular or the
+// weights outgrow it by any factor, where the complement I + W' S^-1 W loses all digits.
+// Goldfarb, Scheinberg, "A product-form Cholesky factorization method for handling dense columns in
+// interior point methods for linear programming", Math. Program. 99 (2004).
 #pragma once
 
 #include <cstdint>
@@ -8,30 +13,24 @@
 
 #include "cpub/memman.h"
 #include "cpub/spmat.h"
-#include "kfac/densefac.h"
 #include "kfac/pcholfac.h"
 #include "kfac/symface.h"
 
 struct psschur {
-  mm_vector<int32_t> cols;  // the dense columns of A
-  int32_t capacity = 0;     // columns of W there is space for
-  int32_t num = 0;          // columns of W of this factorization
-  mm_vector<double> qt;     // capacity x n, column-major: transpose of Q = L^-1 W
-  mm_vector<double> rhs;    // 4 n
-  mm_vector<double> z, ones, kernelwork;
-  densefac dense;  // G^-1 + Q' D^-1 Q
+  mm_vector<int32_t> cols;    // the dense columns of A
+  mm_vector<double> w, beta;  // n x cols.size(), column-major, in the order of the factor
+  mm_vector<double> e, einv;  // n: E and its inverse
   double flops = 0;
-  explicit psschur(mm_place at)
-      : cols(at), qt(at), rhs(at), z(at), ones(at), kernelwork(at), dense(at) {}
+  explicit psschur(mm_place at) : cols(at), w(at), beta(at), e(at), einv(at) {}
 };
 
 // psschur_make: space; cols has been filled.
-//   numextra  replaced pivots to be ready for
-void psschur_make(const symface& sym, int32_t numextra, psschur& sc);
-// psschur_factor: after pcholfac_numeric with replacement of pivots.
-//   front  scratch, 4 maxrow
-// Returns the number of replaced pivots for which there was no space.
+void psschur_make(const symface& sym, psschur& sc);
+// psschur_factor: after pcholfac_numeric, in which refused pivots were replaced by small ones.
+//   d      weights of all columns of A
+//   front  scratch, maxrow * parblas_maxrhs
+// Returns the number of rows that neither the rest nor a dense column holds; they are skipped.
 int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const symface& sym,
                        const pcholfac& fac, psschur& sc, std::span<double> front);
-// psschur_correct: x = L^-1 r in, what the upper solve expects after D^-1 out.
-void psschur_correct(const pcholfac& fac, psschur& sc, std::span<double> x);
+// psschur_correct: x = L^-1 r in; out D times what the upper solve expects, in place of x.
+void psschur_correct(const pcholfac& fac, const psschur& sc, std::span<double> x);
