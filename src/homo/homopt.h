@@ -1,0 +1,140 @@
+// The generic homogeneous iteration on a scaled linear problem: state, residuals, Newton solves,
+// step lengths and status tests. The loop that drives them is homoptlp.
+//
+// With B the columns that are not free, U those with an upper bound x_U + w = u:
+//   rp = b tau - A x         ru = u tau - x_U - w
+//   rd = c tau - A'y - s + E v      rg = kappa - b'y + u'v + c'x
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "cpub/memman.h"
+#include "cpub/monitor.h"
+#include "homo/homprob.h"
+#include "homo/homslv.h"
+#include "kfac/kktfac.h"
+
+struct hom_point {
+  mm_vector<double> x, s, y;  // n, n (zero for free columns), m
+  mm_vector<double> w, v;     // one per column of prob.ucol
+  double tau = 1, kappa = 1;
+  explicit hom_point(mm_place place) : x(place), s(place), y(place), w(place), v(place) {}
+};
+void hom_resize(hom_point& point, const hom_prob& prob);
+
+// Right-hand side of one Newton system: eta times the residuals, and complementarity targets.
+struct hom_target {
+  double eta = 1;
+  mm_vector<double> xs, wv;  // n (ignored for free columns), number of upper bounds
+  double tk = 0;
+  explicit hom_target(mm_place place) : xs(place), wv(place) {}
+};
+
+// Norms of the current point. Largest-entry norms in the caller's units unless said otherwise; a NaN
+// anywhere in the iterate makes them NaN, and every test is written so that NaN fails it.
+struct hom_measures {
+  double pfeas = 0, dfeas = 0, gap = 0;  // relative measures of the status test
+  double pobj = 0, dobj = 0;             // in the caller's units, constant included
+  double mu = 0, kapdivtau = 0;
+  double pf = 1, df = 1, gf = 1, cf = 1;  // scaled residuals and mu over tau, relative to the start
+  double merit = 0;                       // max(pf, df, gf) + cf
+  double cx = 0, by = 0;                  // c'x and b'y - u'v, scaled
+  double nrmx = 0, nrmy = 0;              // largest scaled entries over tau
+};
+
+struct hom_times {  // seconds, wall-clock
+  double init = 0, factor = 0, initsd = 0, computesd = 0, linesearch = 0;
+};
+
+struct hom_state {
+  const hom_prob& prob;
+  const hs_settings& set;
+  const monitor& mon;
+  kktfac& fac;
+  hom_point it, best, dir, aff, trial;
+  double bestmerit;
+  mm_vector<double> rp, ru, rd;  // residuals
+  double rg = 0;
+  double nrm0p = 1, nrm0d = 1, nrm0g = 1, mu0 = 1;  // norms at the start
+  mm_vector<double> tdiag;                          // n: X^-1 S + E V/W E'; zero for free columns
+  mm_vector<double> theta;     // n: its inverse, 1 / freeweight for free columns
+  mm_vector<double> dub;       // V / W, one per upper bound
+  mm_vector<double> pmu;       // p - u, one per upper bound, without cancellation
+  mm_vector<uint8_t> isupper;  // the column is nearer to its upper bound
+  mm_vector<double> p, q;      // solution for the right-hand side (c - E D u, b)
+  double den = 1;              // denominator of dtau, a sum of squares
+  hom_target target;
+  mm_vector<double> r1, r2, e1, e2, sx, sy;  // work of the solves
+  hom_measures meas;
+  hom_times times;
+  int32_t regulevel = 0, numdropcor = 0, maxncor = 1, numcor = 0;
+  double aap = 0, aad = 0;        // affine steps
+  double alphap = 0, alphad = 0;  // steps taken last
+  double gamma = 0;               // centering of the last direction
+  hom_state(const hom_prob& prob_, const hs_settings& set_, const monitor& mon_, kktfac& fac_,
+            memman& mman);
+};
+
+// intpnt_computeresiduals: residuals, norms, measures and merit of st.it.
+void intpnt_computeresiduals(hom_state& st);
+// hom_initnorms: makes the present residuals the start norms.
+void hom_initnorms(hom_state& st);
+
+// hom_numfac: diagonal and factor at st.it, then p, q and den. A failure of the factorization comes
+// back as its code.
+rescode hom_numfac(hom_state& st);
+// hom_lsfactor: factor for the least-squares start, diagonal 1 (2 with an upper bound).
+rescode hom_lsfactor(hom_state& st);
+
+// hom_solve: [-T A'; A 0] [x; y] = [r1; r2] with refinement against the unregularized matrix.
+// Returns the residual, of each block relative to its right-hand side and solution.
+double hom_solve(hom_state& st, std::span<const double> r1, std::span<const double> r2,
+                 std::span<double> x, std::span<double> y);
+// hom_formsearch: the direction for a target.
+void hom_formsearch(hom_state& st, const hom_target& target, hom_point& dir);
+
+struct hom_steps {
+  double p = 0, d = 0;  // largest primal and dual steps that stay positive, at most big
+};
+// hom_stepsize: largest steps along dir from st.it.
+hom_steps hom_stepsize(const hom_state& st, const hom_point& dir);
+
+// hom_compnewp: out = point moved by ap in the primal and ad in the dual, rescaled to one tau.
+void hom_compnewp(const hom_point& point, const hom_point& dir, double ap, double ad,
+                  hom_point& out);
+double hom_mu(const hom_prob& prob, const hom_point& point);
+// hom_centrality: least product of a complementary pair.
+double hom_centrality(const hom_prob& prob, const hom_point& point);
+
+// Status tests; see homstat.cpp.
+struct hom_ray {
+  double residual = 0,
+         objective = 0;  // in the caller's units; a certificate when the first is small
+};                       // against a positive second
+hom_ray hom_dualray(const hom_state& st);
+hom_ray hom_primalray(const hom_state& st);
+struct hom_verdict {
+  hs_status status = hs_status::unknown;
+  bool stop = false;
+};
+hom_verdict hom_statustest(const hom_state& st, double relax);
+
+// The loop. Leaves the final point in st.it.
+struct hom_outcome {
+  hs_status status = hs_status::unknown;
+  rescode code;
+};
+hom_outcome hom_optlp(hom_state& st, hs_info& info);
+// hom_start: the starting point in st.it.
+rescode hom_start(hom_state& st);
+// hom_computesearch: predictor, corrector and centrality correctors into st.dir.
+void hom_computesearch(hom_state& st);
+// hom_initsearch: sizes of the corrector work from the factor's flops.
+void hom_initsearch(hom_state& st);
+
+// Log rows; see homlog.cpp.
+void hom_loghead(const hom_state& st);
+void hom_logrow(const hom_state& st, const hs_info& info);
+void hom_logend(const hom_state& st, const hom_outcome& outcome);
+void hom_logtimes(const hom_state& st, double total);

@@ -1,0 +1,59 @@
+// The linear problem as the homogeneous method sees it, and its scaling.
+//
+//   minimize c'x  subject to  A x = b,  0 <= x <= u  (u may be +infinity),  some x free.
+//
+// hs_lp is the caller's view; hom_prob is the scaled copy that the iteration works on. With row
+// factors R, column factors C (powers of two) and the scalars sb, sc:
+//   A_s = R A C,  b_s = R b / sb,  c_s = C c / sc,  x = C x_s sb,  y = R y_s sc,  s = C^-1 s_s sc.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "cpub/memman.h"
+#include "cpub/spmat.h"
+
+struct hs_lp {
+  spmat_view a;               // m x n, rows increasing within a column
+  std::span<const double> b;  // m
+  std::span<const double> c;  // n
+  std::span<const double> u;  // n, > 0, +infinity where there is none; ignored for free columns
+  std::span<const uint8_t> isfree;  // n
+  double nrmb = 0;     // largest right-hand side that feasibility is relative to; 0: of b
+  double cfix = 0;     // constant of the objective, only reported
+  double objsign = 1;  // -1 when reported objectives are to be negated
+};
+
+enum class hs_scaling : int32_t { free = 0, none = 1, moderate = 2, aggressive = 3 };
+
+struct hom_prob {
+  int32_t m = 0, n = 0;
+  spmat a, at;                       // scaled A by columns, and its transpose
+  mm_vector<double> b, c;            // scaled
+  mm_vector<int32_t> ucol;           // columns with an upper bound, increasing; free columns never
+  mm_vector<double> u;               // their scaled bounds
+  mm_vector<int32_t> fcol;           // free columns, increasing
+  mm_vector<uint8_t> isfree;         // n
+  mm_vector<double> rowfac, colfac;  // R and C, powers of two
+  double sb = 1, sc = 1;
+  double nrmb = 0, nrmc = 0, nrmu = 0;  // largest entries in the caller's units
+  double cfix = 0, objsign = 1;
+  explicit hom_prob(mm_place place)
+      : a(place),
+        at(place),
+        b(place),
+        c(place),
+        ucol(place),
+        u(place),
+        fcol(place),
+        isfree(place),
+        rowfac(place),
+        colfac(place) {}
+};
+
+// hs_scaleproblem: fills prob from the caller's problem.
+//   scaling  free: moderate unless the entries of A already lie within a factor of 100
+void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob);
+
+// hs_objective: a scaled objective value in the caller's units, constant and sign included.
+double hs_objective(const hom_prob& prob, double scaled);

@@ -1,0 +1,127 @@
+// Entry of the homogeneous linear optimizer: scales, sets up the factorization, runs the loop and
+// brings the final point back into the caller's units.
+
+#include "homo/homslv.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cpub/callback.h"
+#include "homo/homopt.h"
+
+namespace {
+
+void log_setup(const hom_prob& prob, const hs_settings& set, const kktfac_stats& fs,
+               const monitor& mon, const memman& mman) {
+  constexpr int word = -10, label = -22, value = -16, second = 16;
+  mon.log(1, "%*s - %*s : %-*d\n", word, "Optimizer", label, "threads", -value, set.kkt.numthreads);
+  mon.log(1, "%*s - %*s : %-*s\n", word, "Optimizer", label, "solved problem", -value,
+          set.solvedual ? "the dual" : "the primal");
+  mon.log(1, "%*s - %*s : %*d  %*s : %*d\n", word, "Optimizer", label, "constraints", value, prob.m,
+          label, "variables", value, prob.n);
+  mon.log(1, "%*s - %*s : %-*.2f  %*s : %-*.2f\n", word, "Factor", label, "setup time", -value,
+          fs.tsetup, label, "order time", -value, fs.torder);
+  mon.log(1, "%*s - %*s : %-*s  %*s : %-*.2f\n", word, "Factor", label, "GP order used", -value,
+          fs.gpused ? "yes" : "no", label, "GP order time", -value, fs.tgporder);
+  mon.log(1, "%*s - %*s : %-*lld  %*s : %*lld\n", word, "Factor", label, "nonzeros before factor",
+          -value, static_cast<long long>(fs.matnumnz), label, "after factor", -second,
+          static_cast<long long>(fs.numnz));
+  mon.log(1, "%*s - %*s : %-*d  %*s : %-*.2e\n", word, "Factor", label, "offending columns", -value,
+          fs.numoffcol, label, "flops", -value, fs.flops);
+  if (fs.gpused) {
+    mon.log(1, "%*s - %*s : %-*lld  %*s : %-*.2e\n", word, "Factor", label, "GP saved nzs", -value,
+            static_cast<long long>(fs.gpsavednz), label, "GP saved flops", -value, fs.gpsavedflops);
+  }
+
+  mon.log(1, "%*s - %*s : %-*s  %*s : %-*s\n", word, "Memory", label, "Cur. usage", -value,
+          memman_sizetext(memman_usage(mman)).text, label, "Max usage", -value,
+          memman_sizetext(memman_maxusage(mman)).text);
+}
+
+void count_bounds(const hom_prob& prob, hs_info& info) {
+  info.numcon = prob.m;
+  info.numvar = prob.n;
+  info.numbfr = int32_t(prob.fcol.size());
+  info.numbup = int32_t(prob.u.size());
+  info.numblo = prob.n - info.numbfr;
+}
+
+// The final point in the caller's units, over tau, or over the objective of the ray it proves.
+void unscale(const hom_state& st, hs_solution& sol) {
+  const hom_prob& prob = st.prob;
+  const hom_point& it = st.it;
+  double primal = prob.sb / it.tau, dual = prob.sc / it.tau;
+  if (sol.status == hs_status::priminfeas || sol.status == hs_status::nearpriminfeas) {
+    dual = prob.sc / hom_dualray(st).objective;
+  } else if (sol.status == hs_status::dualinfeas || sol.status == hs_status::neardualinfeas) {
+    primal = prob.sb / hom_primalray(st).objective;
+  }
+  sol.x.resize(prob.n);
+  sol.s.resize(prob.n);
+  sol.y.resize(prob.m);
+  sol.v.assign(prob.n, 0.0);
+  for (int32_t j = 0; j < prob.n; ++j) {
+    sol.x[j] = it.x[j] * prob.colfac[j] * primal;
+    sol.s[j] = it.s[j] / prob.colfac[j] * dual;
+  }
+  for (int32_t i = 0; i < prob.m; ++i) sol.y[i] = it.y[i] * prob.rowfac[i] * dual;
+  for (size_t k = 0; k < prob.u.size(); ++k) {
+    sol.v[prob.ucol[k]] = it.v[k] / prob.colfac[prob.ucol[k]] * dual;
+  }
+}
+
+// A run that ended without a verdict may have met a problem that is all but feasible: without the
+// objective the certificate is much easier to find. Keeps the first run's point otherwise.
+hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mman, hs_info& info,
+                             hs_solution& sol) {
+  hom_prob feas(mm_at(mman));
+  feas = prob;
+  std::fill(feas.c.begin(), feas.c.end(), 0.0);
+  feas.nrmc = 0;
+  first.mon.log(2, "Looking for a certificate without the objective.\n");
+  hs_info again = info;
+  hom_state second(feas, first.set, first.mon, first.fac, mman);
+  const hom_outcome outcome = hom_optlp(second, again);
+  info.iter += again.iter;
+  if (outcome.status == hs_status::priminfeas) {
+    sol.status = outcome.status;
+    unscale(second, sol);
+  }
+  return outcome;
+}
+
+}  // namespace
+
+rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                    hs_info& info, hs_solution& sol) {
+  const timer clock = timer_start();
+  hom_prob prob(mm_at(mman));
+  hs_scaleproblem(lp, set.scaling, prob);
+  count_bounds(prob, info);
+  const kktfac_ptr fac = kktfac_make(kktfac_kind::ada, prob.m, prob.n, mman);
+  kktfac_inaij(*fac, spmat_look(prob.a));
+  if (const rescode r = kktfac_adasetup(*fac, set.kkt, mon, monitor_at(mon, set.orderlevel));
+      r != rescode::ok) {
+    mon.log(6, "resp(%d)\n", int32_t(r));
+    return r;
+  }
+  info.fac = kktfac_getstats(*fac);
+  hom_state st(prob, set, mon, *fac, mman);
+  log_setup(prob, set, info.fac, mon, mman);
+  hom_outcome outcome = hom_optlp(st, info);
+  sol.status = outcome.status;
+  unscale(st, sol);
+  hom_logend(st, outcome);
+  const bool doubtful =
+      outcome.status == hs_status::unknown || outcome.status == hs_status::illposed;
+  if (doubtful && (outcome.code == rescode::ok || outcome.code == rescode::trm_stall) &&
+      prob.nrmc > 0) {
+    const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
+    if (proof.status == hs_status::priminfeas) outcome = proof;
+  }
+  hom_logtimes(st, timer_wall(clock));
+  info.fac = kktfac_getstats(*fac);
+  info.cputime = timer_cpu(clock);
+  info.realtime = timer_wall(clock);
+  return outcome.code;
+}

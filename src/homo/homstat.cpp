@@ -1,0 +1,109 @@
+// Status tests of the homogeneous method. Every comparison is written so that a NaN fails it.
+
+#include <algorithm>
+#include <cmath>
+
+#include "homo/homopt.h"
+
+namespace {
+constexpr double noise = 1e-10;  // an objective below this part of the sum of its terms is rounding
+}  // namespace
+
+// y as a ray that proves primal infeasibility, with the cheapest bound multipliers for it: the
+// interior point's own s and v are both large where a bound is far away and would hide the ray.
+// Residual (columns that have no bound to carry d) and objective in the caller's units.
+hom_ray hom_dualray(const hom_state& st) {
+  const hom_prob& pr = st.prob;
+  const hom_point& it = st.it;
+  hom_ray ray;
+  size_t k = 0;
+  double objective = st.meas.by, size = 0;
+  for (int32_t i = 0; i < pr.m; ++i) size += std::abs(pr.b[i] * it.y[i]);
+  for (int32_t j = 0; j < pr.n; ++j) {
+    double d = st.rd[j] - pr.c[j] * it.tau + it.s[j];  // -a_j'y
+    double wrong = std::max(-d, 0.0);
+    if (k < pr.ucol.size() && pr.ucol[k] == j) {
+      d -= it.v[k];
+      objective += pr.u[k] * (it.v[k] - std::max(-d, 0.0));
+      size += pr.u[k] * (it.v[k] + std::max(-d, 0.0));
+      wrong = d == d ? 0 : d;
+      ++k;
+    } else if (pr.isfree[j] != 0) {
+      wrong = std::abs(d);
+    }
+    wrong /= pr.colfac[j];
+    if (!(wrong <= ray.residual)) ray.residual = wrong;
+  }
+  ray.residual *= pr.sc;
+  ray.objective = objective > noise * size ? objective * pr.sb * pr.sc : 0;
+  return ray;
+}
+
+// x as a ray that proves dual infeasibility: residual of A x = 0, x_U + w = 0 and objective -c'x.
+hom_ray hom_primalray(const hom_state& st) {
+  const hom_prob& pr = st.prob;
+  hom_ray ray;
+  for (int32_t i = 0; i < pr.m; ++i) {
+    const double e = std::abs(pr.b[i] * st.it.tau - st.rp[i]) / pr.rowfac[i];
+    if (!(e <= ray.residual)) ray.residual = e;
+  }
+  for (size_t k = 0; k < pr.u.size(); ++k) {
+    const double e = std::abs(pr.u[k] * st.it.tau - st.ru[k]) * pr.colfac[pr.ucol[k]];
+    if (!(e <= ray.residual)) ray.residual = e;
+  }
+  ray.residual *= pr.sb;
+  ray.objective = -st.meas.cx * pr.sb * pr.sc;
+  return ray;
+}
+
+namespace {
+
+constexpr double exact_ray = 1e-5;   // part of the certificate tolerance asked while tau > kappa
+constexpr double mured_loose = 100;  // feasibility looser by this once mu has fallen far enough
+
+hom_verdict certificate_test(const hom_state& st, double relax) {
+  const hom_prob& pr = st.prob;
+  const bool near = relax > 1;
+  const hom_ray dual = hom_dualray(st), primal = hom_primalray(st);
+  st.mon.log(6, "%-12s: %-12.4e  %-12s: %-12.4e\n", "cert(p)", dual.residual / dual.objective,
+             "cert(d)", primal.residual / primal.objective);
+  // While tau is above kappa only an all but exact ray counts: a problem with a solution of huge norm
+  // has approximate rays.
+  const double tol = st.set.tolinfeas * relax * (st.it.kappa > st.it.tau ? 1 : exact_ray);
+  if (dual.objective > 0 && dual.residual * std::max(1.0, pr.nrmb) <= tol * dual.objective) {
+    return {near ? hs_status::nearpriminfeas : hs_status::priminfeas, true};
+  }
+  if (primal.objective > 0 && primal.residual * std::max(1.0, pr.nrmc) <= tol * primal.objective) {
+    return {near ? hs_status::neardualinfeas : hs_status::dualinfeas, true};
+  }
+  return {};
+}
+
+}  // namespace
+
+hom_verdict hom_statustest(const hom_state& st, double relax) {
+  const hom_measures& ms = st.meas;
+  const hs_settings& set = st.set;
+  const double tau = st.it.tau, kappa = st.it.kappa;
+  if (ms.pfeas < set.tolpfeas * relax && ms.dfeas < set.toldfeas * relax) {
+    if (st.mon.wants(6)) st.mon.log(6, "Is HOMO feasible\n");
+    if (ms.gap <= set.tolrelgap * relax) {
+      return {relax > 1 ? hs_status::nearoptimal : hs_status::optimal, true};
+    }
+  }
+  if (const hom_verdict cert = certificate_test(st, relax); cert.stop) return cert;
+  if (ms.mu <= set.tolmured * st.mu0) {
+    st.mon.log(6, "Complementarity gap is reduced sufficiently.\n");
+    if (tau <= set.tolinfeas * std::max(1.0, kappa)) {
+      st.mon.log(6, "Not a certificate yet.\n");
+    } else if (tau <= 100 * set.tolinfeas && kappa <= 100 * set.tolinfeas) {
+      return {hs_status::illposed, true};
+    }
+    if (ms.pfeas <= mured_loose * set.tolpfeas && ms.dfeas <= mured_loose * set.toldfeas &&
+        ms.gap <= set.tolrelgap) {
+      st.mon.log(6, "Solution is optimal.\n");
+      return {hs_status::optimal, true};
+    }
+  }
+  return {};
+}

@@ -1,0 +1,367 @@
+#include "optimize/optdat.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "zalvo.h"
+
+namespace {
+
+constexpr double inf = std::numeric_limits<double>::infinity();
+
+// Value of a column that was taken out: its fixed value, or the bound that its cost prefers.
+double removed_value(const opt_problem& prob, int32_t j) {
+  const double cost = prob.maximize ? -prob.c[j] : prob.c[j];
+  const bool lower = opt_haslower(prob.bkx[j]), upper = opt_hasupper(prob.bkx[j]);
+  if (lower && (cost >= 0 || !upper)) return prob.blx[j];
+  return upper ? prob.bux[j] : 0;
+}
+
+bool is_emptycolumn(const opt_problem& prob, int32_t j) {
+  for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+    if (prob.bkc[prob.a.sub[p]] != ZLV_BK_FR && prob.a.val[p] != 0) return false;
+  }
+  return true;
+}
+
+void zero(opt_solution& sol) {
+  for (std::span<double> part : {sol.xc, sol.xx, sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
+    std::fill(part.begin(), part.end(), 0.0);
+  }
+  std::fill(sol.skc.begin(), sol.skc.end(), ZLV_SK_UNK);
+  std::fill(sol.skx.begin(), sol.skx.end(), ZLV_SK_UNK);
+}
+
+void set_infeasible(opt_solution& sol) {
+  sol.prosta = ZLV_PRO_STA_PRIM_INFEAS;
+  sol.solsta = ZLV_SOL_STA_PRIM_INFEAS_CER;
+}
+
+// What is known of the rows before any optimizer: kept in arrays of the solution until it is filled.
+struct row_scan {
+  std::span<double> live;      // nonzero when the row has an entry in a column that can move
+  std::span<double> activity;  // of the fixed columns
+  std::span<double> size;      // sum of the magnitudes in it
+};
+
+row_scan scan_rows(const opt_problem& prob, opt_solution& sol) {
+  row_scan scan{sol.xc, sol.slc, sol.suc};
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    const bool isfixed = prob.bkx[j] == ZLV_BK_FX;
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+      const int32_t i = prob.a.sub[p];
+      const double term = isfixed ? prob.a.val[p] * prob.blx[j] : 0;
+      if (!isfixed && prob.a.val[p] != 0) scan.live[i] = 1;
+      scan.activity[i] += term;
+      scan.size[i] += std::abs(term);
+    }
+  }
+  return scan;
+}
+
+// The multiplier that proves a row without movable entries infeasible; 0 when the row holds.
+double dead_row_multiplier(const opt_problem& prob, const row_scan& scan, int32_t i) {
+  constexpr double tol =
+      1e-9;  // of an activity that is a sum of known terms, relative to their size
+  const double act = scan.activity[i];
+  const double lower = prob.blc[i] - act, upper = prob.buc[i] - act;
+  if (opt_haslower(prob.bkc[i]) && lower > tol * (1 + std::abs(prob.blc[i]) + scan.size[i])) {
+    return 1 / lower;
+  }
+  if (opt_hasupper(prob.bkc[i]) && -upper > tol * (1 + std::abs(prob.buc[i]) + scan.size[i])) {
+    return 1 / upper;
+  }
+  return 0;
+}
+
+// The certificate of row i: its multiplier, and bound duals of the fixed columns to balance it.
+void prove_dead_row(const opt_problem& prob, int32_t i, double y, opt_solution& sol) {
+  const double sign = prob.maximize ? -1 : 1;
+  sol.y[i] = sign * y;
+  (y > 0 ? sol.slc[i] : sol.suc[i]) = sign * std::abs(y);
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    double d = 0;
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+      if (prob.a.sub[p] == i) d -= prob.a.val[p] * y;
+    }
+    (d > 0 ? sol.slx[j] : sol.sux[j]) = sign * std::abs(d);
+  }
+}
+
+bool infeasible_bounds(const opt_problem& prob, opt_solution& sol) {
+  const double sign = prob.maximize ? -1 : 1;
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    if (prob.bkx[j] == ZLV_BK_RA && prob.blx[j] > prob.bux[j]) {
+      sol.slx[j] = sol.sux[j] = sign / (prob.blx[j] - prob.bux[j]);
+      return true;
+    }
+  }
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    if (prob.bkc[i] == ZLV_BK_RA && prob.blc[i] > prob.buc[i]) {
+      sol.slc[i] = sol.suc[i] = sign / (prob.blc[i] - prob.buc[i]);
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+bool opt_haslower(int32_t key) {
+  return key == ZLV_BK_LO || key == ZLV_BK_RA || key == ZLV_BK_FX;
+}
+bool opt_hasupper(int32_t key) {
+  return key == ZLV_BK_UP || key == ZLV_BK_RA || key == ZLV_BK_FX;
+}
+
+bool opt_trivial(const opt_problem& prob, opt_solution& sol) {
+  zero(sol);
+  if (infeasible_bounds(prob, sol)) return set_infeasible(sol), true;
+  const row_scan scan = scan_rows(prob, sol);
+  int32_t deadrow = -1;
+  double multiplier = 0;
+  for (int32_t i = 0; i < prob.numcon && deadrow < 0; ++i) {
+    if (scan.live[i] != 0) continue;
+    multiplier = dead_row_multiplier(prob, scan, i);
+    if (multiplier != 0) deadrow = i;
+  }
+  zero(sol);
+  if (deadrow >= 0) {
+    prove_dead_row(prob, deadrow, multiplier, sol);
+    set_infeasible(sol);
+    return true;
+  }
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    const double cost = prob.maximize ? -prob.c[j] : prob.c[j];
+    if (cost == 0 || (cost > 0 ? opt_haslower(prob.bkx[j]) : opt_hasupper(prob.bkx[j]))) continue;
+    if (!is_emptycolumn(prob, j)) continue;
+    sol.xx[j] = -1 / cost;
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {  // free rows only
+      sol.xc[prob.a.sub[p]] += prob.a.val[p] * sol.xx[j];
+    }
+    sol.prosta = ZLV_PRO_STA_DUAL_INFEAS;
+    sol.solsta = ZLV_SOL_STA_DUAL_INFEAS_CER;
+    return true;
+  }
+  return false;
+}
+
+namespace {
+
+// Rows that stay: those with a finite bound and an entry in a column that stays.
+void map_rows(const opt_problem& prob, opt_internal& in) {
+  in.rowof.assign(prob.numcon, -1);
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    if (prob.bkx[j] == ZLV_BK_FX) continue;
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+      if (prob.a.val[p] != 0) in.rowof[prob.a.sub[p]] = 0;
+    }
+  }
+  int32_t row = 0;
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    if (prob.bkc[i] == ZLV_BK_FR) in.rowof[i] = -1;
+    if (in.rowof[i] == 0) in.rowof[i] = row++;
+  }
+  in.a.nrow = row;
+}
+
+// fixed, numcon: what the columns taken out and the shifts contribute to the activities.
+void add_column(const opt_problem& prob, int32_t j, opt_internal& in, std::span<double> fixed) {
+  const int32_t key = prob.bkx[j];
+  const double cost = prob.maximize ? -prob.c[j] : prob.c[j];
+  const bool taken = key == ZLV_BK_FX || is_emptycolumn(prob, j);
+  const bool flip = key == ZLV_BK_UP;
+  double shift = 0;
+  if (taken) {
+    shift = removed_value(prob, j);
+  } else if (key != ZLV_BK_FR) {
+    shift = flip ? prob.bux[j] : prob.blx[j];
+  }
+  in.cfix += cost * shift;
+  for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+    const int32_t i = prob.a.sub[p];
+    fixed[i] += prob.a.val[p] * shift;
+    if (taken || in.rowof[i] < 0 || prob.a.val[p] == 0) continue;
+    in.a.sub.push_back(in.rowof[i]);
+    in.a.val.push_back(flip ? -prob.a.val[p] : prob.a.val[p]);
+  }
+  if (taken) return;
+  in.colof[j] = in.a.ncol++;
+  in.flipped[j] = uint8_t(flip);
+  in.a.ptr.push_back(ptrdiff_t(in.a.sub.size()));
+  in.c.push_back(flip ? -cost : cost);
+  in.isfree.push_back(uint8_t(key == ZLV_BK_FR));
+  in.u.push_back(key == ZLV_BK_RA ? prob.bux[j] - prob.blx[j] : inf);
+}
+
+void add_slack(const opt_problem& prob, int32_t i, opt_internal& in) {
+  const int32_t key = prob.bkc[i];
+  in.a.sub.push_back(in.rowof[i]);
+  in.a.val.push_back(key == ZLV_BK_UP ? 1.0 : -1.0);
+  in.a.ptr.push_back(ptrdiff_t(in.a.sub.size()));
+  ++in.a.ncol;
+  in.c.push_back(0);
+  in.isfree.push_back(0);
+  in.u.push_back(key == ZLV_BK_RA ? prob.buc[i] - prob.blc[i] : inf);
+}
+
+}  // namespace
+
+void opt_prepare(const opt_problem& prob, opt_internal& in) {
+  const mm_place place = in.b.get_allocator().place;
+  mm_vector<double> fixed(prob.numcon, 0.0, place);
+  const size_t room = prob.a.sub.size() + prob.numcon;
+  in.a.sub.reserve(room);
+  in.a.val.reserve(room);
+  in.a.ptr.reserve(size_t(prob.numvar) + prob.numcon + 1);
+  in.a.ptr.push_back(0);
+  in.colof.assign(prob.numvar, -1);
+  in.flipped.assign(prob.numvar, 0);
+  in.cfix = prob.maximize ? -prob.cfix : prob.cfix;
+  map_rows(prob, in);
+  for (int32_t j = 0; j < prob.numvar; ++j) add_column(prob, j, in, fixed);
+  in.b.assign(in.a.nrow, 0.0);
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    if (in.rowof[i] < 0) continue;
+    const double bound = prob.bkc[i] == ZLV_BK_UP ? prob.buc[i] : prob.blc[i];
+    in.b[in.rowof[i]] = bound - fixed[i];
+    if (prob.bkc[i] != ZLV_BK_FX) add_slack(prob, i, in);
+  }
+}
+
+hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob) {
+  hs_lp lp{spmat_look(in.a), in.b, in.c, in.u, in.isfree};
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    if (opt_haslower(prob.bkc[i])) lp.nrmb = std::max(lp.nrmb, std::abs(prob.blc[i]));
+    if (opt_hasupper(prob.bkc[i])) lp.nrmb = std::max(lp.nrmb, std::abs(prob.buc[i]));
+  }
+  lp.cfix = in.cfix;
+  lp.objsign = prob.maximize ? -1.0 : 1.0;
+  return lp;
+}
+
+namespace {
+
+struct kind_of_solution {
+  bool ispoint = true, isdualray = false, isprimalray = false;
+  double costsign = 1;  // weight of c in the reduced costs: 0 for a dual ray
+};
+
+void set_status(const hs_solution& from, opt_solution& sol, kind_of_solution& kind) {
+  switch (from.status) {
+    case hs_status::optimal:
+      sol.prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
+      sol.solsta = ZLV_SOL_STA_OPTIMAL;
+      break;
+    case hs_status::nearoptimal:
+      sol.prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
+      sol.solsta = ZLV_SOL_STA_NEAR_OPTIMAL;
+      break;
+    case hs_status::priminfeas:
+    case hs_status::nearpriminfeas:
+      sol.prosta = ZLV_PRO_STA_PRIM_INFEAS;
+      sol.solsta = from.status == hs_status::priminfeas ? ZLV_SOL_STA_PRIM_INFEAS_CER
+                                                        : ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER;
+      kind.ispoint = false;
+      kind.isdualray = true;
+      kind.costsign = 0;
+      break;
+    case hs_status::dualinfeas:
+    case hs_status::neardualinfeas:
+      sol.prosta = ZLV_PRO_STA_DUAL_INFEAS;
+      sol.solsta = from.status == hs_status::dualinfeas ? ZLV_SOL_STA_DUAL_INFEAS_CER
+                                                        : ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER;
+      kind.ispoint = false;
+      kind.isprimalray = true;
+      break;
+    case hs_status::illposed:
+      sol.prosta = ZLV_PRO_STA_ILL_POSED;
+      sol.solsta = ZLV_SOL_STA_UNKNOWN;
+      break;
+    case hs_status::unknown:
+      sol.prosta = ZLV_PRO_STA_UNKNOWN;
+      sol.solsta = ZLV_SOL_STA_UNKNOWN;
+      break;
+  }
+}
+
+// Status key of an item from its bounds, value and bound duals: at the bound whose dual is larger
+// than the distance to it.
+int32_t status_key(int32_t bk, double value, double lower, double upper, double sl, double su) {
+  if (bk == ZLV_BK_FX) return ZLV_SK_FIX;
+  if (opt_haslower(bk) && sl > value - lower) return ZLV_SK_LOW;
+  if (opt_hasupper(bk) && su > upper - value) return ZLV_SK_UPR;
+  return bk == ZLV_BK_FR ? ZLV_SK_SUPBAS : ZLV_SK_BAS;
+}
+
+void set_status_keys(const opt_problem& prob, opt_solution& sol) {
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    sol.skc[i] =
+        status_key(prob.bkc[i], sol.xc[i], prob.blc[i], prob.buc[i], sol.slc[i], sol.suc[i]);
+  }
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    sol.skx[j] =
+        status_key(prob.bkx[j], sol.xx[j], prob.blx[j], prob.bux[j], sol.slx[j], sol.sux[j]);
+  }
+}
+
+void reverse_primal(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+                    const kind_of_solution& kind, opt_solution& sol) {
+  if (kind.isdualray) return;
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    const int32_t jj = in.colof[j], key = prob.bkx[j];
+    if (jj < 0) {
+      sol.xx[j] = kind.isprimalray ? 0 : removed_value(prob, j);
+    } else if (kind.isprimalray) {
+      sol.xx[j] = in.flipped[j] != 0 ? -from.x[jj] : from.x[jj];
+      if (key == ZLV_BK_RA) sol.xx[j] = 0;  // nothing but zero moves between two bounds
+    } else {
+      const double shift = in.flipped[j] != 0 ? prob.bux[j] : prob.blx[j];
+      if (key == ZLV_BK_FR) {
+        sol.xx[j] = from.x[jj];
+      } else {
+        sol.xx[j] = in.flipped[j] != 0 ? shift - from.x[jj] : shift + from.x[jj];
+      }
+      if (key == ZLV_BK_RA) sol.xx[j] = std::clamp(sol.xx[j], prob.blx[j], prob.bux[j]);
+    }
+  }
+  spmat_addax(prob.a, 1, sol.xx, sol.xc);
+}
+
+void reverse_dual(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+                  const kind_of_solution& kind, opt_solution& sol) {
+  if (kind.isprimalray) return;
+  for (int32_t i = 0; i < prob.numcon; ++i) {
+    double y = in.rowof[i] >= 0 ? from.y[in.rowof[i]] : 0;
+    if (!opt_haslower(prob.bkc[i])) y = std::min(y, 0.0);
+    if (!opt_hasupper(prob.bkc[i])) y = std::max(y, 0.0);
+    sol.y[i] = y;
+    sol.slc[i] = std::max(y, 0.0);
+    sol.suc[i] = std::max(-y, 0.0);
+  }
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    double d = kind.costsign * (prob.maximize ? -prob.c[j] : prob.c[j]);
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+      d -= prob.a.val[p] * sol.y[prob.a.sub[p]];
+    }
+    if (opt_haslower(prob.bkx[j])) sol.slx[j] = std::max(d, 0.0);
+    if (opt_hasupper(prob.bkx[j])) sol.sux[j] = std::max(-d, 0.0);
+  }
+}
+
+}  // namespace
+
+void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+                 opt_solution& sol) {
+  zero(sol);
+  kind_of_solution kind;
+  set_status(from, sol, kind);
+  reverse_primal(prob, in, from, kind, sol);
+  reverse_dual(prob, in, from, kind, sol);
+  if (kind.ispoint) set_status_keys(prob, sol);
+  if (!prob.maximize) return;
+  for (std::span<double> part : {sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
+    for (double& e : part) e = -e;
+  }
+}

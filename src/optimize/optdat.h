@@ -1,0 +1,68 @@
+// The driver's view of a linear problem and its way into the interior-point optimizer's form and
+// back: shifted to lower bounds of zero, inequality rows closed with slack columns, fixed and empty
+// columns and free rows taken out.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "cpub/memman.h"
+#include "cpub/spmat.h"
+#include "homo/homprob.h"
+#include "homo/homslv.h"
+
+// minimize (or maximize) cfix + c'x  subject to  blc <= A x <= buc,  blx <= x <= bux, by bound keys
+// ZLV_BK_*; the keys say which bounds are finite.
+struct opt_problem {
+  int32_t numcon = 0, numvar = 0;
+  spmat_view a;  // by columns, rows increasing
+  std::span<const int32_t> bkc, bkx;
+  std::span<const double> blc, buc, blx, bux, c;
+  double cfix = 0;
+  bool maximize = false;
+};
+
+// A solution of an opt_problem; spans of numcon or numvar entries, all filled.
+struct opt_solution {
+  std::span<int32_t> skc, skx;  // ZLV_SK_*
+  std::span<double> xc, xx, y, slc, suc, slx, sux;
+  int32_t prosta = 0, solsta = 0;  // ZLV_PRO_STA_*, ZLV_SOL_STA_*
+};
+
+bool opt_haslower(int32_t key);  // of a bound key
+bool opt_hasupper(int32_t key);
+
+// What became of a problem in the optimizer's form.
+struct opt_internal {
+  spmat a;
+  mm_vector<double> b, c, u;
+  mm_vector<uint8_t> isfree;
+  double cfix = 0;
+  mm_vector<int32_t> colof;    // numvar: internal column, or -1 for one that was taken out
+  mm_vector<uint8_t> flipped;  // numvar: internal x is bux - x
+  mm_vector<int32_t> rowof;    // numcon: internal row, or -1
+  explicit opt_internal(mm_place place)
+      : a(place),
+        b(place),
+        c(place),
+        u(place),
+        isfree(place),
+        colof(place),
+        flipped(place),
+        rowof(place) {}
+};
+
+// opt_trivial: verdicts that need no optimizer: crossed bounds, rows without a movable entry that
+// cannot hold, columns without entries whose cost runs off to infinity. Fills sol with the certificate.
+// Returns whether there was one.
+bool opt_trivial(const opt_problem& prob, opt_solution& sol);
+
+// opt_prepare: the internal form. Every internal column and row has an entry.
+void opt_prepare(const opt_problem& prob, opt_internal& in);
+hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob);
+
+// opt_reverse: a point or ray of the internal form as one of the problem, with statuses. Dual values
+// are in the sign convention of the problem's sense; bound duals are the parts of y and of the
+// reduced costs that a finite bound can carry.
+void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+                 opt_solution& sol);
