@@ -1,0 +1,48 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "zalvo.h"
+
+namespace {
+
+std::string version_text() {
+  int32_t major = 0, minor = 0, build = 0, revision = 0;
+  ZLV_getversion(&major, &minor, &build, &revision);
+  return "zalvo " + std::to_string(major) + "." + std::to_string(minor) + "." +
+         std::to_string(build) + "." + std::to_string(revision);
+}
+
+}  // namespace
+
+bool app_parse(int argc, char** argv, app_options& options, app_exit& status) {
+  CLI::App app("Solves a linear, quadratic, conic or mixed-integer model file.");
+  app.add_option("FILE", options.file, "Model file: .mps, .lp, .opf or .mbt, each also with .gz")
+      ->required();
+  app.add_option("-p", options.params,
+                 "NAME=VALUE: sets a parameter; a value may be symbolic. May be repeated")
+      ->allow_extra_args(false);
+  app.add_option("--params", options.paramfile, "Reads a parameter file");
+  app.add_option(
+      "--optimizer", options.optimizer,
+      "free, intpnt, conic, qcone, primal_simplex, dual_simplex, free_simplex, mixed_int, "
+      "concurrent");
+  app.add_option("--threads", options.threads, "Threads of the interior-point optimizer")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--time-limit", options.timelimit, "Seconds after which the optimizer stops")
+      ->check(CLI::NonNegativeNumber);
+  app.add_flag("--quiet", options.quiet, "No log; errors and warnings go to standard error");
+  app.add_flag("--json", options.json, "Standard output holds one JSON object with the result");
+  app.set_version_flag("--version", version_text());
+  app.footer(
+      "Exit status: 0 solved (optimal, near optimal or a certificate), 1 stopped by a limit or "
+      "unknown,\n2 bad input or usage, 3 internal failure.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    status = app.exit(e, std::cout, std::cerr) == 0 ? app_exit::solved : app_exit::badinput;
+    return false;
+  }
+  return true;
+}
