@@ -1,7 +1,6 @@
 #include "zalvo/solution.h"
 
 #include <algorithm>
-#include <cassert>
 #include <stdexcept>
 
 #include "zalvo/frame.h"
