@@ -26,6 +26,8 @@ void assemble_child(const symface& sym, const pcholfac& fac, int32_t c, bool pan
   args.j1 = panelpart ? split : args.n;
   if (args.j0 >= args.j1) return;
   args.contfrom = sym.contfrom[c];
+  args.run = sym.run.data() + sym.runptr[c];
+  args.numrun = std::max(0, int32_t(sym.runptr[c + 1] - sym.runptr[c]) - 1);
   args.u = fac.stack.data() + fac.stackbase + sym.stackpos[c];
   args.ldu = symface_upld(args.n);
   args.dst = dst;

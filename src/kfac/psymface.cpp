@@ -57,29 +57,18 @@ void psymface_aat(const spmat_view& a, const spmat_view& at, std::span<const uin
   mm_vector<int32_t> mark(m, -1, place);
   mm_vector<ptrdiff_t> ptr(m + 1, 0, place);
   mm_vector<int32_t> sub(place);
-  const auto walk = [&](int32_t i, auto&& take) {
+  sub.reserve(a.sub.size());
+  for (int32_t i = 0; i < a.nrow; ++i) {
     mark[i] = i;
     for (ptrdiff_t p = at.ptr[i]; p < at.ptr[i + 1]; ++p) {
       const int32_t j = at.sub[p];
       if (isoff[j] != 0) continue;
       for (ptrdiff_t q = a.ptr[j]; q < a.ptr[j + 1]; ++q) {
         const int32_t r = a.sub[q];
-        if (mark[r] == i) continue;
-        mark[r] = i;
-        take(r);
+        if (std::exchange(mark[r], i) != i) sub.push_back(r);
       }
     }
-  };
-  ptrdiff_t total = 0;
-  for (int32_t i = 0; i < a.nrow; ++i) {
-    walk(i, [&](int32_t) { ++total; });
-    ptr[i + 1] = total;
-  }
-  sub.resize(size_t(total));
-  std::ranges::fill(mark, -1);
-  for (int32_t i = 0; i < a.nrow; ++i) {
-    ptrdiff_t to = ptr[i];
-    walk(i, [&](int32_t r) { sub[to++] = r; });
+    ptr[i + 1] = ptrdiff_t(sub.size());
   }
   graph.nrow = graph.ncol = a.nrow;
   graph.ptr = std::move(ptr);

@@ -212,6 +212,26 @@ void make_rel(symface& sym) {
   }
 }
 
+constexpr int32_t runlength = 4;  // shorter stretches are added entry by entry; mean of a supernode
+
+void make_runs(symface& sym) {
+  for (int32_t s = 0; s < sym.numsn; ++s) {
+    sym.runptr[s] = ptrdiff_t(sym.run.size());
+    const ptrdiff_t begin = sym.rowptr[s];
+    const auto below = int32_t(sym.rowptr[s + 1] - begin);
+    int32_t numrun = below > 0 ? 1 : 0;
+    for (int32_t i = 1; i < below; ++i) {
+      numrun += sym.rel[begin + i] != sym.rel[begin + i - 1] + 1 ? 1 : 0;
+    }
+    if (numrun == 0 || numrun * runlength > below) continue;
+    for (int32_t i = 0; i < below; ++i) {
+      if (i == 0 || sym.rel[begin + i] != sym.rel[begin + i - 1] + 1) sym.run.push_back(i);
+    }
+    sym.run.push_back(below);
+  }
+  sym.runptr[sym.numsn] = ptrdiff_t(sym.run.size());
+}
+
 constexpr int32_t alignfrom = 16;   // panels with more rows start and step at whole cache lines
 constexpr int32_t aliasstep = 512;  // columns that many doubles apart fall into the same cache sets
 
@@ -282,11 +302,12 @@ void symface_make(const spmat_view& graph, std::span<const int32_t> order, symfa
        {&made.first, &made.parent, &made.child, &made.next, &made.contfrom, &made.panelld}) {
     v->resize(num + 1);
   }
-  for (auto* v : {&made.rowptr, &made.panelpos, &made.stackpos}) v->resize(num + 1);
+  for (auto* v : {&made.rowptr, &made.panelpos, &made.stackpos, &made.runptr}) v->resize(num + 1);
   number_columns(tree, sn, made);
   link_children(made);
   make_rows(graph, sn, made, tree.scratch);
   make_rel(made);
+  make_runs(made);
   place_panels(made);
   place_stack(made, tree.scratch);
   sym = std::move(made);

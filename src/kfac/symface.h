@@ -23,6 +23,8 @@ struct symface {
   mm_vector<ptrdiff_t> rowptr;     // numsn + 1
   mm_vector<int32_t> rowsub;
   mm_vector<int32_t> rel;         // as rowsub: position in the rows of the parent's front
+  mm_vector<ptrdiff_t> runptr;     // numsn + 1, into run; nothing where runs are too short to help
+  mm_vector<int32_t> run;          // begins of the consecutive stretches of rel, and their end
   mm_vector<int32_t> contfrom;    // from this index of its rows on, rel is consecutive
   mm_vector<ptrdiff_t> panelpos;  // numsn + 1
   mm_vector<int32_t> panelld;
@@ -42,6 +44,8 @@ struct symface {
         rowptr(at),
         rowsub(at),
         rel(at),
+        runptr(at),
+        run(at),
         contfrom(at),
         panelpos(at),
         panelld(at),

@@ -32,12 +32,15 @@ struct parblas_pivots {
 };
 
 // Adds columns j0 .. j1-1 of the lower triangle of u (n x n) into dst: entry (i, j) goes to row
-// rel[i] - rowoff and column rel[j] - coloff. From index contfrom on, rel is consecutive.
+// rel[i] - rowoff and column rel[j] - coloff. From index contfrom on, rel is consecutive. With numrun
+// > 0, rel is consecutive within each of run[r] .. run[r+1]-1 (run[0] = 0, run[numrun] = n).
 struct parblas_assemble {
   int32_t n = 0, j0 = 0, j1 = 0, contfrom = 0;
   const double* u = nullptr;
   ptrdiff_t ldu = 0;
   const int32_t* rel = nullptr;
+  const int32_t* run = nullptr;
+  int32_t numrun = 0;
   double* dst = nullptr;
   ptrdiff_t ldd = 0;
   int32_t rowoff = 0, coloff = 0;

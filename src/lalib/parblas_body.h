@@ -261,22 +261,32 @@ int32_t parblas_panelfn(int32_t ncol, int32_t nrow, double* l, ptrdiff_t ld,
 }
 
 template <class F>
-void parblas_assemblefn(const parblas_assemble& s) noexcept {
+void parblas_addrun(int32_t len, const double* from, double* to) noexcept {
   constexpr int w = F::width;
+  int32_t t = 0;
+  for (; t + w <= len; t += w) F::store(to + t, F::add(F::load(to + t), F::load(from + t)));
+  if (t < len) {
+    const typename F::mask last = F::tail(len - t);
+    F::storem(to + t, last, F::add(F::loadm(to + t, last), F::loadm(from + t, last)));
+  }
+}
+
+template <class F>
+void parblas_assemblefn(const parblas_assemble& s) noexcept {
+  int32_t r = 0;
   for (int32_t j = s.j0; j < s.j1; ++j) {
     const double* from = s.u + j * s.ldu;
     double* to = s.dst + (s.rel[j] - s.coloff) * s.ldd - s.rowoff;
     int32_t i = j;
-    for (; i < s.contfrom; ++i) to[s.rel[i]] += from[i];
-    if (i >= s.n) continue;
-    double* run = to + s.rel[i];
-    from += i;
-    const int32_t len = s.n - i;
-    int32_t t = 0;
-    for (; t + w <= len; t += w) F::store(run + t, F::add(F::load(run + t), F::load(from + t)));
-    if (t < len) {
-      const typename F::mask last = F::tail(len - t);
-      F::storem(run + t, last, F::add(F::loadm(run + t, last), F::loadm(from + t, last)));
+    if (s.numrun > 0) {
+      while (s.run[r + 1] <= j) ++r;
+      for (int32_t q = r; q < s.numrun; ++q) {
+        parblas_addrun<F>(s.run[q + 1] - i, from + i, to + s.rel[i]);
+        i = s.run[q + 1];
+      }
+    } else {
+      for (; i < s.contfrom; ++i) to[s.rel[i]] += from[i];
+      if (i < s.n) parblas_addrun<F>(s.n - i, from + i, to + s.rel[i]);
     }
   }
 }

@@ -191,6 +191,18 @@ TEST_P(ParblasFamily, AssemblePutsEachEntryInItsPlace) {
         for (int32_t i = j; i < n; ++i) want.at(rel[i], rel[j]) += u.at(i, j);
       }
       ASSERT_EQ(dst.val, want.val) << n << ' ' << contfrom;
+      std::vector<int32_t> run;
+      for (int32_t i = 0; i < n; ++i) {
+        if (i == 0 || rel[i] != rel[i - 1] + 1) run.push_back(i);
+      }
+      args.numrun = int32_t(run.size());
+      run.push_back(n);
+      args.run = run.data();
+      family->assemble(args);
+      for (int32_t j = n / 3; j < n; ++j) {
+        for (int32_t i = j; i < n; ++i) want.at(rel[i], rel[j]) += u.at(i, j);
+      }
+      ASSERT_EQ(dst.val, want.val) << n << ' ' << contfrom;
     }
   }
 }
