@@ -1,4 +1,6 @@
 // Driver of the factorization: setup, the numeric phase and the solves of the normal equations.
+#include <omp.h>
+
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -23,10 +25,11 @@ struct kktfac {
   bool isset = false, isfactored = false;
   kktfac_stats stats;
   symface sym;
+  psched sched;
   adaform form;
   pcholfac chol;
   psschur schur;
-  mm_vector<int32_t> place;  // numrow, scratch of the forming
+  mm_vector<int32_t> place;  // numrow per thread without a map, scratch of the forming
   mm_vector<double> diag;    // numrow, of A D A' + shift I without the dense columns, permuted
   mm_vector<double> front;   // maxrow x 4, scratch of the solves
   mm_vector<double> rhs;     // numrow x 4
@@ -40,6 +43,7 @@ struct kktfac {
         numcol(n),
         mman(&mm),
         sym(mm_at(mm)),
+        sched(mm_at(mm)),
         form(mm_at(mm)),
         chol(mm_at(mm)),
         schur(mm_at(mm)),
@@ -75,14 +79,15 @@ const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept {
 
 namespace {
 
-constexpr double pivabs = 1e-30;   // a pivot below it is refused whatever its diagonal; absolute
-constexpr int32_t cgmaxiter = 15;  // of the refinement with dense columns
-constexpr double cgstop = 1e-14;   // residual, relative to the right-hand side
+constexpr double pivabs = 1e-30;    // a pivot below it is refused whatever its diagonal; absolute
+constexpr double serialform = 1e6;  // less work to form A D A' is left to one thread
+constexpr int32_t cgmaxiter = 15;   // of the refinement with dense columns
+constexpr double cgstop = 1e-14;    // residual, relative to the right-hand side
 constexpr int32_t cgvectors = 5;
 
 void reserve_scratch(kktfac& fac) {
   const auto m = size_t(fac.numrow);
-  fac.place.resize(m);
+  if (fac.form.mapptr.empty()) fac.place.resize(m * size_t(fac.sched.numthreads));
   fac.diag.resize(m);
   fac.front.resize(size_t(fac.sym.maxrow) * parblas_maxrhs);
   fac.rhs.resize(m * parblas_maxrhs);
@@ -130,7 +135,8 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   symface_make(spmat_look(graph), order, fac.sym);
   adaform_make(fac.a, isoff, fac.sym, fac.form);
   const bool replaces = !fac.schur.cols.empty();
-  pcholfac_make(fac.sym, parblas_choose(set.cputype), replaces, fac.chol);
+  psched_make(fac.sym, set.numthreads, fac.sched);
+  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), replaces, fac.chol);
   if (replaces) psschur_make(fac.sym, fac.schur);
   reserve_scratch(fac);
   fill_stats(fac, spmat_look(graph));
@@ -140,6 +146,21 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
 }
 
 namespace {
+
+void form_panels(kktfac& fac) {
+  const auto one = [&](int32_t s, int32_t thread) {
+    const size_t size = fac.form.mapptr.empty() ? size_t(fac.numrow) : 0;
+    adaform_rows(fac.form, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag,
+                 std::span(fac.place).subspan(size_t(thread) * size, size));
+  };
+  const int32_t numthreads = fac.form.flops < serialform ? 1 : fac.sched.numthreads;
+  if (numthreads == 1) {
+    for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, 0);
+    return;
+  }
+#pragma omp parallel for schedule(dynamic, 16) num_threads(numthreads)
+  for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, omp_get_thread_num());
+}
 
 // What the pivots are held against: the diagonal before elimination. With dense columns a refused
 // pivot is replaced by that threshold, since a dense column may still hold its row.
@@ -158,14 +179,13 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   fac.isfactored = false;
   const timer clock = timer_start();
   adaform_scale(fac.form, d, regul.shift, fac.diag);
-  for (int32_t s = 0; s < fac.sym.numsn; ++s) {
-    adaform_rows(fac.form, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag, fac.place);
-  }
+  form_panels(fac);
   set_pivots(fac, regul);
   fac.stats.tada += timer_wall(clock);
   fac.shift = regul.shift;
   int32_t numrefused = 0;
-  if (const rescode r = pcholfac_numeric(fac.sym, fac.chol, mon, numrefused); r != rescode::ok) {
+  if (const rescode r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, numrefused);
+      r != rescode::ok) {
     return r;
   }
   if (!fac.schur.cols.empty()) {

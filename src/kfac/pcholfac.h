@@ -7,22 +7,33 @@
 
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
+#include "kfac/psched.h"
 #include "kfac/symface.h"
 #include "lalib/parblas.h"
 
 struct pcholfac {
   const parblas_family* family = nullptr;
-  mm_vector<double> values;   // the panels, from base on
-  mm_vector<double> stack;    // update matrices
-  mm_vector<double> work;     // of the kernels
-  mm_vector<double> d, dinv;  // n; zero where the pivot was skipped
-  mm_vector<double> thr;      // n, in: what a pivot must exceed
-  mm_vector<double> rep;      // n or empty, in: what replaces a pivot that does not
-  mm_vector<double> delta;    // as rep, out: what the replacement added
-  ptrdiff_t base = 0;         // first cache line of values
+  mm_vector<double> values;  // the panels, from base on
+  mm_vector<double> stack;   // update matrices
+  mm_vector<double> work;    // of the kernels, worksize for each thread
+  ptrdiff_t worksize = 0;
+  mm_vector<int32_t> refused;  // for each thread
+  mm_vector<double> d, dinv;   // n; zero where the pivot was skipped
+  mm_vector<double> thr;       // n, in: what a pivot must exceed
+  mm_vector<double> rep;       // n or empty, in: what replaces a pivot that does not
+  mm_vector<double> delta;     // as rep, out: what the replacement added
+  ptrdiff_t base = 0;          // first cache line of values
   ptrdiff_t stackbase = 0;
   explicit pcholfac(mm_place at)
-      : values(at), stack(at), work(at), d(at), dinv(at), thr(at), rep(at), delta(at) {}
+      : values(at),
+        stack(at),
+        work(at),
+        refused(at),
+        d(at),
+        dinv(at),
+        thr(at),
+        rep(at),
+        delta(at) {}
 };
 inline double* pcholfac_panel(pcholfac& fac, const symface& sym, int32_t s) {
   return fac.values.data() + fac.base + sym.panelpos[s];
@@ -33,8 +44,10 @@ inline const double* pcholfac_panel(const pcholfac& fac, const symface& sym, int
 
 // pcholfac_make: space for the factor.
 //   replaces  whether refused pivots are replaced (rep is used)
-void pcholfac_make(const symface& sym, const parblas_family& family, bool replaces, pcholfac& fac);
-// pcholfac_numeric: factorizes what the panels hold.
+void pcholfac_make(const symface& sym, const psched& sched, const parblas_family& family,
+                   bool replaces, pcholfac& fac);
+// pcholfac_numeric: factorizes what the panels hold, with the team of the schedule. The bits of the
+// factor do not depend on the team.
 //   numrefused  out: pivots that did not exceed thr
-rescode pcholfac_numeric(const symface& sym, pcholfac& fac, const monitor& mon,
+rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, const monitor& mon,
                          int32_t& numrefused);

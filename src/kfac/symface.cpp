@@ -255,30 +255,6 @@ void place_panels(symface& sym) {
   sym.panelpos[sym.numsn] = pos;
 }
 
-// Supernodes at even depth stack their update matrices from the low end, those at odd depth from
-// the high end: so a parent's matrix can be made while its children's, the last of the other end,
-// are still there.
-void place_stack(symface& sym, std::span<int32_t> depth) {
-  ptrdiff_t top[2] = {0, 0};
-  for (int32_t s = sym.numsn - 1; s >= 0; --s) {
-    depth[s] = sym.parent[s] < 0 ? 0 : depth[sym.parent[s]] ^ 1;
-  }
-  const auto size = [&](int32_t s) {
-    const auto below = int32_t(sym.rowptr[s + 1] - sym.rowptr[s]);
-    return (ptrdiff_t(below) * symface_upld(below) + 7) & ~ptrdiff_t(7);
-  };
-  for (int32_t s = 0; s < sym.numsn; ++s) {
-    ptrdiff_t& own = top[depth[s]];
-    sym.stackpos[s] = own;
-    own += size(s);
-    sym.stacksize = std::max(sym.stacksize, top[0] + top[1]);
-    for (int32_t c = sym.child[s]; c >= 0; c = sym.next[c]) top[depth[c]] -= size(c);
-  }
-  for (int32_t s = 0; s < sym.numsn; ++s) {
-    if (depth[s] == 1) sym.stackpos[s] = sym.stacksize - sym.stackpos[s] - size(s);
-  }
-}
-
 }  // namespace
 
 void symface_make(const spmat_view& graph, std::span<const int32_t> order, symface& sym) {
@@ -309,6 +285,5 @@ void symface_make(const spmat_view& graph, std::span<const int32_t> order, symfa
   make_rel(made);
   make_runs(made);
   place_panels(made);
-  place_stack(made, tree.scratch);
   sym = std::move(made);
 }

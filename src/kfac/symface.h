@@ -13,7 +13,7 @@
 // rowsub[rowptr[s] .. rowptr[s+1]-1] below, increasing. Supernodes are in postorder. Its panel is
 // column-major at panelpos[s] with leading dimension panelld[s]. Its update matrix (of the order of
 // the rows below, leading dimension upld) stands at stackpos[s] of the update stack from the time
-// that it is made to the time that the parent has taken it.
+// that it is made to the time that the parent has taken it; these places are the schedule's.
 struct symface {
   int32_t n = 0, numsn = 0;
   mm_vector<int32_t> perm, iperm;  // n; perm[k] is the row of the matrix that is eliminated k-th
@@ -23,8 +23,8 @@ struct symface {
   mm_vector<ptrdiff_t> rowptr;     // numsn + 1
   mm_vector<int32_t> rowsub;
   mm_vector<int32_t> rel;         // as rowsub: position in the rows of the parent's front
-  mm_vector<ptrdiff_t> runptr;     // numsn + 1, into run; nothing where runs are too short to help
-  mm_vector<int32_t> run;          // begins of the consecutive stretches of rel, and their end
+  mm_vector<ptrdiff_t> runptr;    // numsn + 1, into run; nothing where runs are too short to help
+  mm_vector<int32_t> run;         // begins of the consecutive stretches of rel, and their end
   mm_vector<int32_t> contfrom;    // from this index of its rows on, rel is consecutive
   mm_vector<ptrdiff_t> panelpos;  // numsn + 1
   mm_vector<int32_t> panelld;

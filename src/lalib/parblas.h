@@ -48,6 +48,9 @@ struct parblas_assemble {
 
 inline constexpr int parblas_maxrhs = 4;  // right-hand sides that one pass over the factor serves
 
+// Panels are factorized by blocks of that many columns, each of which updates all columns behind it.
+inline constexpr int32_t parblas_panelblock = 128;
+
 struct parblas_family {
   const char* name;
   int32_t tilem, tilen;  // register tile
@@ -56,6 +59,10 @@ struct parblas_family {
   // in place. The unit diagonal is not stored. Returns the number of pivots that were not taken.
   int32_t (*panel)(int32_t ncol, int32_t nrow, double* l, ptrdiff_t ld, const parblas_pivots& piv,
                    double* work) noexcept;
+  // rows: the same L for nrow rows whose leading block is factorized already. l at that block, d and
+  // dinv its pivots; gives the bits that panel gives.
+  void (*rows)(int32_t ncol, int32_t nrow, const double* l, const parblas_pivots& piv,
+               double* below, ptrdiff_t ld, double* work) noexcept;
   void (*assemble)(const parblas_assemble& args) noexcept;
   // Solves with a panel on nrhs (1, 2 or 4) vectors v, nrow entries each, ldv apart. forward:
   // v1 := L1^-1 v1, v2 -= L2 v1; backward: v1 := L1^-T (v1 - L2' v2).

@@ -163,25 +163,13 @@ int32_t parblas_diagblock(double (&t)[NB][NB], const parblas_pivots& piv, int32_
   return refused;
 }
 
+// Rows of L behind an NB x NB block whose unit lower triangle is t.
 template <class F, int NB>
-int32_t parblas_leaffn(int32_t nrow, double* l, ptrdiff_t ld, const parblas_pivots& piv,
-                       int32_t j0) noexcept {
+void parblas_leafrows(int32_t nrow, double* l, ptrdiff_t ld, const double (&t)[NB][NB],
+                      const double* dinv) noexcept {
   using vec = typename F::vec;
   constexpr int w = F::width;
-  double t[NB][NB];
-#pragma GCC unroll 8
-  for (int p = 0; p < NB; ++p) {
-#pragma GCC unroll 8
-    for (int i = p; i < NB; ++i) t[i][p] = l[i + p * ld];
-  }
-  const int32_t refused = parblas_diagblock<F, NB>(t, piv, j0);
-#pragma GCC unroll 8
-  for (int p = 0; p < NB; ++p) {
-#pragma GCC unroll 8
-    for (int i = p + 1; i < NB; ++i) l[i + p * ld] = t[i][p];
-  }
-  const double* dinv = piv.dinv + j0;
-  for (int32_t i = NB; i < nrow; i += w) {
+  for (int32_t i = 0; i < nrow; i += w) {
     const bool full = i + w <= nrow;
     const typename F::mask last = F::tail(full ? w : nrow - i);
     vec x[NB];
@@ -204,7 +192,37 @@ int32_t parblas_leaffn(int32_t nrow, double* l, ptrdiff_t ld, const parblas_pivo
       }
     }
   }
+}
+
+template <class F, int NB>
+int32_t parblas_leaffn(int32_t nrow, double* l, ptrdiff_t ld, const parblas_pivots& piv,
+                       int32_t j0) noexcept {
+  double t[NB][NB];
+#pragma GCC unroll 8
+  for (int p = 0; p < NB; ++p) {
+#pragma GCC unroll 8
+    for (int i = p; i < NB; ++i) t[i][p] = l[i + p * ld];
+  }
+  const int32_t refused = parblas_diagblock<F, NB>(t, piv, j0);
+#pragma GCC unroll 8
+  for (int p = 0; p < NB; ++p) {
+#pragma GCC unroll 8
+    for (int i = p + 1; i < NB; ++i) l[i + p * ld] = t[i][p];
+  }
+  parblas_leafrows<F, NB>(nrow - NB, l + NB, ld, t, piv.dinv + j0);
   return refused;
+}
+
+template <class F, int NB>
+void parblas_leafbelow(int32_t nrow, const double* l, const double* dinv, double* below,
+                       ptrdiff_t ld) noexcept {
+  double t[NB][NB] = {};
+#pragma GCC unroll 8
+  for (int p = 0; p < NB; ++p) {
+#pragma GCC unroll 8
+    for (int i = p + 1; i < NB; ++i) t[i][p] = l[i + p * ld];
+  }
+  parblas_leafrows<F, NB>(nrow, below, ld, t, dinv);
 }
 
 template <class F>
@@ -257,7 +275,79 @@ int32_t parblas_halves(int32_t ncol, int32_t nrow, double* l, ptrdiff_t ld,
 template <class F>
 int32_t parblas_panelfn(int32_t ncol, int32_t nrow, double* l, ptrdiff_t ld,
                         const parblas_pivots& piv, double* work) noexcept {
-  return ncol > 0 ? parblas_halves<F>(ncol, nrow, l, ld, piv, 0, work) : 0;
+  int32_t refused = 0;
+  for (int32_t j = 0; j < ncol; j += parblas_panelblock) {
+    const int32_t nb = ncol - j < parblas_panelblock ? ncol - j : parblas_panelblock;
+    double* block = l + j + j * ld;
+    refused += parblas_halves<F>(nb, nrow - j, block, ld, piv, j, work);
+    if (j + nb == ncol) break;
+    parblas_update u;
+    u.m = nrow - j - nb;
+    u.n = ncol - j - nb;
+    u.k = nb;
+    u.a = u.b = block + nb;
+    u.lda = u.ldb = ld;
+    u.scale = piv.d + j;
+    u.c = block + nb + nb * ld;
+    u.ldc = ld;
+    u.lower = true;
+    u.work = work;
+    parblas_updatefn<F>(u);
+  }
+  return refused;
+}
+
+template <class F>
+void parblas_rowsfn(int32_t ncol, int32_t nrow, const double* l, const parblas_pivots& piv,
+                    double* below, ptrdiff_t ld, double* work) noexcept {
+  switch (ncol) {
+    case 0:
+      return;
+    case 1:
+      parblas_leafbelow<F, 1>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 2:
+      parblas_leafbelow<F, 2>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 3:
+      parblas_leafbelow<F, 3>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 4:
+      parblas_leafbelow<F, 4>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 5:
+      parblas_leafbelow<F, 5>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 6:
+      parblas_leafbelow<F, 6>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 7:
+      parblas_leafbelow<F, 7>(nrow, l, piv.dinv, below, ld);
+      return;
+    case 8:
+      parblas_leafbelow<F, 8>(nrow, l, piv.dinv, below, ld);
+      return;
+    default:
+      break;
+  }
+  const int32_t n1 = (ncol / 2 + parblas_leaf - 1) / parblas_leaf * parblas_leaf;
+  parblas_rowsfn<F>(n1, nrow, l, piv, below, ld, work);
+  parblas_update u;
+  u.m = nrow;
+  u.n = ncol - n1;
+  u.k = n1;
+  u.a = below;
+  u.b = l + n1;
+  u.lda = u.ldb = ld;
+  u.scale = piv.d;
+  u.c = below + n1 * ld;
+  u.ldc = ld;
+  u.work = work;
+  parblas_updatefn<F>(u);
+  parblas_pivots rest;
+  rest.d = piv.d + n1;
+  rest.dinv = piv.dinv + n1;
+  parblas_rowsfn<F>(ncol - n1, nrow, l + n1 + n1 * ld, rest, u.c, ld, work);
 }
 
 template <class F>
@@ -444,6 +534,7 @@ constexpr parblas_family parblas_table(const char* name) noexcept {
           F::tilen,
           &parblas_updatefn<F>,
           &parblas_panelfn<F>,
+          &parblas_rowsfn<F>,
           &parblas_assemblefn<F>,
           &parblas_solvefn<F, true>,
           &parblas_solvefn<F, false>};

@@ -266,6 +266,35 @@ TEST(KktfacSingular, RowsLeaveAndTheRestIsSolved) {
   EXPECT_LE(kfac_backward(kfac_dense(a, d, 0), x, b), exactly);
 }
 
+TEST(KktfacTeam, SameBitsForEverySizeOfTheTeam) {
+  std::vector<std::pair<int32_t, int32_t>> edges;
+  constexpr int32_t k = 14;  // a cube, so that the top fronts are wide
+  for (int32_t i = 0; i < k * k * k; ++i) {
+    if (i % k + 1 < k) edges.emplace_back(i, i + 1);
+    if (i / k % k + 1 < k) edges.emplace_back(i, i + k);
+    if (i / k / k + 1 < k) edges.emplace_back(i, i + k * k);
+  }
+  for (const bool isfull : {false, true}) {
+    const kfac_matrix a =
+        isfull ? with_dense(kfac_edges(700, {}), 2, 0, 1) : kfac_edges(k * k * k, edges);
+    const std::vector<double> d = weights(a.n, 2, 9), b = rhs(a.m, 2);
+    std::vector<double> one;
+    for (const int32_t numthreads : {1, 2, 3, 4}) {
+      setup_box box(a, {.offcoltrh = 0, .numthreads = numthreads});
+      const std::vector<double> x = box.solve(d, b, 2);
+      if (numthreads == 1) one = x;
+      EXPECT_EQ(x, one) << numthreads;
+      EXPECT_EQ(box.solve(d, b, 2), one) << numthreads;
+    }
+    std::vector<double> res(b.begin(), b.begin() + a.m), col(size_t(a.n), 0.0);
+    for (int32_t i = 0; i < a.m; ++i) res[i] -= 1e-10 * one[i];
+    spmat_addatx(a.view(), 1.0, std::span(one).first(size_t(a.m)), col);
+    for (int32_t j = 0; j < a.n; ++j) col[j] *= d[j];
+    spmat_addax(a.view(), -1.0, col, res);
+    for (const double r : res) EXPECT_LE(std::abs(r), 1e-8);
+  }
+}
+
 TEST(KktfacMix, OtherKindIsRefusedWithItsText) {
   counted_memory memory;
   std::string text;
@@ -280,13 +309,16 @@ TEST(KktfacMix, OtherKindIsRefusedWithItsText) {
 }
 
 TEST(KktfacStop, MonitorEndsAFactorization) {
-  const kfac_matrix a = kfac_full(800);  // long enough for a poll
+  const kfac_matrix a = with_dense(kfac_edges(1000, {}), 1, 0, 1);  // long enough for a poll
   setup_box box(a, {.ordermethod = 5, .offcoltrh = 0});
   monitor stop;
   stop.pollfn = [](void*, monitor_where) { return rescode::trm_user_callback; };
   const std::vector<double> d(size_t(a.n), 1.0);
   EXPECT_EQ(kktfac_numfac(*box.fac, d, {}, stop), rescode::trm_user_callback);
   EXPECT_EQ(kktfac_numfac(*box.fac, d, {}, box.mon), rescode::ok);
+  setup_box team(a, {.ordermethod = 5, .offcoltrh = 0, .numthreads = 2});
+  EXPECT_EQ(kktfac_numfac(*team.fac, d, {}, stop), rescode::trm_user_callback);
+  EXPECT_EQ(kktfac_numfac(*team.fac, d, {}, team.mon), rescode::ok);
 }
 
 }  // namespace

@@ -100,8 +100,12 @@ TEST_P(ParblasFamily, PanelReproducesItsMatrix) {
                                                     work(size_t(parblas_worksize(nrow, ncol)));
       const parblas_pivots piv{thr.data(), nullptr, d.data(), dinv.data(), nullptr};
       ASSERT_EQ(family->panel(ncol, nrow, l.val.data(), l.ld, piv, work.data()), 0);
+      block apart = before;
+      ASSERT_EQ(family->panel(ncol, ncol, apart.val.data(), l.ld, piv, work.data()), 0);
+      family->rows(ncol, below, apart.val.data(), piv, apart.val.data() + ncol, l.ld, work.data());
       for (int32_t j = 0; j < ncol; ++j) {
         ASSERT_DOUBLE_EQ(d[j] * dinv[j], 1.0);
+        for (int32_t i = j + 1; i < nrow; ++i) ASSERT_EQ(apart.at(i, j), l.at(i, j));
         for (int32_t i = j; i < nrow; ++i) {
           double want = before.at(i, j);
           for (int32_t p = 0; p < j; ++p) want -= l.at(i, p) * d[p] * l.at(j, p);
