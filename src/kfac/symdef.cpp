@@ -1,0 +1,187 @@
+#include "kfac/symdef.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <utility>
+
+#include "order/symord.h"
+
+namespace {
+
+// The scaled matrix: strict part by columns, each pair in the column of the larger number.
+struct unit_matrix {
+  int32_t n = 0;
+  mm_vector<ptrdiff_t> ptr;
+  mm_vector<int32_t> sub;
+  mm_vector<double> val;
+  explicit unit_matrix(mm_place at) : ptr(at), sub(at), val(at) {}
+};
+
+double largest_entry(const spmat_view& a) {
+  double largest = 0;
+  for (const double x : a.val) largest = std::max(largest, std::abs(x));
+  return largest;
+}
+
+// scale[i] = 1 / sqrt(a_ii), 0 for a zero row. False when the diagonal shows that a is indefinite.
+bool read_scale(const spmat_view& a, double sign, double zero, mm_vector<double>& scale) {
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      if (a.sub[p] == j) scale[j] = sign * a.val[p];
+    }
+  }
+  for (double& d : scale) {
+    if (d < -zero) return false;
+    d = d > zero ? 1 / std::sqrt(d) : 0;
+  }
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      const bool iszerorow = scale[j] == 0 || scale[a.sub[p]] == 0;
+      if (a.sub[p] != j && iszerorow && std::abs(a.val[p]) > zero) return false;
+    }
+  }
+  return true;
+}
+
+// A fill-reducing elimination order of the pattern of a; place[i] is when i is eliminated.
+void find_places(const spmat_view& a, memman& mman, mm_vector<int32_t>& place) {
+  const auto n = size_t(a.ncol);
+  mm_vector<ptrdiff_t> ptr(n + 1, 0, mm_at(mman));
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      if (a.sub[p] != j) ++ptr[j], ++ptr[a.sub[p]];
+    }
+  }
+  ptrdiff_t sum = 0;
+  for (ptrdiff_t& entry : ptr) sum += std::exchange(entry, sum);
+  std::iota(place.begin(), place.end(), 0);
+  if (sum == 0) return;  // diagonal
+  mm_vector<int32_t> sub(size_t(sum), 0, mm_at(mman));
+  mm_vector<ptrdiff_t> next(ptr.begin(), ptr.end(), mm_at(mman));
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      const int32_t i = a.sub[p];
+      if (i == j) continue;
+      sub[next[i]++] = j;
+      sub[next[j]++] = i;
+    }
+  }
+  mm_vector<int32_t> perm(n, 0, mm_at(mman));
+  symord_result result;
+  const spmat_view graph = {a.ncol, a.ncol, ptr, sub, {}};
+  // A monitor without a poll function never ends the ordering.
+  static_cast<void>(symord_order(graph, symord_score::degree, {}, mman, perm, result));
+  for (int32_t k = 0; k < a.ncol; ++k) place[perm[k]] = k;
+}
+
+void make_unit(const spmat_view& a, double sign, const mm_vector<double>& scale,
+               const mm_vector<int32_t>& place, unit_matrix& u) {
+  u.n = a.ncol;
+  u.ptr.assign(size_t(a.ncol) + 1, 0);
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      if (a.sub[p] != j) ++u.ptr[std::max(place[j], place[a.sub[p]]) + 1];
+    }
+  }
+  std::partial_sum(u.ptr.begin(), u.ptr.end(), u.ptr.begin());
+  u.sub.resize(size_t(u.ptr[u.n]));
+  u.val.resize(size_t(u.ptr[u.n]));
+  mm_vector<ptrdiff_t> next(u.ptr.begin(), u.ptr.end(), u.ptr.get_allocator());
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+      const int32_t i = a.sub[p];
+      if (i == j) continue;
+      const ptrdiff_t q = next[std::max(place[i], place[j])]++;
+      u.sub[q] = std::min(place[i], place[j]);
+      u.val[q] = sign * a.val[p] * scale[i] * scale[j];
+    }
+  }
+}
+
+// L D L' row by row: row k of L is found by a solve with the rows above it, whose pattern is the
+// part of the elimination tree below k that the entries of column k reach.
+struct row_factor {
+  const unit_matrix& u;
+  mm_vector<int32_t> parent, mark, reach;  // reach[top ..]: pattern of the row, in solving order
+  mm_vector<ptrdiff_t> begin, end;         // of the columns of L
+  mm_vector<int32_t> sub;
+  mm_vector<double> val, work, d;
+  row_factor(const unit_matrix& matrix, mm_place at)
+      : u(matrix),
+        parent(size_t(matrix.n), -1, at),
+        mark(size_t(matrix.n), -1, at),
+        reach(size_t(matrix.n), 0, at),
+        begin(size_t(matrix.n) + 1, 0, at),
+        end(at),
+        sub(at),
+        val(at),
+        work(size_t(matrix.n), 0.0, at),
+        d(size_t(matrix.n), 0.0, at) {}
+};
+
+// The tree and the lengths of L's columns, O(nonzeros of L).
+void analyse(row_factor& f) {
+  for (int32_t k = 0; k < f.u.n; ++k) {
+    f.mark[k] = k;
+    for (ptrdiff_t p = f.u.ptr[k]; p < f.u.ptr[k + 1]; ++p) {
+      for (int32_t i = f.u.sub[p]; f.mark[i] != k; i = f.parent[i]) {
+        if (f.parent[i] < 0) f.parent[i] = k;
+        ++f.begin[i + 1];
+        f.mark[i] = k;
+      }
+    }
+  }
+  std::partial_sum(f.begin.begin(), f.begin.end(), f.begin.begin());
+  f.end.assign(f.begin.begin(), f.begin.end() - 1);
+  f.sub.resize(size_t(f.begin[f.u.n]));
+  f.val.resize(size_t(f.begin[f.u.n]));
+  std::fill(f.mark.begin(), f.mark.end(), -1);
+}
+
+int32_t find_reach(row_factor& f, int32_t k) {
+  int32_t top = f.u.n;
+  f.mark[k] = k;
+  for (ptrdiff_t p = f.u.ptr[k]; p < f.u.ptr[k + 1]; ++p) {
+    int32_t len = 0;
+    f.work[f.u.sub[p]] = f.u.val[p];
+    for (int32_t i = f.u.sub[p]; f.mark[i] != k; i = f.parent[i]) {
+      f.reach[len++] = i;
+      f.mark[i] = k;
+    }
+    while (len > 0) f.reach[--top] = f.reach[--len];
+  }
+  return top;
+}
+
+bool has_factor(row_factor& f, double shift) {
+  for (int32_t k = 0; k < f.u.n; ++k) {
+    double pivot = 1 + shift;
+    for (int32_t t = find_reach(f, k); t < f.u.n; ++t) {
+      const int32_t j = f.reach[t];
+      const double y = std::exchange(f.work[j], 0.0);
+      for (ptrdiff_t p = f.begin[j]; p < f.end[j]; ++p) f.work[f.sub[p]] -= f.val[p] * y;
+      const double l = y / f.d[j];
+      pivot -= l * y;
+      f.sub[f.end[j]] = k;
+      f.val[f.end[j]++] = l;
+    }
+    if (!(pivot > 0)) return false;
+    f.d[k] = pivot;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memman& mman) {
+  mm_vector<double> scale(size_t(a.ncol), 0.0, mm_at(mman));
+  if (!read_scale(a, sign, tol.zero * largest_entry(a), scale)) return false;
+  mm_vector<int32_t> place(size_t(a.ncol), 0, mm_at(mman));
+  find_places(a, mman, place);
+  unit_matrix u(mm_at(mman));
+  make_unit(a, sign, scale, place, u);
+  row_factor f(u, mm_at(mman));
+  analyse(f);
+  return has_factor(f, tol.shift);
+}
