@@ -262,7 +262,7 @@ int32_t ZLV_deletetask(ZLV_task_t* task) {
 int32_t ZLV_clonetask(ZLV_task_t task, ZLV_task_t* clonedtask) {
   if (clonedtask != nullptr) *clonedtask = nullptr;
   return task_call(task, [=](task_rec& t) {
-    if (const rescode r = chk_pointer(t, clonedtask, "clonedtask"); r != rescode::ok) return r;
+    if (clonedtask == nullptr) return task_fail(t, rescode::err_null_pointer, "clonedtask");
     return task_clone(t, *clonedtask);
   });
 }
