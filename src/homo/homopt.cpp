@@ -16,7 +16,7 @@ constexpr double free_ahead = 1e6;   // a free column's Theta over the largest o
 constexpr double solve_good = 1e-10;     // relative residual of p and q that is good enough
 constexpr double pivrel_strict = 1e-15;  // pivot rule when it is not, with rows taken out
 constexpr int maxrefine = 4;
-constexpr double refine_tol = 1e-13;  // residual of a block relative to its right-hand side: done
+constexpr double refine_tol = 1e-12;  // residual of a block relative to its right-hand side: done
 constexpr double refine_gain = 0.5;   // a round that does not reduce the residual so is the last
 constexpr double rounding = 1e-15;    // a bound residual below this part of the bound is noise
 constexpr double theta_max = 1e30, theta_min = 1e-30;
@@ -122,15 +122,17 @@ void intpnt_computeresiduals(hom_state& st) {
   ms.mu = hom_mu(pr, it);
   ms.kapdivtau = it.kappa / it.tau;
   const double tau = it.tau;
+  // Bounds one by one: a residual that a far bound would excuse moves a clamped column off its rows.
   double rub = 0;
   for (size_t k = 0; k < pr.u.size(); ++k) {
-    rub = nanmax(rub, std::abs(st.ru[k]) * pr.colfac[pr.ucol[k]]);
+    const double unit = pr.colfac[pr.ucol[k]] * pr.sb;
+    rub = nanmax(rub, std::abs(st.ru[k]) * unit / (tau + pr.u[k] * unit * tau));
   }
   double rpb = 0;
   for (int32_t i = 0; i < pr.m; ++i) rpb = nanmax(rpb, std::abs(st.rp[i]) / pr.rowfac[i]);
   double rdb = 0;
   for (int32_t j = 0; j < pr.n; ++j) rdb = nanmax(rdb, std::abs(st.rd[j]) / pr.colfac[j]);
-  ms.pfeas = nanmax(rpb * pr.sb / (1 + pr.nrmb), rub * pr.sb / (1 + pr.nrmu)) / tau;
+  ms.pfeas = nanmax(rpb * pr.sb / ((1 + pr.nrmb) * tau), rub);
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
   ms.pobj = hs_objective(pr, ms.cx / tau);
   ms.dobj = hs_objective(pr, ms.by / tau);

@@ -13,6 +13,7 @@ constexpr double spread_trh = 100;  // |A| within this factor is not scaled by t
 constexpr int maxpass_moderate = 4, maxpass_aggressive = 10;
 constexpr int maxexp_matrix = 14;  // row and column factors stay in 2^-14 .. 2^14
 constexpr int maxexp_vector = 60;  // the factors of b and c may be as large as the data
+constexpr double shift_share = 0.01;
 constexpr double pass_gain = 0.9;  // a pass that does not shrink the spread this much is the last
 
 double power_of_two(double value, int maxexp) {
@@ -128,7 +129,8 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
       prob.nrmu = std::max(prob.nrmu, lp.u[j]);
     }
   }
-  prob.nrmb = lp.nrmb > 0 ? lp.nrmb : largest(lp.b);
+  // Shifts can make b far larger than what the caller wrote; part of that counts, since rounding does.
+  prob.nrmb = lp.nrmb >= 0 ? std::max(lp.nrmb, shift_share * largest(lp.b)) : largest(lp.b);
   prob.nrmc = largest(lp.c);
   if (scaling == hs_scaling::none) return;
   // Bounds do not count: a few huge ones would shrink everything else to nothing.

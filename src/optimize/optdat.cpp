@@ -232,6 +232,7 @@ void opt_prepare(const opt_problem& prob, opt_internal& in) {
 
 hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob) {
   hs_lp lp{spmat_look(in.a), in.b, in.c, in.u, in.isfree};
+  lp.nrmb = 0;
   for (int32_t i = 0; i < prob.numcon; ++i) {
     if (opt_haslower(prob.bkc[i])) lp.nrmb = std::max(lp.nrmb, std::abs(prob.blc[i]));
     if (opt_hasupper(prob.bkc[i])) lp.nrmb = std::max(lp.nrmb, std::abs(prob.buc[i]));
