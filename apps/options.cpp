@@ -32,6 +32,9 @@ bool app_parse(int argc, char** argv, app_options& options, app_exit& status) {
       ->check(CLI::PositiveNumber);
   app.add_option("--time-limit", options.timelimit, "Seconds after which the optimizer stops")
       ->check(CLI::NonNegativeNumber);
+  app.add_option("--solution", options.solution, "Writes the solution to a file");
+  app.add_option("--write", options.write,
+                 "Writes the model to a file, in the format of its ending, instead of solving it");
   app.add_flag("--quiet", options.quiet, "No log; errors and warnings go to standard error");
   app.add_flag("--json", options.json, "Standard output holds one JSON object with the result");
   app.set_version_flag("--version", version_text());

@@ -13,9 +13,9 @@ struct app_seconds {
 struct app_result {
   std::string file, name, problemtype, optimizer, problemstatus, solutionstatus, responsetext;
   int32_t rows = 0, cols = 0, nonzeros = 0, response = 0, threads = 1;
-  int32_t solsta = 0;        // ZLV_SOL_STA_* of the best defined solution
-  bool hassolution = false;  // some solution is defined
-  bool haspoint = false;     // and it is a point, not the ray of a certificate
+  int32_t solsta = 0;                       // ZLV_SOL_STA_* of the best defined solution
+  bool hassolution = false;                 // some solution is defined
+  bool haspoint = false;                    // and it is a point, not the ray of a certificate
   bool hasprimal = false, hasdual = false;  // sides of the solution that mean something
   double objective = 0, dualobjective = 0;
   double primalinfeas = 0,

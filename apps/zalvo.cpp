@@ -75,6 +75,9 @@ int32_t set_named(ZLV_task_t task, const std::string& assignment) {
 
 int32_t set_parameters(ZLV_task_t task, const app_options& options) {
   int32_t r = ZLV_putintparam(task, ZLV_IPAR_CHECK_CTRL_C, ZLV_ON);
+  if (r == ZLV_RES_OK && !options.write.empty()) {
+    r = ZLV_putintparam(task, ZLV_IPAR_WRITE_PRECISION, 17);
+  }
   if (r == ZLV_RES_OK && !options.paramfile.empty()) {
     r = ZLV_putstrparam(task, ZLV_SPAR_PARAM_READ_FILE_NAME, options.paramfile.c_str());
     if (r == ZLV_RES_OK) r = ZLV_readparamfile(task);
@@ -107,6 +110,16 @@ void link_streams(ZLV_env_t env, ZLV_task_t task, const app_options& options) {
   ZLV_linkfunctotaskstream(task, ZLV_STREAM_LOG, stdout, print_to);
 }
 
+int32_t write_solution(ZLV_task_t task, const std::string& file) {
+  for (const int32_t whichsol : {ZLV_SOL_ITG, ZLV_SOL_BAS, ZLV_SOL_ITR}) {
+    int32_t isdef = 0;
+    ZLV_solutiondef(task, whichsol, &isdef);
+    if (isdef != 0) return ZLV_writesolution(task, whichsol, file.c_str());
+  }
+  std::cerr << "zalvo: there is no solution to write to '" << file << "'\n";
+  return ZLV_RES_OK;
+}
+
 app_exit finish(ZLV_task_t task, const app_options& options, app_result& result) {
   app_gather(task, result);
   app_exit status = app_issolved(result) ? app_exit::solved : app_exit::unsolved;
@@ -115,6 +128,11 @@ app_exit finish(ZLV_task_t task, const app_options& options, app_result& result)
     ZLV_solutionsummary(task, ZLV_STREAM_MSG);
     std::printf("Time: %.2f seconds, of which reading %.2f.\n", result.seconds.total,
                 result.seconds.read);
+  }
+  if (!options.solution.empty() && result.hassolution) {
+    if (const int32_t r = write_solution(task, options.solution); is_error(r)) {
+      status = exit_of_error(r);
+    }
   }
   if (options.json) app_writejson(result, std::cout);
   if (!std::cout.flush() || std::fflush(stdout) != 0) {
@@ -147,8 +165,14 @@ app_exit run(const app_options& options) {
   } else {
     result.response = std::max(result.response, ZLV_RES_ERR_UNKNOWN);  // a warning here is an error
   }
-  if (!is_error(result.response)) result.response = ZLV_optimize(task.get());
+  if (!is_error(result.response)) {
+    result.response = options.write.empty() ? ZLV_optimize(task.get())
+                                            : ZLV_writedata(task.get(), options.write.c_str());
+  }
   result.seconds.total = seconds_since(start);
+  if (!options.write.empty()) {
+    return result.response == ZLV_RES_OK ? app_exit::solved : exit_of_error(result.response);
+  }
   return finish(task.get(), options, result);
 }
 
