@@ -1,9 +1,9 @@
 // Orderings of grids, of a power law graph and of a union of cliques such as A A' is.
 #include <benchmark/benchmark.h>
 
-#include "../tests/unit/order_tools.h"
 #include "order/gpart.h"
 #include "order/symord.h"
+#include "unit/order_tools.h"
 
 namespace {
 

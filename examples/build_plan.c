@@ -27,8 +27,7 @@ int main(void) {
   if (r == ZLV_RES_OK)
     r = ZLV_inputdata(task, NUMCON, NUMVAR, NUMCON, NUMVAR, profit, 0.0, aptrb, aptre, asub, aval,
                       bkc, blc, buc, bkx, blx, bux);
-  if (r == ZLV_RES_OK)
-    r = ZLV_putintparam(task, ZLV_IPAR_OBJECTIVE_SENSE, ZLV_OBJECTIVE_SENSE_MAX);
+  if (r == ZLV_RES_OK) r = ZLV_putintparam(task, ZLV_IPAR_OBJECTIVE_SENSE, ZLV_OBJECTIVE_SENSE_MAX);
   if (r == ZLV_RES_OK) r = ZLV_optimize(task);
   if (r == ZLV_RES_OK)
     r = ZLV_getsolution(task, ZLV_SOL_ITR, NULL, &solsta, NULL, NULL, NULL, NULL, x, y, NULL, NULL,

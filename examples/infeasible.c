@@ -18,8 +18,8 @@ int main(void) {
   if (r == ZLV_RES_OK) r = ZLV_initenv(env);
   if (r == ZLV_RES_OK) r = ZLV_maketask(env, 2, 2, &task);
   if (r == ZLV_RES_OK)
-    r = ZLV_inputdata(task, 2, 2, 2, 2, cost, 0.0, aptrb, aptre, asub, aval, bkc, blc, buc, bkx, blx,
-                      bux);
+    r = ZLV_inputdata(task, 2, 2, 2, 2, cost, 0.0, aptrb, aptre, asub, aval, bkc, blc, buc, bkx,
+                      blx, bux);
   if (r == ZLV_RES_OK) r = ZLV_optimize(task);
   if (r == ZLV_RES_OK)
     r = ZLV_getsolution(task, ZLV_SOL_ITR, NULL, &solsta, NULL, NULL, NULL, NULL, NULL, NULL, slc,

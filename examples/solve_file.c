@@ -3,7 +3,9 @@
 #include <stdlib.h>
 #include <zalvo.h>
 
-static void print(void* handle, const char* text) { fputs(text, (FILE*)handle); }
+static void print(void* handle, const char* text) {
+  fputs(text, (FILE*)handle);
+}
 
 int main(int argc, char** argv) {
   ZLV_env_t env = NULL;

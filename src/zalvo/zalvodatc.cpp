@@ -125,8 +125,8 @@ int32_t ZLV_removecone(ZLV_task_t task, int32_t k) {
   });
 }
 
-int32_t ZLV_getcone(ZLV_task_t task, int32_t k, int32_t* conetype, double* conepar,
-                    int32_t* nummem, int32_t* submem) {
+int32_t ZLV_getcone(ZLV_task_t task, int32_t k, int32_t* conetype, double* conepar, int32_t* nummem,
+                    int32_t* submem) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = check_coneindex(t, k); r != ok) return r;
     const prob_cone& cone = t.prob.cone[k];

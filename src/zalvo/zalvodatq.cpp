@@ -184,8 +184,8 @@ int32_t ZLV_getnumqconknz(ZLV_task_t task, int32_t k, int32_t* numqcnz) {
   });
 }
 
-int32_t ZLV_getqconk(ZLV_task_t task, int32_t k, int32_t* numqcnz, int32_t* qcsubi,
-                     int32_t* qcsubj, double* qcval) {
+int32_t ZLV_getqconk(ZLV_task_t task, int32_t k, int32_t* numqcnz, int32_t* qcsubi, int32_t* qcsubj,
+                     double* qcval) {
   return task_call(task, [=](task_rec& t) {
     if (const rescode r = dat_index(t, acc::con, k, "k"); r != ok) return r;
     give_terms(prob_getq(t.prob, k), numqcnz, qcsubi, qcsubj, qcval);

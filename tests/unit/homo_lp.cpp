@@ -331,7 +331,8 @@ TEST(HomoModel, CommonStepReducesEveryResidualAndMuAlike) {
   std::mt19937 gen(5);
   for (int k = 0; k < 20; ++k) {
     lp_box lp = lp_random(gen, 10, 20, 0.4);
-    for (int32_t j = 0; j < lp.n; ++j) {  // free columns solve to the accuracy of the refinement only
+    for (int32_t j = 0; j < lp.n;
+         ++j) {  // free columns solve to the accuracy of the refinement only
       if (lp.bkx[j] != ZLV_BK_FR) continue;
       lp.bkx[j] = ZLV_BK_RA;
       lp.blx[j] = -10;
