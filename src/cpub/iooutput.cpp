@@ -163,7 +163,7 @@ io_result io_create(const char* path, bool isgzip, memman& mman, io_out*& out) {
   out = nullptr;
   void* space = memman_alloc(&mman, 1, sizeof(io_out), __FILE__, __LINE__);
   if (space == nullptr) throw std::bad_alloc();
-  auto* fresh = new (space) io_out(mman);
+  io_out* fresh = new (space) io_out(mman);  // NOLINT: release() frees it
   fresh->isgzip = isgzip;
   io_result r = {rescode::ok, ""};
   try {

@@ -48,26 +48,32 @@ bool isskipped(std::string_view line) noexcept {
 
 struct note_text {
   mps_note note;
+  bool isdeviation;  // refused when ZLV_IPAR_READ_MPS_RELAX is off
   const char* text;
 };
 constexpr note_text note_texts[] = {
-    {mps_note::negative_up,
+    {mps_note::negative_up, true,
      "negative upper bound without a lower bound, which becomes minus infinity"},
-    {mps_note::double_bound, "bound given more than once, of which the last is taken"},
-    {mps_note::range_of_free, "range of a free row or of the objective, which is ignored"},
-    {mps_note::rhs_unused, "entry of an RHS vector that is not the one taken"},
-    {mps_note::ranges_unused, "entry of a RANGES vector that is not the one taken"},
-    {mps_note::bounds_unused, "entry of a BOUNDS vector that is not the one taken"},
-    {mps_note::mirrored_q,
+    {mps_note::double_bound, true, "bound given more than once, of which the last is taken"},
+    {mps_note::range_of_free, true, "range of a free row or of the objective, which is ignored"},
+    {mps_note::rhs_unused, false, "entry of an RHS vector that is not the one taken"},
+    {mps_note::ranges_unused, false, "entry of a RANGES vector that is not the one taken"},
+    {mps_note::bounds_unused, false, "entry of a BOUNDS vector that is not the one taken"},
+    {mps_note::mirrored_q, true,
      "quadratic term given more than once or in both orders; they are added"}};
 
-void tell_notes(const mps_reader& rd) {
+// What was found and let pass: warnings, or an error when deviations are not wanted.
+rescode tell_notes(mps_reader& rd) {
   for (const note_text& n : note_texts) {
     const mps_notice& notice = rd.notes[size_t(n.note)];
     if (notice.num == 0) continue;
-    task_echo(rd.t, msg_kind::wrn, "%s: line %d, '%s': %s (%d in all).\n", rd.filename, notice.line,
-              io_printable(notice.name).text, n.text, notice.num);
+    const bool isfault = n.isdeviation && !rd.set.isrelaxed;
+    if (isfault) (void)task_fail(rd.t, err_mps_file, rd.filename);
+    task_echo(rd.t, isfault ? msg_kind::err : msg_kind::wrn, "%s: line %d, '%s': %s (%d in all).\n",
+              rd.filename, notice.line, io_printable(notice.name).text, n.text, notice.num);
+    if (isfault) return err_mps_file;
   }
+  return ok;
 }
 
 // ---- First pass: sizes, and which form the file has
@@ -382,6 +388,7 @@ mps_settings settings_of(const task_rec& t) {
   s.isquoted = par.i[ipar::read_mps_quoted_names] != 0;
   s.iskeepint = par.i[ipar::read_mps_keep_int] != 0;
   s.iskeepfree = par.i[ipar::read_keep_free_con] != 0;
+  s.isrelaxed = par.i[ipar::read_mps_relax] != 0;
   s.isobjsense = par.i[ipar::read_mps_objsense] != 0;
   s.islog = par.i[ipar::log] != 0 && par.i[ipar::log_file] != 0;
   s.width = par.i[ipar::read_mps_width];
@@ -507,7 +514,7 @@ rescode mps_read(task_rec& t, const io_text& text, const char* filename, file_pr
   }
   mps_storequad(rd);
   mps_storebounds(rd);
-  tell_notes(rd);
+  if (const rescode r = tell_notes(rd); r != ok) return r;
   out.sense = rd.sense;
   out.issensegiven = rd.set.isobjsense && rd.isseen[size_t(mps_sec::objsense)];
   read_params(rd, out.params);

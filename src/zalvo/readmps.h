@@ -14,7 +14,8 @@
 // [b + R, b] for R < 0. Variables have the bounds [0, inf) unless BOUNDS says otherwise, integer ones
 // too. A negative UP bound of a variable without a lower one makes that minus infinity. MI
 // leaves the upper bound as it is. The first vector met of RHS, RANGES and BOUNDS is taken, unless a
-// parameter names another.
+// parameter names another. What is read so against a strict view of the format is told once each with
+// its first line and a count; it is refused when ZLV_IPAR_READ_MPS_RELAX is off.
 //
 // ZLV_MPS_FORMAT_RELAXED means fields separated by blanks, unless some line of ROWS to BOUNDS and
 // the quadratic sections has a number of fields that its section cannot have while every one of
@@ -53,6 +54,7 @@ enum class mps_sec : int32_t {
 struct mps_settings {
   int32_t format = 0;  // ZLV_MPS_FORMAT_*
   bool isquoted = true, iskeepint = true, iskeepfree = false, isobjsense = true, islog = true;
+  bool isrelaxed = true;                                // deviations are told and let pass
   int32_t width = 0;                                    // longest line accepted; 0: any
   int32_t qmode = 0;                                    // ZLV_Q_READ_*
   std::string_view objname, rhsname, ranname, bouname;  // empty: the first met
@@ -97,9 +99,9 @@ struct mps_qterms {
   explicit mps_qterms(mm_place at) : subk(at), subi(at), subj(at), val(at), isfull(at) {}
 };
 
-struct mps_reader {
-  task_rec& t;  // for messages
-  prob_rec& p;  // what is being built
+struct mps_reader {  // NOLINT: members stand by subject, not by size
+  task_rec& t;       // for messages
+  prob_rec& p;       // what is being built
   const char* filename;
   mps_settings set;
   mps_form form = mps_form::blanks;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "support/api_box.h"
+#include "support/problem_text.h"
 
 namespace {
 
@@ -40,7 +41,17 @@ int32_t count_tiny(const std::string& file, double tol) {
   return num;
 }
 
-TEST(MpsInstances, HaveTheSizesOfTheIndex) {
+// Written with all digits and read again, the problem is the same.
+void expect_read_back(ZLV_task_t task, const std::string& name) {
+  const test_folder folder;
+  api_box back;
+  ASSERT_EQ(ZLV_putintparam(task, ZLV_IPAR_WRITE_PRECISION, 17), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_writedata(task, folder.at("a.mps").c_str()), ZLV_RES_OK) << name;
+  ASSERT_EQ(ZLV_readdata(back.task, folder.at("a.mps").c_str()), ZLV_RES_OK) << back.err();
+  EXPECT_TRUE(problem_text(back.task) == problem_text(task)) << name;
+}
+
+TEST(MpsInstances, HaveTheSizesOfTheIndexAndAreWrittenTheSame) {
   const char* folder = std::getenv("ZALVO_DATA");
   if (folder == nullptr) GTEST_SKIP() << "ZALVO_DATA is not set";
   std::ifstream index(std::string(folder) + "/INDEX.tsv");
@@ -64,6 +75,7 @@ TEST(MpsInstances, HaveTheSizesOfTheIndex) {
       numanz += count_tiny(file, tol);
     }
     EXPECT_EQ(numanz, row.nnz) << row.name;
+    expect_read_back(box.task, row.name);
   }
 }
 

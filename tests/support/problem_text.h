@@ -59,8 +59,9 @@ inline std::string problem_text(ZLV_task_t task, bool isnamed = true) {
     ZLV_getvartype(task, j, &type);
     out << "col " << (isnamed ? name_text(task, ZLV_PI_VAR, j) : "") << (type != 0 ? " int" : "")
         << bound_text(task, ZLV_ACC_VAR, j) << " c=" << c;
-    std::vector<int32_t> sub(numcon + 1);
-    std::vector<double> val(numcon + 1);
+    ZLV_getavecnumnz(task, ZLV_ACC_VAR, j, &nz);
+    std::vector<int32_t> sub(nz + 1);
+    std::vector<double> val(nz + 1);
     ZLV_getavec(task, ZLV_ACC_VAR, j, &nz, sub.data(), val.data());
     for (int32_t k = 0; k < nz; ++k) out << " " << sub[k] << ":" << val[k];
     out << "\n";
@@ -74,7 +75,8 @@ inline std::string problem_text(ZLV_task_t task, bool isnamed = true) {
   for (int32_t k = 0; k < numcone; ++k) {
     int32_t type = 0, nummem = 0;
     double par = 0;
-    std::vector<int32_t> mem(numvar + 1);
+    ZLV_getnumconemem(task, k, &nummem);
+    std::vector<int32_t> mem(nummem + 1);
     ZLV_getcone(task, k, &type, &par, &nummem, mem.data());
     out << "cone " << (isnamed ? name_text(task, ZLV_PI_CONE, k) : "") << " " << type << " " << par;
     for (int32_t m = 0; m < nummem; ++m) out << " " << mem[m];
