@@ -12,7 +12,9 @@
 
 namespace {
 
-constexpr size_t chunksize = size_t{1} << 20;   // characters of a chunk, unless a line is longer
+constexpr size_t firstsize = size_t{1}
+                             << 16;  // characters of the first chunk: most files are small
+constexpr size_t chunksize = size_t{1} << 20;   // of the others, unless a line is longer
 constexpr size_t packedsize = size_t{1} << 17;  // bytes of compressed input at a time
 constexpr std::string_view gzipmagic("\x1f\x8b", 2);
 constexpr std::string_view bytemark("\xEF\xBB\xBF", 3);
@@ -160,7 +162,7 @@ io_result io_readtext(const char* path, io_text& text) {
   io_source src(at);
   open_source(src, path, *at.mman);
   if (src.fault.code != rescode::ok) return src.fault;
-  text.chunk.emplace_back(chunksize, '\0', mm_alloc<char>(at));
+  text.chunk.emplace_back(firstsize, '\0', mm_alloc<char>(at));
   size_t used = 0;
   for (;;) {
     const size_t n = fill(src, text.chunk.back().data() + used, text.chunk.back().size() - used);
@@ -195,6 +197,12 @@ bool io_nextline(io_lines& lines, std::string_view& line) noexcept {
   ++lines.number;
   line = {begin, len};
   return true;
+}
+
+void io_forget(io_text& text, const io_lines& lines) noexcept {
+  for (size_t k = 0; k + 1 < lines.nextchunk; ++k) {
+    mm_vector<char>(text.chunk[k].get_allocator()).swap(text.chunk[k]);
+  }
 }
 
 io_shorttext io_printable(std::string_view piece) noexcept {

@@ -43,6 +43,9 @@ inline io_lines io_firstline(const io_text& text) {
 // io_nextline: the next line without its line end (LF or CRLF); false behind the last one. The last
 // line needs no line end. Lines may have any length and hold any byte.
 bool io_nextline(io_lines& lines, std::string_view& line) noexcept;
+// io_forget: frees the chunks of text in front of the one that lines, a position in it, is in. Lines
+// of these chunks are gone, and reading cannot begin again.
+void io_forget(io_text& text, const io_lines& lines) noexcept;
 
 // io_printable: the beginning of a piece of a file for a message: control characters and bytes that
 // are no ASCII become '?', and what is cut off is marked by dots.

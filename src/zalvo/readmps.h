@@ -2,7 +2,8 @@
 // the task's memory manager; the task itself is only used for its settings and its streams, so that
 // a file that is refused changes nothing.
 //
-//   readmps.cpp      the passes, the section lines, the messages
+//   readmps.cpp      the second pass, the section lines, the messages
+//   readmpssize.cpp  the first pass
 //   readmpsline.cpp  a line into fields, fields into numbers
 //   readmpssec.cpp   ROWS, COLUMNS, RHS, RANGES, BOUNDS
 //   readmpsquad.cpp  quadratic and cone sections
@@ -99,12 +100,15 @@ struct mps_qterms {
   explicit mps_qterms(mm_place at) : subk(at), subi(at), subj(at), val(at), isfull(at) {}
 };
 
+struct file_problem;
+
 struct mps_reader {  // NOLINT: members stand by subject, not by size
   task_rec& t;       // for messages
   prob_rec& p;       // what is being built
   const char* filename;
   mps_settings set;
   mps_form form = mps_form::blanks;
+  io_text& text;
   io_lines lines;
   std::string_view line;  // the current one
   mps_sec sec = mps_sec::none;
@@ -144,12 +148,19 @@ struct mps_reader {  // NOLINT: members stand by subject, not by size
   double conepar = 0;
   int32_t conetype = -1;  // -1: no cone is open
   std::array<mps_notice, size_t(mps_note::count)> notes;
-  mps_reader(task_rec& task, prob_rec& prob, const char* file, const mps_settings& settings);
+  mps_reader(task_rec& task, prob_rec& prob, io_text& from, const char* file);
 };
 
 // ---- Entry: reads text into out, which must be empty. The code was reported.
-struct file_problem;
-rescode mps_read(task_rec& t, const io_text& text, const char* filename, file_problem& out);
+rescode mps_read(task_rec& t, io_text& text, const char* filename, file_problem& out);
+
+// ---- Lines of sections
+mps_sec mps_findsection(std::string_view word) noexcept;  // none when it is no keyword
+// mps_headword: the keyword of a section line, and what stands behind it.
+std::string_view mps_headword(std::string_view line, std::string_view& rest) noexcept;
+bool mps_isskipped(std::string_view line) noexcept;  // blank, or a comment
+// mps_estimate: the first pass. It tells what it does, settles the form and reserves the space.
+void mps_estimate(mps_reader& rd);
 
 // ---- Shared by the sections
 

@@ -320,6 +320,7 @@ rescode mps_columnsend(mps_reader& rd) {
     prob_remove(rd.p, acc::var, gone);
   }
   rd.ptr.push_back(ptrdiff_t(rd.sub.size()));
+  io_forget(rd.text, rd.lines);  // nothing refers to lines of these sections any more
   prob_loadcolumns(rd.p, rd.ptr, rd.sub, rd.val);
   rd.sub = mm_vector<int32_t>(rd.sub.get_allocator());
   rd.val = mm_vector<double>(rd.val.get_allocator());

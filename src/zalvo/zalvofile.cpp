@@ -12,7 +12,7 @@ namespace {
 
 using enum rescode;
 
-rescode read_mps(task_rec& t, const io_text& text, const char* filename, file_problem& out) {
+rescode read_mps(task_rec& t, io_text& text, const char* filename, file_problem& out) {
   return mps_read(t, text, filename, out);
 }
 

@@ -19,11 +19,12 @@ struct file_problem {
 
 // A format: its number, its extension without and its kind word in messages. A null function: files
 // of this format cannot be read, or not written.
+// read may free parts of the text that it has done with.
 struct file_format {
   int32_t number;  // ZLV_DATA_FORMAT_*
   std::string_view extension;
   const char* kind;
-  rescode (*read)(task_rec& t, const io_text& text, const char* filename, file_problem& out);
+  rescode (*read)(task_rec& t, io_text& text, const char* filename, file_problem& out);
   rescode (*write)(task_rec& t, io_out& out);
 };
 
