@@ -42,17 +42,17 @@ struct avx2 {
     _mm256_maskstore_pd(p, m, x);
   }
   static vec add(vec x, vec y) {
-    return _mm256_add_pd(x, y);
+    return x + y;
   }
   static vec mul(vec x, vec y) {
-    return _mm256_mul_pd(x, y);
+    return x * y;
   }
   static vec fnmadd(vec x, vec y, vec z) {
     return _mm256_fnmadd_pd(x, y, z);
   }
   static double sum(vec x) {
-    const __m128d y = _mm_add_pd(_mm256_castpd256_pd128(x), _mm256_extractf128_pd(x, 1));
-    return _mm_cvtsd_f64(_mm_add_sd(y, _mm_unpackhi_pd(y, y)));
+    const __m128d y = _mm256_castpd256_pd128(x) + _mm256_extractf128_pd(x, 1);
+    return y[0] + y[1];
   }
 };
 

@@ -40,19 +40,19 @@ struct avx512 {
     _mm512_mask_storeu_pd(p, m, x);
   }
   static vec add(vec x, vec y) {
-    return _mm512_add_pd(x, y);
+    return x + y;
   }
   static vec mul(vec x, vec y) {
-    return _mm512_mul_pd(x, y);
+    return x * y;
   }
   static vec fnmadd(vec x, vec y, vec z) {
     return _mm512_fnmadd_pd(x, y, z);
   }
   static double sum(vec x) {
-    const __m256d y = _mm256_add_pd(_mm512_maskz_extractf64x4_pd(0xf, x, 0),
-                                    _mm512_maskz_extractf64x4_pd(0xf, x, 1));
-    const __m128d z = _mm_add_pd(_mm256_castpd256_pd128(y), _mm256_extractf128_pd(y, 1));
-    return _mm_cvtsd_f64(_mm_add_sd(z, _mm_unpackhi_pd(z, z)));
+    const __m256d y =
+        _mm512_maskz_extractf64x4_pd(0xf, x, 0) + _mm512_maskz_extractf64x4_pd(0xf, x, 1);
+    const __m128d z = _mm256_castpd256_pd128(y) + _mm256_extractf128_pd(y, 1);
+    return z[0] + z[1];
   }
 };
 

@@ -13,18 +13,29 @@ inline constexpr int32_t parblas_blockk = 256;   // source columns of one pass
 inline constexpr int32_t parblas_blockn = 1024;  // target columns whose packed B is kept
 inline constexpr int parblas_leaf = 8;           // panel columns done in registers
 
+// What all tiles of one packed tile of B share.
+struct parblas_tileargs {
+  int32_t k, ncol;
+  ptrdiff_t lda, ldc;
+  const double* b;
+  bool fresh;
+};
+
 template <class F, int NV, bool MASKED>
-void parblas_tile(int32_t k, const double* a, ptrdiff_t lda, const double* b, double* c,
-                  ptrdiff_t ldc, int32_t ncol, typename F::mask last, bool fresh) noexcept {
+void parblas_tile(const parblas_tileargs& t, const double* a, double* c,
+                  typename F::mask last) noexcept {
   using vec = typename F::vec;
-  constexpr int nr = F::tilen, w = F::width;
+  constexpr int nr = F::tilen;
+  constexpr ptrdiff_t w = F::width;
   vec acc[NV][nr];
 #pragma GCC unroll 8
   for (int v = 0; v < NV; ++v) {
 #pragma GCC unroll 16
     for (int j = 0; j < nr; ++j) acc[v][j] = F::zero();
   }
-  for (int32_t p = 0; p < k; ++p, a += lda, b += nr) {
+  const double* b = t.b;
+  const ptrdiff_t lda = t.lda;
+  for (int32_t p = t.k; p > 0; --p, a += lda, b += nr) {
     vec x[NV];
 #pragma GCC unroll 8
     for (int v = 0; v < NV; ++v) {
@@ -37,9 +48,10 @@ void parblas_tile(int32_t k, const double* a, ptrdiff_t lda, const double* b, do
       for (int v = 0; v < NV; ++v) acc[v][j] = F::fnmadd(x[v], bj, acc[v][j]);
     }
   }
+  const bool fresh = t.fresh;
 #pragma GCC unroll 16
-  for (int j = 0; j < nr; ++j, c += ldc) {
-    if (j >= ncol) break;
+  for (int j = 0; j < nr; ++j, c += t.ldc) {
+    if (j >= t.ncol) break;
 #pragma GCC unroll 8
     for (int v = 0; v < NV; ++v) {
       double* to = c + v * w;
@@ -54,15 +66,14 @@ void parblas_tile(int32_t k, const double* a, ptrdiff_t lda, const double* b, do
 
 // A tile of 1 .. tilev * width - 1 rows.
 template <class F, int NV>
-void parblas_tilerest(int32_t m, int32_t k, const double* a, ptrdiff_t lda, const double* b,
-                      double* c, ptrdiff_t ldc, int32_t ncol, bool fresh) noexcept {
+void parblas_tilerest(const parblas_tileargs& t, int32_t m, const double* a, double* c) noexcept {
   if constexpr (NV > 1) {
     if (m <= (NV - 1) * F::width) {
-      parblas_tilerest<F, NV - 1>(m, k, a, lda, b, c, ldc, ncol, fresh);
+      parblas_tilerest<F, NV - 1>(t, m, a, c);
       return;
     }
   }
-  parblas_tile<F, NV, true>(k, a, lda, b, c, ldc, ncol, F::tail(m - (NV - 1) * F::width), fresh);
+  parblas_tile<F, NV, true>(t, a, c, F::tail(m - (NV - 1) * F::width));
 }
 
 // B diag(scale) by tiles of tilen rows, k by k, the last tile padded with zeros.
@@ -100,14 +111,12 @@ void parblas_block(const parblas_update& u, int32_t j0, int32_t nb, int32_t p0,
       const int32_t j = j0 + jt;
       const int32_t ncol = nb - jt < nr ? nb - jt : nr;
       int32_t i = u.lower && j > ic ? j : ic;
+      const parblas_tileargs t = {kb, ncol, u.lda, u.ldc, b, fresh};
       double* c = u.c + ptrdiff_t(j) * u.ldc;
       for (; i + mr <= iend; i += mr) {
-        parblas_tile<F, F::tilev, false>(kb, a + i, u.lda, b, c + i, u.ldc, ncol, F::tail(1),
-                                         fresh);
+        parblas_tile<F, F::tilev, false>(t, a + i, c + i, F::tail(1));
       }
-      if (i < iend) {
-        parblas_tilerest<F, F::tilev>(iend - i, kb, a + i, u.lda, b, c + i, u.ldc, ncol, fresh);
-      }
+      if (i < iend) parblas_tilerest<F, F::tilev>(t, iend - i, a + i, c + i);
     }
   }
 }

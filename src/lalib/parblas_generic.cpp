@@ -43,16 +43,16 @@ struct generic {
     }
   }
   static vec add(vec x, vec y) {
-    return _mm_add_pd(x, y);
+    return x + y;
   }
   static vec mul(vec x, vec y) {
-    return _mm_mul_pd(x, y);
+    return x * y;
   }
   static vec fnmadd(vec x, vec y, vec z) {
-    return _mm_sub_pd(z, _mm_mul_pd(x, y));
+    return z - x * y;
   }
   static double sum(vec x) {
-    return _mm_cvtsd_f64(_mm_add_sd(x, _mm_unpackhi_pd(x, x)));
+    return x[0] + x[1];
   }
 };
 
