@@ -360,6 +360,10 @@ void fill_info(const hom_state& st, hs_info& info) {
   info.kapdivtau = ms.kapdivtau;
   info.pobj = ms.pobj;
   info.dobj = ms.dobj;
+  if (st.set.solvedual) {
+    std::swap(info.pfeas, info.dfeas);
+    std::swap(info.pobj, info.dobj);
+  }
   info.mu = ms.mu;
   info.compgap = std::abs(ms.pobj - ms.dobj);
   info.fac = kktfac_getstats(st.fac);

@@ -98,6 +98,7 @@ rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon,
   hom_prob prob(mm_at(mman));
   hs_scaleproblem(lp, set.scaling, prob);
   count_bounds(prob, info);
+  info.solvedual = set.solvedual;
   const kktfac_ptr fac = kktfac_make(kktfac_kind::ada, prob.m, prob.n, mman);
   kktfac_inaij(*fac, spmat_look(prob.a));
   if (const rescode r = kktfac_adasetup(*fac, set.kkt, mon, monitor_at(mon, set.orderlevel));

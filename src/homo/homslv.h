@@ -50,6 +50,7 @@ enum class hs_status : int32_t {
 // What the run tells while it goes on; the monitor's owner may read it at every poll.
 struct hs_info {
   int32_t iter = 0;
+  bool solvedual = false;  // objectives and infeasibilities are told in the terms of the primal
   double pfeas = 0, dfeas = 0, kapdivtau = 0, pobj = 0, dobj = 0, mu = 0, compgap = 0;
   int32_t numcon = 0, numvar = 0, numblo = 0, numbup = 0, numbfr = 0;
   double cputime = 0, realtime = 0;  // seconds since the optimizer was entered

@@ -307,6 +307,31 @@ void set_status_keys(const opt_problem& prob, opt_solution& sol) {
   }
 }
 
+// Scales a ray to an objective of 1; what the clean-up of its multipliers gained is in it.
+void normalise_ray(const opt_problem& prob, const kind_of_solution& kind, opt_solution& sol) {
+  double objective = 0;
+  if (kind.isprimalray) {
+    for (int32_t j = 0; j < prob.numvar; ++j) {
+      objective -= (prob.maximize ? -prob.c[j] : prob.c[j]) * sol.xx[j];
+    }
+  } else {
+    auto add = [&](int32_t key, double lower, double upper, double sl, double su) {
+      if (opt_haslower(key)) objective += lower * sl;
+      if (opt_hasupper(key)) objective -= upper * su;
+    };
+    for (int32_t i = 0; i < prob.numcon; ++i) {
+      add(prob.bkc[i], prob.blc[i], prob.buc[i], sol.slc[i], sol.suc[i]);
+    }
+    for (int32_t j = 0; j < prob.numvar; ++j) {
+      add(prob.bkx[j], prob.blx[j], prob.bux[j], sol.slx[j], sol.sux[j]);
+    }
+  }
+  if (!(objective > 0) || !std::isfinite(1 / objective)) return;
+  for (std::span<double> part : {sol.xc, sol.xx, sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
+    for (double& e : part) e /= objective;
+  }
+}
+
 void reverse_primal(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
                     const kind_of_solution& kind, opt_solution& sol) {
   if (kind.isdualray) return;
@@ -360,7 +385,11 @@ void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solut
   set_status(from, sol, kind);
   reverse_primal(prob, in, from, kind, sol);
   reverse_dual(prob, in, from, kind, sol);
-  if (kind.ispoint) set_status_keys(prob, sol);
+  if (kind.ispoint) {
+    set_status_keys(prob, sol);
+  } else {
+    normalise_ray(prob, kind, sol);
+  }
   if (!prob.maximize) return;
   for (std::span<double> part : {sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
     for (double& e : part) e = -e;

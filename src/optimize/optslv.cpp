@@ -1,12 +1,33 @@
 #include "optimize/optslv.h"
 
-rescode opt_ipmslv(const opt_problem& prob, const hs_settings& set, const monitor& mon,
-                   memman& mman, hs_info& info, opt_solution& sol) {
+namespace {
+
+// The dual solved in place of lp; iterations and objectives are told in lp's terms.
+rescode solve_dual(const hs_lp& lp, hs_settings set, const monitor& mon, memman& mman,
+                   hs_info& info, hs_solution& sol) {
+  opt_dual dual(mm_at(mman));
+  opt_makedual(lp, dual);
+  set.solvedual = true;
+  hs_solution from(mm_at(mman));
+  const rescode r = hs_optimize(opt_dualview(dual, lp), set, mon, mman, info, from);
+  if (!from.x.empty()) opt_fromdual(lp, dual, from, sol);
+  return r;
+}
+
+}  // namespace
+
+rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& set,
+                   const monitor& mon, memman& mman, hs_info& info, opt_solution& sol) {
   if (opt_trivial(prob, sol)) return rescode::ok;
   opt_internal in(mm_at(mman));
   opt_prepare(prob, in);
+  const hs_lp lp = opt_internalview(in, prob);
   hs_solution internal(mm_at(mman));
-  const rescode r = hs_optimize(opt_internalview(in, prob), set, mon, mman, info, internal);
+  const bool usedual =
+      lp.a.nrow > 0 && lp.a.ncol > 0 &&
+      (form == opt_form::dual || (form == opt_form::free && opt_prefersdual(lp, mman)));
+  const rescode r = usedual ? solve_dual(lp, set, mon, mman, info, internal)
+                            : hs_optimize(lp, set, mon, mman, info, internal);
   if (!internal.x.empty() || in.a.ncol == 0) opt_reverse(prob, in, internal, sol);
   return r;
 }

@@ -7,9 +7,11 @@
 #include "cpub/rescode.h"
 #include "homo/homslv.h"
 #include "optimize/optdat.h"
+#include "optimize/optdual.h"
 
 // opt_ipmslv: an interior solution of prob. A run that is stopped early leaves the best point found.
+//   form  whether the problem or its dual is given to the optimizer; free: by estimated work
 //   info  updated before every poll of mon
 // Returns ok or how the run ended early.
-rescode opt_ipmslv(const opt_problem& prob, const hs_settings& set, const monitor& mon,
-                   memman& mman, hs_info& info, opt_solution& sol);
+rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& set,
+                   const monitor& mon, memman& mman, hs_info& info, opt_solution& sol);

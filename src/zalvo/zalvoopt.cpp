@@ -25,6 +25,7 @@ void copy_info(const hs_info& info, inf_values& inf) {
   const kktfac_stats& fs = info.fac;
   auto count = [](int64_t v) { return int32_t(std::min<int64_t>(v, INT32_MAX)); };
   inf.i[iinf::intpnt_iter] = info.iter;
+  inf.i[iinf::intpnt_solve_dual] = info.solvedual ? 1 : 0;
   inf.i[iinf::intpnt_numcon] = info.numcon;
   inf.i[iinf::intpnt_numvar] = info.numvar;
   inf.i[iinf::intpnt_numblo] = info.numblo;
@@ -195,8 +196,9 @@ rescode run_intpnt(task_rec& t, const timer& clock) {
   const bool maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
   const monitor mon = run_monitor(run, t.par.i[ipar::log_intpnt]);
   opt_solution sol = solution_view(t, ZLV_SOL_ITR);
-  rescode r = opt_ipmslv(problem_view(t.prob, a, maximize), intpnt_settings(t.par), mon, *t.mman,
-                         run.info, sol);
+  rescode r =
+      opt_ipmslv(problem_view(t.prob, a, maximize), opt_form(t.par.i[ipar::intpnt_solve_form]),
+                 intpnt_settings(t.par), mon, *t.mman, run.info, sol);
   run.info.cputime = timer_cpu(own);
   run.info.realtime = timer_wall(own);
   copy_info(run.info, t.inf);

@@ -16,6 +16,7 @@ constexpr double ray_tol = 1e-7;    // residual of a certificate, against an obj
 struct run_box {
   memman* mman = memman_create(nullptr, nullptr, nullptr, false);
   monitor mon;
+  opt_form form = opt_form::free;
   hs_settings set;
   hs_info info;
   opt_solution sol;
@@ -25,7 +26,7 @@ struct run_box {
   run_box& operator=(const run_box&) = delete;
   rescode solve(lp_box& lp) {
     sol = lp.solution();
-    return opt_ipmslv(lp.view(), set, mon, *mman, info, sol);
+    return opt_ipmslv(lp.view(), form, set, mon, *mman, info, sol);
   }
 };
 
@@ -59,6 +60,7 @@ TEST_P(HomoRandom, MeetsTheOptimalityConditions) {
     run.set.diffstep = k % 3 != 0;
     run.set.constantstart = k % 5 == 0;
     run.set.scaling = hs_scaling(k % 4);
+    run.form = opt_form(k % 3);
     ASSERT_EQ(run.solve(lp), rescode::ok) << k;
     expect_optimal(lp, run, (std::string(rc.name) + " " + std::to_string(k)).c_str());
   }
@@ -186,15 +188,17 @@ lp_box huge_upper_bound() {  // the optimum sits at a bound of 1e9
 class HomoVerdict : public testing::TestWithParam<verdict_case> {};
 TEST_P(HomoVerdict, IsProvedByWhatIsReturned) {
   const verdict_case& vc = GetParam();
-  for (const bool maximize : {false, true}) {
+  for (const int variant : {0, 1, 2, 3}) {
+    const bool maximize = variant % 2 == 1;
     lp_box lp = vc.make();
     lp.maximize = maximize;
     if (maximize) {
       for (double& cost : lp.c) cost = -cost;
     }
     run_box run;
+    run.form = variant < 2 ? opt_form::primal : opt_form::dual;
     ASSERT_EQ(run.solve(lp), rescode::ok);
-    ASSERT_EQ(run.sol.solsta, vc.solsta);
+    ASSERT_EQ(run.sol.solsta, vc.solsta) << variant;
     if (vc.solsta == ZLV_SOL_STA_OPTIMAL) {
       expect_optimal(lp, run, vc.name);
       EXPECT_NEAR(lp_check(lp).pobj, maximize ? -vc.objective : vc.objective,
@@ -312,7 +316,7 @@ TEST(HomoEnds, EveryFailedAllocationIsThrownAndNothingLeaks) {
       monitor mon;
       mon.clock = timer_start();
       try {
-        const rescode r = opt_ipmslv(lp.view(), {}, mon, *mman, info, sol);
+        const rescode r = opt_ipmslv(lp.view(), opt_form(k % 2 + 1), {}, mon, *mman, info, sol);
         failed = r == rescode::err_space;
       } catch (const std::bad_alloc&) {
         failed = true;
