@@ -22,37 +22,42 @@ void move_elements(sprmat& a, ptrdiff_t from, ptrdiff_t to, ptrdiff_t num) noexc
 bool is_in_order(const sprmat& a) noexcept {
   ptrdiff_t last = 0;
   for (const sprmat_vec& v : a.vec) {
-    if (v.beg == v.end) continue;
+    if (v.beg == v.lim) continue;
     if (v.beg < last) return false;
-    last = v.end;
+    last = v.lim;
   }
   return true;
 }
 
-void slide(sprmat& a) noexcept {
+// Where a vector lies when it begins at place to, with or without its spare places.
+sprmat_vec moved(const sprmat_vec& v, ptrdiff_t to, bool withspare) noexcept {
+  return {to, to + v.end - v.beg, to + (withspare ? v.lim : v.end) - v.beg};
+}
+
+void slide(sprmat& a, bool withspare) noexcept {
   ptrdiff_t to = 0;
   for (sprmat_vec& v : a.vec) {
-    const ptrdiff_t len = v.end - v.beg;
-    move_elements(a, v.beg, to, len);
-    v = {to, to + len, to + len};
-    to += len;
+    move_elements(a, v.beg, to, v.end - v.beg);
+    v = moved(v, to, withspare);
+    to = v.lim;
   }
   a.used = to;
+  a.garbage = 0;
 }
 
 // The vectors in vector order at the front of arrays of cap places, which replace the pool.
-void rewrite(sprmat& a, ptrdiff_t cap) {
+void rewrite(sprmat& a, ptrdiff_t cap, bool withspare) {
   mm_vector<int32_t> sub(size_t(cap), 0, a.sub.get_allocator());
   mm_vector<double> val(size_t(cap), 0.0, a.val.get_allocator());
   ptrdiff_t to = 0;
   for (sprmat_vec& v : a.vec) {
-    const ptrdiff_t len = v.end - v.beg;
-    std::copy_n(a.sub.data() + v.beg, len, sub.data() + to);
-    std::copy_n(a.val.data() + v.beg, len, val.data() + to);
-    v = {to, to + len, to + len};
-    to += len;
+    std::copy_n(a.sub.data() + v.beg, v.end - v.beg, sub.data() + to);
+    std::copy_n(a.val.data() + v.beg, v.end - v.beg, val.data() + to);
+    v = moved(v, to, withspare);
+    to = v.lim;
   }
   a.used = to;
+  a.garbage = 0;
   a.cap = cap;
   a.sub.swap(sub);
   a.val.swap(val);
@@ -68,7 +73,8 @@ void enlarge(sprmat& a, ptrdiff_t cap) {
   a.cap = cap;
 }
 
-// In place, for when there is no space for a second pool: vectors keep their order of places.
+// In place and without spare places, for when there is no space for a second pool: vectors keep
+// their order of places.
 void slide_by_place(sprmat& a) noexcept {
   ptrdiff_t to = 0;
   for (ptrdiff_t from = 0; from < a.used;) {
@@ -88,6 +94,7 @@ void slide_by_place(sprmat& a) noexcept {
     if (v.beg == v.end) v = {to, to, to};
   }
   a.used = to;
+  a.garbage = 0;
 }
 
 // The vector's spare places behind the used part, at least m of them beyond its elements.
@@ -100,6 +107,7 @@ void relocate(sprmat& a, int32_t k, ptrdiff_t m) {
     return;
   }
   const ptrdiff_t len = v.end - v.beg;
+  a.garbage += v.lim - v.beg;
   move_elements(a, v.beg, a.used, len);
   v = {a.used, a.used + len, a.used + len + m};
   a.used = v.lim;
@@ -119,15 +127,16 @@ void sprmat_setcap(sprmat& a, ptrdiff_t cap) {
   assert(cap >= a.num);
   if (cap > sprmat_maxcap) throw std::length_error("sprmat");
   if (cap == a.cap) return;
-  rewrite(a, cap);
+  rewrite(a, cap, false);
 }
 
 void sprmat_compact(sprmat& a) noexcept {
+  const bool withspare = a.used - a.garbage <= 2 * a.num;
   if (is_in_order(a)) {
-    slide(a);
+    slide(a, withspare);
   } else {
     try {
-      rewrite(a, a.cap);
+      rewrite(a, a.cap, withspare);
     } catch (const std::bad_alloc&) {
       slide_by_place(a);
     }
@@ -137,10 +146,10 @@ void sprmat_compact(sprmat& a) noexcept {
 
 void sprmat_reserve(sprmat& a, ptrdiff_t m) {
   if (m > sprmat_maxcap) throw std::length_error("sprmat");
-  const ptrdiff_t garbage = a.used - a.num;
-  if (garbage > 0 && a.used + m >= a.cap - garbage) {
+  const ptrdiff_t before = a.used;
+  if (a.garbage > 0 && a.used + m >= a.cap - a.garbage) {
     sprmat_compact(a);
-    a.nummeagre = garbage < a.num / 8 ? a.nummeagre + 1 : 0;
+    a.nummeagre = before - a.used < a.num / 8 ? a.nummeagre + 1 : 0;
   }
   const bool isneeded = a.used + m + 1 >= a.cap;
   if (!isneeded && a.nummeagre < maxmeagre) return;
@@ -170,7 +179,11 @@ void sprmat_put(sprmat& a, int32_t k, std::span<const int32_t> sub, std::span<co
     sprmat_reserve(a, len);
     const ptrdiff_t old = sprmat_len(a, k);
     sprmat_vec& v = a.vec[k];
-    if (v.lim == a.used) a.used = v.beg;  // the last one: its places are free again
+    if (v.lim == a.used) {
+      a.used = v.beg;  // the last one: its places are free again
+    } else {
+      a.garbage += v.lim - v.beg;
+    }
     a.num -= old;
     v = {a.used, a.used, a.used + len};
     a.used = v.lim;
@@ -218,6 +231,7 @@ void sprmat_removevecs(sprmat& a, std::span<const uint8_t> gone) noexcept {
   for (size_t k = 0; k < a.vec.size(); ++k) {
     if (gone[k] != 0) {
       a.num -= a.vec[k].end - a.vec[k].beg;
+      a.garbage += a.vec[k].lim - a.vec[k].beg;
     } else {
       a.vec[to++] = a.vec[k];
     }
@@ -289,12 +303,15 @@ const char* sprmat_check(const sprmat& a) {
   if (a.sub.size() != size_t(a.cap) || a.val.size() != size_t(a.cap)) return "pool arrays";
   mm_vector<uint8_t> taken(size_t(a.used), 0, a.vec.get_allocator().place);
   ptrdiff_t num = 0;
+  ptrdiff_t places = a.garbage;
   for (const sprmat_vec& v : a.vec) {
     if (v.beg < 0 || v.beg > v.end || v.end > v.lim || v.lim > a.used) return "places of a vector";
     num += v.end - v.beg;
+    places += v.lim - v.beg;
     for (ptrdiff_t p = v.beg; p < v.lim; ++p) {
       if (taken[p]++ != 0) return "place of two vectors";
     }
   }
+  if (places != a.used) return "number of garbage places";
   return num == a.num ? nullptr : "number of elements";
 }

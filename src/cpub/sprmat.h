@@ -17,11 +17,12 @@ struct sprmat_vec {
 };
 
 struct sprmat {
-  ptrdiff_t cap = 0;    // places of the pool, at most sprmat_maxcap
-  ptrdiff_t used = 0;   // end of the used part; used - num places of it are garbage or spare
-  ptrdiff_t num = 0;    // elements
-  int32_t growtrh = 0;  // the pool doubles below this capacity and grows by half from it on
-  int32_t addnum = 0;   // places added to what is required whenever the pool grows
+  ptrdiff_t cap = 0;      // places of the pool, at most sprmat_maxcap
+  ptrdiff_t used = 0;     // end of the used part
+  ptrdiff_t garbage = 0;  // places of the used part that no vector has
+  ptrdiff_t num = 0;      // elements
+  int32_t growtrh = 0;    // the pool doubles below this capacity and grows by half from it on
+  int32_t addnum = 0;     // places added to what is required whenever the pool grows
   int32_t numcompact = 0, numgrow = 0;  // how often, for statistics and tests
   int32_t nummeagre = 0;                // compactions in a row that freed little
   mm_vector<sprmat_vec> vec;
@@ -67,6 +68,8 @@ void sprmat_erase(sprmat& a, int32_t k, ptrdiff_t place);  // later elements of 
 void sprmat_removevecs(sprmat& a, std::span<const uint8_t> gone) noexcept;
 // sprmat_renumber: subscript s becomes map[s]; elements with a negative map[s] leave.
 void sprmat_renumber(sprmat& a, std::span<const int32_t> map) noexcept;
+// sprmat_compact: moves the vectors to the front in vector order. They keep their spare places unless
+// these are more than the elements, so that adding goes on cheaply.
 void sprmat_compact(sprmat& a) noexcept;
 
 // sprmat_pack: the vectors as the columns of packed, one behind the other; packed.nrow is set to

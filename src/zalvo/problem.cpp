@@ -25,6 +25,7 @@ void assign(mm_vector<T>& to, const mm_vector<T>& from) {  // to keeps its alloc
 void copy_sprmat(const sprmat& from, sprmat& to) {
   to.cap = from.cap;
   to.used = from.used;
+  to.garbage = from.garbage;
   to.num = from.num;
   to.growtrh = from.growtrh;
   to.addnum = from.addnum;
