@@ -87,7 +87,9 @@ int32_t ZLV_getaslicenumnz(ZLV_task_t task, int32_t accmode, int32_t first, int3
   });
 }
 
-int32_t ZLV_getaslice(ZLV_task_t task, int32_t accmode, int32_t first, int32_t last,  // NOLINT
+// A range, the room and the arrays of a packed matrix.
+// NOLINTNEXTLINE(readability-function-size)
+int32_t ZLV_getaslice(ZLV_task_t task, int32_t accmode, int32_t first, int32_t last,
                       int32_t maxnumnz, int32_t* ptrb, int32_t* ptre, int32_t* sub, double* val) {
   return task_call(task, [&](task_rec& t) {
     if (const rescode r = check_slice(t, accmode, first, last); r != ok) return r;

@@ -174,8 +174,9 @@ rescode input_whole(task_rec& t, const whole_input& d) {
 
 }  // namespace
 
-int32_t ZLV_appendvars(ZLV_task_t task, int32_t num, const double* c,
-                       const int32_t* aptrb,  // NOLINT
+// The data of the items, one array each.
+// NOLINTNEXTLINE(readability-function-size)
+int32_t ZLV_appendvars(ZLV_task_t task, int32_t num, const double* c, const int32_t* aptrb,
                        const int32_t* aptre, const int32_t* asub, const double* aval,
                        const int32_t* bkx, const double* blx, const double* bux) {
   return task_call(task, [&](task_rec& t) {
@@ -183,20 +184,22 @@ int32_t ZLV_appendvars(ZLV_task_t task, int32_t num, const double* c,
   });
 }
 
-int32_t ZLV_appendcons(ZLV_task_t task, int32_t num, const int32_t* aptrb,  // NOLINT: arrays
-                       const int32_t* aptre, const int32_t* asub, const double* aval,
-                       const int32_t* bkc, const double* blc, const double* buc) {
+// NOLINTNEXTLINE(readability-function-size): as above
+int32_t ZLV_appendcons(ZLV_task_t task, int32_t num, const int32_t* aptrb, const int32_t* aptre,
+                       const int32_t* asub, const double* aval, const int32_t* bkc,
+                       const double* blc, const double* buc) {
   return task_call(task, [&](task_rec& t) {
     return append_items(t, acc::con, num,
                         {nullptr, {aptrb, aptre, asub, aval}, {bkc, blc, buc, "bkc"}});
   });
 }
 
-int32_t ZLV_inputdata(ZLV_task_t task, int32_t maxnumcon, int32_t maxnumvar,  // NOLINT: the problem
-                      int32_t numcon, int32_t numvar, const double* c, double cfix,
-                      const int32_t* aptrb, const int32_t* aptre, const int32_t* asub,
-                      const double* aval, const int32_t* bkc, const double* blc, const double* buc,
-                      const int32_t* bkx, const double* blx, const double* bux) {
+// NOLINTNEXTLINE(readability-function-size): the whole problem, one array each
+int32_t ZLV_inputdata(ZLV_task_t task, int32_t maxnumcon, int32_t maxnumvar, int32_t numcon,
+                      int32_t numvar, const double* c, double cfix, const int32_t* aptrb,
+                      const int32_t* aptre, const int32_t* asub, const double* aval,
+                      const int32_t* bkc, const double* blc, const double* buc, const int32_t* bkx,
+                      const double* blx, const double* bux) {
   return task_call(task, [&](task_rec& t) {
     return input_whole(t, {maxnumcon,
                            maxnumvar,
