@@ -129,8 +129,13 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   psymface_aat(fac.a, spmat_look(at), isoff, graph);
   mm_vector<int32_t> order(m, 0, mm_at(mman));
   const timer orderclock = timer_start();
-  const rescode r = sorder1_order(spmat_look(graph), set.ordermethod, orderlog, mman, order);
+  sorder1_result part;
+  const rescode r = sorder1_order(spmat_look(graph), set.ordermethod, orderlog, mman, order, part);
   fac.stats.torder += timer_wall(orderclock);
+  fac.stats.tgporder += part.tgporder;
+  fac.stats.gpused = part.gpused;
+  fac.stats.gpsavednz = part.gpsavednz;
+  fac.stats.gpsavedflops = part.gpsavedflops;
   if (r != rescode::ok) return r;
   symface_make(spmat_look(graph), order, fac.sym);
   adaform_make(fac.a, isoff, fac.sym, fac.form);

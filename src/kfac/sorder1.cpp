@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <numeric>
 
+#include "cpub/timer.h"
+#include "kfac/symface.h"
+#include "order/gpart.h"
 #include "order/symord.h"
 
 namespace {
@@ -10,25 +13,73 @@ namespace {
 // Values of ZLV_ORDER_METHOD_*.
 enum class order_method : int32_t { free, appminloc1, appminloc2, graphpar1, graphpar2, none };
 
-constexpr double secondflops = 1e5;  // below it a second order can't save what it costs
+constexpr double secondflops = 1e5;  // below it a second local order can't save what it costs
+// Partitioning takes as long as some factorizations of this many flops; sparse factors that are hardly
+// fuller than the matrix leave it nothing to save.
+constexpr double partflops = 2e6;
+constexpr double partfill = 1.5;    // nnz(L) over nnz of the matrix
+constexpr double partform2 = 1e11;  // flops from which the thorough form is worth its time
+constexpr double partgain = 0.95;   // part of the local order's flops that it must stay below
+
+// The better of the two local orders, by flops.
+rescode local_order(const spmat_view& graph, const monitor& orderlog, memman& mman,
+                    std::span<int32_t> perm, symord_result& best) {
+  rescode r = symord_order(graph, symord_score::clique, orderlog, mman, perm, best);
+  if (r != rescode::ok || best.flops < secondflops) return r;
+  mm_vector<int32_t> other(perm.size(), 0, mm_at(mman));
+  symord_result second;
+  r = symord_order(graph, symord_score::fill, orderlog, mman, other, second);
+  if (r != rescode::ok || !(second.flops < best.flops)) return r;
+  std::ranges::copy(other, perm.begin());
+  best = second;
+  return r;
+}
+
+// The graph-partitioning order in perm if it is asked for or beats the local one.
+rescode part_order(const spmat_view& graph, int32_t form, bool forced, const symord_result& local,
+                   const monitor& orderlog, memman& mman, std::span<int32_t> perm,
+                   sorder1_result& result) {
+  const timer clock = timer_start();
+  mm_vector<int32_t> part(perm.size(), 0, mm_at(mman));
+  const rescode r = gpart_order(graph, form, orderlog, mman, part);
+  if (r != rescode::ok) return r;
+  const symface_cost cost = symface_size(graph, part, mman);
+  result.tgporder = timer_wall(clock);
+  if (!forced && !(cost.flops < partgain * local.flops)) return rescode::ok;
+  std::ranges::copy(part, perm.begin());
+  result.gpused = true;
+  result.gpsavednz = local.nnzl - cost.numnz;
+  result.gpsavedflops = local.flops - cost.flops;
+  return rescode::ok;
+}
+
+bool part_may_pay(const spmat_view& graph, const symord_result& local) {
+  const double matrixnz = double(graph.sub.size()) / 2 + graph.ncol;
+  return local.flops > partflops && double(local.nnzl) > partfill * matrixnz;
+}
 
 }  // namespace
 
 rescode sorder1_order(const spmat_view& graph, int32_t method, const monitor& orderlog,
-                      memman& mman, std::span<int32_t> perm) {
+                      memman& mman, std::span<int32_t> perm, sorder1_result& result) {
   const auto kind = order_method(method);
+  result = {};
   if (kind == order_method::none || graph.ncol == 0) {
     std::iota(perm.begin(), perm.end(), 0);
     return rescode::ok;
   }
-  symord_result result;
-  const bool first = kind == order_method::free || kind == order_method::appminloc1;
-  const symord_score score = first ? symord_score::clique : symord_score::fill;
-  rescode r = symord_order(graph, score, orderlog, mman, perm, result);
-  if (r != rescode::ok || kind != order_method::free || result.flops < secondflops) return r;
-  mm_vector<int32_t> other(perm.size(), 0, mm_at(mman));
-  symord_result otherresult;
-  r = symord_order(graph, symord_score::fill, orderlog, mman, other, otherresult);
-  if (r == rescode::ok && otherresult.flops < result.flops) std::ranges::copy(other, perm.begin());
-  return r;
+  symord_result local;
+  if (kind == order_method::appminloc2) {
+    return symord_order(graph, symord_score::fill, orderlog, mman, perm, local);
+  }
+  if (kind == order_method::appminloc1) {
+    return symord_order(graph, symord_score::clique, orderlog, mman, perm, local);
+  }
+  const rescode r = local_order(graph, orderlog, mman, perm, local);
+  if (r != rescode::ok) return r;
+  const bool forced = kind != order_method::free;
+  if (!forced && !part_may_pay(graph, local)) return r;
+  const int32_t form =
+      kind == order_method::graphpar2 || (!forced && local.flops > partform2) ? 2 : 1;
+  return part_order(graph, form, forced, local, orderlog, mman, perm, result);
 }

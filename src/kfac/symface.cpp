@@ -131,6 +131,15 @@ void make_coltree(const spmat_view& graph, std::span<const int32_t> order, coltr
   symface_colcount(graph, t.perm, t.iperm, t.parent, t.count, t.scratch);
 }
 
+symface_cost cost_of(const coltree& tree) {
+  symface_cost cost;
+  for (const int32_t c : tree.count) {
+    cost.numnz += c;
+    cost.flops += double(c) * c;
+  }
+  return cost;
+}
+
 // Columns of the amalgamated supernodes get their final numbers: own columns behind those of the
 // children that were not merged.
 void number_columns(const coltree& t, const symamal& sn, symface& sym) {
@@ -257,6 +266,12 @@ void place_panels(symface& sym) {
 
 }  // namespace
 
+symface_cost symface_size(const spmat_view& graph, std::span<const int32_t> order, memman& mman) {
+  coltree tree(size_t(graph.ncol), mm_at(mman));
+  make_coltree(graph, order, tree);
+  return cost_of(tree);
+}
+
 void symface_make(const spmat_view& graph, std::span<const int32_t> order, symface& sym) {
   const mm_place at = sym.perm.get_allocator().place;
   const auto n = size_t(graph.ncol);
@@ -264,10 +279,9 @@ void symface_make(const spmat_view& graph, std::span<const int32_t> order, symfa
   made.n = graph.ncol;
   coltree tree(n, at);
   make_coltree(graph, order, tree);
-  for (const int32_t c : tree.count) {
-    made.numnz += c;
-    made.flops += double(c) * c;
-  }
+  const symface_cost cost = cost_of(tree);
+  made.numnz = cost.numnz;
+  made.flops = cost.flops;
   symamal sn(at);
   symamal_make(tree.parent, tree.count, sn);
   made.numsn = sn.num;

@@ -74,6 +74,13 @@ void symface_colcount(const spmat_view& graph, std::span<const int32_t> perm,
                       std::span<const int32_t> iperm, std::span<const int32_t> parent,
                       std::span<int32_t> count, std::span<int32_t> scratch);
 
+// symface_size: what the factor under an order costs, from its column counts alone.
+struct symface_cost {
+  int64_t numnz = 0;  // of L with its diagonal
+  double flops = 0;   // sum of the squared column counts
+};
+symface_cost symface_size(const spmat_view& graph, std::span<const int32_t> order, memman& mman);
+
 // symface_make: the symbolic factor of a pattern under an order, which it refines to a postorder.
 //   order  n; order[k] is the row eliminated k-th
 //   sym    out; as it was when std::bad_alloc is thrown

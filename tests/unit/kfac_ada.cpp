@@ -321,4 +321,31 @@ TEST(KktfacStop, MonitorEndsAFactorization) {
   EXPECT_EQ(kktfac_numfac(*team.fac, d, {}, team.mon), rescode::ok);
 }
 
+// ---- Choice of the order
+
+TEST(KktfacOrder, TakesThePartitionOrderOnlyWhereItSaves) {
+  const kfac_matrix grid = kfac_grid(90);
+  memman* mman = memman_create(nullptr, nullptr, nullptr, false);
+  double flops[3] = {};
+  {
+    int k = 0;
+    for (const int32_t method : {1, 0, 3}) {  // local fill, free choice, partitioning
+      const kktfac_ptr fac = kktfac_make(kktfac_kind::ada, grid.m, grid.n, *mman);
+      kktfac_inaij(*fac, grid.view());
+      kktfac_settings set;
+      set.ordermethod = method;
+      set.offcoltrh = 0;
+      ASSERT_EQ(kktfac_adasetup(*fac, set, {}, {}), rescode::ok);
+      const kktfac_stats& st = kktfac_getstats(*fac);
+      flops[k++] = st.flops;
+      EXPECT_EQ(st.gpused, method != 1 && (method == 3 || st.flops < flops[0]));
+      if (method == 0 && st.gpused) {
+        EXPECT_GT(st.gpsavedflops, 0);
+      }
+    }
+  }
+  EXPECT_LE(flops[1], std::min(flops[0], flops[2]) / 0.95);
+  EXPECT_EQ(memman_delete(mman), 0u);
+}
+
 }  // namespace
