@@ -310,5 +310,10 @@ rescode run_core(task_rec& t) {
 }  // namespace
 
 int32_t ZLV_optimize(ZLV_task_t task) {
-  return task_call(task, [](task_rec& t) { return run_core(t); });
+  return task_call(task, [](task_rec& t) {
+    if (t.par.i[ipar::check_convexity] == ZLV_CHECK_CONVEXITY_SIMPLE && prob_qused(t.prob) > 0) {
+      if (const rescode r = rescode(ZLV_checkconvexity(&t)); r != rescode::ok) return r;
+    }
+    return run_core(t);
+  });
 }
