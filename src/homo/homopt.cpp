@@ -179,31 +179,58 @@ void solve_once(hom_state& st, std::span<const double> r1, std::span<const doubl
 
 }  // namespace
 
+namespace {
+
+// Residuals of both blocks in st.e1 and st.e2; the larger one, relative to right-hand side and solution.
+// Without free columns x was made from y so that the first block holds to rounding.
+double solve_residual(hom_state& st, std::span<const double> r1, std::span<const double> r2,
+                      std::span<const double> x, std::span<const double> y) {
+  const hom_prob& pr = st.prob;
+  auto relative = [](double residual, double size) { return size > 0 ? residual / size : size; };
+  std::copy(r2.begin(), r2.end(), st.e2.begin());
+  spmat_addatx(spmat_look(pr.at), -1, x, st.e2);
+  const double res2 = relative(maxabs(st.e2), maxabs(r2) + maxabs(x));
+  if (pr.fcol.empty()) return res2;
+  for (int32_t j = 0; j < pr.n; ++j) st.e1[j] = r1[j] + st.tdiag[j] * x[j];
+  spmat_addatx(spmat_look(pr.a), -1, y, st.e1);
+  return nanmax(relative(maxabs(st.e1), maxabs(r1) + maxabs(y)), res2);
+}
+
+// The correction for st.e1 and st.e2 in st.sx and st.sy.
+void solve_correction(hom_state& st) {
+  if (!st.prob.fcol.empty()) {
+    solve_once(st, st.e1, st.e2, st.sx, st.sy);
+    return;
+  }
+  std::copy(st.e2.begin(), st.e2.end(), st.sy.begin());
+  kktfac_adasolve(st.fac, st.sy, 1);
+  std::fill(st.sx.begin(), st.sx.end(), 0.0);
+  spmat_addatx(spmat_look(st.prob.a), 1, st.sy, st.sx);
+  for (size_t j = 0; j < st.sx.size(); ++j) st.sx[j] *= st.theta[j];
+}
+
+void add(std::span<double> to, double factor, std::span<const double> from) {
+  for (size_t i = 0; i < to.size(); ++i) to[i] += factor * from[i];
+}
+
+}  // namespace
+
 double hom_solve(hom_state& st, std::span<const double> r1, std::span<const double> r2,
                  std::span<double> x, std::span<double> y) {
-  const hom_prob& pr = st.prob;
   solve_once(st, r1, r2, x, y);
-  const double nrm1 = maxabs(r1), nrm2 = maxabs(r2);
   double before = std::numeric_limits<double>::infinity();
   for (int round = 0;; ++round) {
-    for (int32_t j = 0; j < pr.n; ++j) st.e1[j] = r1[j] + st.tdiag[j] * x[j];
-    spmat_addatx(spmat_look(pr.a), -1, y, st.e1);
-    std::copy(r2.begin(), r2.end(), st.e2.begin());
-    spmat_addatx(spmat_look(pr.at), -1, x, st.e2);
-    const double size1 = nrm1 + maxabs(y), size2 = nrm2 + maxabs(x);
-    const double res1 = size1 > 0 ? maxabs(st.e1) / size1 : size1;
-    const double res2 = size2 > 0 ? maxabs(st.e2) / size2 : size2;
-    const double now = nanmax(res1, res2);
+    const double now = solve_residual(st, r1, r2, x, y);
     if (round > 0 && !(now < before)) {  // the last round made it worse: take it back
-      for (int32_t j = 0; j < pr.n; ++j) x[j] -= st.sx[j];
-      for (int32_t i = 0; i < pr.m; ++i) y[i] -= st.sy[i];
+      add(x, -1, st.sx);
+      add(y, -1, st.sy);
       return before;
     }
     if (round == maxrefine || !(now > refine_tol) || now > refine_gain * before) return now;
     before = now;
-    solve_once(st, st.e1, st.e2, st.sx, st.sy);
-    for (int32_t j = 0; j < pr.n; ++j) x[j] += st.sx[j];
-    for (int32_t i = 0; i < pr.m; ++i) y[i] += st.sy[i];
+    solve_correction(st);
+    add(x, 1, st.sx);
+    add(y, 1, st.sy);
   }
 }
 

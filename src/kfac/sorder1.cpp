@@ -14,9 +14,12 @@ namespace {
 enum class order_method : int32_t { free, appminloc1, appminloc2, graphpar1, graphpar2, none };
 
 constexpr double secondflops = 1e5;  // below it a second local order can't save what it costs
-// Partitioning takes as long as some factorizations of this many flops; sparse factors that are hardly
-// fuller than the matrix leave it nothing to save.
-constexpr double partflops = 2e6;
+// Partitioning pays when the factorizations of a run take several times as long as it does itself.
+// Sparse factors that are hardly fuller than the matrix leave it nothing to save.
+constexpr double partruns = 25;     // factorizations of a run
+constexpr double partrate = 1e10;   // flops a second of one
+constexpr double parttime = 2e-7;   // seconds of partitioning per entry of the pattern
+constexpr double partshare = 3;     // times that its time must be worth
 constexpr double partfill = 1.5;    // nnz(L) over nnz of the matrix
 constexpr double partform2 = 1e11;  // flops from which the thorough form is worth its time
 constexpr double partgain = 0.95;   // part of the local order's flops that it must stay below
@@ -55,7 +58,9 @@ rescode part_order(const spmat_view& graph, int32_t form, bool forced, const sym
 
 bool part_may_pay(const spmat_view& graph, const symord_result& local) {
   const double matrixnz = double(graph.sub.size()) / 2 + graph.ncol;
-  return local.flops > partflops && double(local.nnzl) > partfill * matrixnz;
+  const double gain = partruns * local.flops / partrate;
+  const double cost = parttime * double(graph.sub.size());
+  return gain > partshare * cost && double(local.nnzl) > partfill * matrixnz;
 }
 
 }  // namespace
