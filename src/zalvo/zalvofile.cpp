@@ -6,6 +6,8 @@
 #include "zalvo/paramfile.h"
 #include "zalvo/readmps.h"
 #include "zalvo/zalvodat.h"
+#include "zalvo/zalvorlp.h"
+#include "zalvo/zalvowlp.h"
 #include "zalvo/zalvowmps.h"
 
 namespace {
@@ -17,7 +19,7 @@ rescode read_mps(task_rec& t, io_text& text, const char* filename, file_problem&
 }
 
 constexpr file_format formats[] = {{ZLV_DATA_FORMAT_MPS, "mps", "mps", &read_mps, &mps_write},
-                                   {ZLV_DATA_FORMAT_LP, "lp", "lp", nullptr, nullptr},
+                                   {ZLV_DATA_FORMAT_LP, "lp", "lp", &lp_read, &lp_write},
                                    {ZLV_DATA_FORMAT_OP, "opf", "opf", nullptr, nullptr},
                                    {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", nullptr, nullptr}};
 
