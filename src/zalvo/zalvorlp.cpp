@@ -19,21 +19,21 @@ constexpr uint8_t lowergiven = 1, uppergiven = 2;
 
 // What the format says when something is missing. ismark: at a place within the line.
 struct want_text {
-  lp_want want;
   const char* text;
+  lp_want want;
   bool ismark;
 };
 constexpr want_text want_texts[] = {
-    {lp_want::sense, "Expected objective sense (min or max)", false},
-    {lp_want::constraints, "Expected 'subj to' (or similar)", false},
-    {lp_want::qvariable, "Expected a variable name", true},
-    {lp_want::intvariable, "Expected a varaible name", true},
-    {lp_want::variable, "Expected a variable", true},
-    {lp_want::number, "Expected a number", true},
-    {lp_want::less, "Expected '<' or '<='", true},
-    {lp_want::power, "Expected either '*' or '^'", true},
-    {lp_want::free, "Expected keyword 'free'", true},
-    {lp_want::end, "Expected keyword 'end'", false}};
+    {"Expected objective sense (min or max)", lp_want::sense, false},
+    {"Expected 'subj to' (or similar)", lp_want::constraints, false},
+    {"Expected a variable name", lp_want::qvariable, true},
+    {"Expected a varaible name", lp_want::intvariable, true},
+    {"Expected a variable", lp_want::variable, true},
+    {"Expected a number", lp_want::number, true},
+    {"Expected '<' or '<='", lp_want::less, true},
+    {"Expected either '*' or '^'", lp_want::power, true},
+    {"Expected keyword 'free'", lp_want::free, true},
+    {"Expected keyword 'end'", lp_want::end, false}};
 
 struct note_text {
   lp_note note;

@@ -282,7 +282,7 @@ void lp_next(lp_lexer& lx) noexcept {
     if (!io_nextline(lx.lines, lx.line)) {
       lx.pos = lx.stop;
       lx.tok.kind = lp_kind::end;
-      lx.tok.text = {lx.pos, 0};
+      lx.tok.text = {lx.pos, size_t(lx.stop - lx.pos)};  // empty, at the end of the last line
       lx.tok.isfirst = true;
       return;
     }
