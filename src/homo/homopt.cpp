@@ -15,6 +15,7 @@ constexpr double freeweight = 1e-8;  // T of a free column inside the factor; da
 constexpr double free_ahead = 1e6;   // a free column's Theta over the largest of the others
 constexpr double solve_good = 1e-10;     // relative residual of p and q that is good enough
 constexpr double pivrel_strict = 1e-15;  // pivot rule when it is not, with rows taken out
+constexpr double solve_bad = 1e-6;       // and one that says that the system has no solution
 constexpr int maxrefine = 4;
 constexpr double refine_tol = 1e-12;  // residual of a block relative to its right-hand side: done
 constexpr double refine_gain = 0.5;   // a round that does not reduce the residual so is the last
@@ -236,21 +237,33 @@ double hom_solve(hom_state& st, std::span<const double> r1, std::span<const doub
 
 namespace {
 
-// Factor, and p and q for the right-hand side in r1 and r2. The pivot rule takes rows out that look
-// dependent; when the system is not solved without them they come back with a stricter rule.
-rescode factor_and_solve(hom_state& st) {
+// Factor, and p and q for the right-hand side in r1 and r2, with the residual that they leave. The
+// pivot rule takes rows out that look dependent; when the system is not solved without them they come
+// back with a stricter rule.
+rescode factor_and_solve(hom_state& st, double& residual) {
   kktfac_regul regul = regul_of(st);
   if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  const double first = hom_solve(st, st.r1, st.r2, st.p, st.q);
+  const double first = residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
   if (first <= solve_good || kktfac_getstats(st.fac).numskipped == 0) return rescode::ok;
   const double usual = regul.pivrel;
   regul.pivrel = pivrel_strict;
   if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  if (hom_solve(st, st.r1, st.r2, st.p, st.q) < first) return rescode::ok;
+  residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
+  if (residual < first) return rescode::ok;
   regul.pivrel = usual;
   if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  hom_solve(st, st.r1, st.r2, st.p, st.q);
+  residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
   return rescode::ok;
+}
+
+// Dependent free columns whose costs contradict each other leave no p at all (their problem is dual
+// infeasible). The weight they have in the factor then counts as theirs: the system is solvable, and
+// p is all but the ray. Where that does not help, rows contradict each other, and nothing changes.
+void weigh_free_columns(hom_state& st) {
+  for (const int32_t j : st.prob.fcol) st.tdiag[j] = 1 / st.theta[j];
+  if (hom_solve(st, st.r1, st.r2, st.p, st.q) <= solve_bad) return;
+  for (const int32_t j : st.prob.fcol) st.tdiag[j] = 0;
+  hom_solve(st, st.r1, st.r2, st.p, st.q);
 }
 
 }  // namespace
@@ -291,7 +304,9 @@ rescode hom_numfac(hom_state& st) {
     }
   }
   spmat_addatx(spmat_look(pr.at), 1, st.sx, st.r2);
-  if (const rescode r = factor_and_solve(st); r != rescode::ok) return r;
+  double residual = 0;
+  if (const rescode r = factor_and_solve(st, residual); r != rescode::ok) return r;
+  if (!(residual <= solve_bad) && !pr.fcol.empty()) weigh_free_columns(st);
   double sum = it.kappa / it.tau;
   for (size_t k = 0; k < pr.u.size(); ++k) {
     const int32_t j = pr.ucol[k];
@@ -302,6 +317,7 @@ rescode hom_numfac(hom_state& st) {
   for (int32_t j = 0; j < pr.n; ++j) {
     if (pr.isfree[j] == 0) sum += st.p[j] * st.p[j] * (it.s[j] / it.x[j]);
   }
+  for (const int32_t j : pr.fcol) sum += st.p[j] * st.p[j] * st.tdiag[j];
   st.den = sum;
   return rescode::ok;
 }
