@@ -1,0 +1,252 @@
+// What a caller sees of a linear problem and its interior solution through the interface, and the
+// check of that solution from these data alone: nothing here asks the library how good it is.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <zalvo.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+// minimize (maximize) cfix + c'x with blc <= A x <= buc, blx <= x <= bux; A as triplets.
+struct lp_data {
+  int32_t m = 0, n = 0;
+  std::vector<int32_t> subi, subj, bkc, bkx;
+  std::vector<double> val, blc, buc, blx, bux, c;
+  double cfix = 0;
+  bool maximize = false;
+};
+
+struct lp_point {
+  bool isdefined = false;
+  int32_t prosta = 0, solsta = 0;
+  std::vector<int32_t> skc, skx;
+  std::vector<double> xc, xx, y, slc, suc, slx, sux;
+};
+
+inline lp_data get_data(ZLV_task_t task) {
+  lp_data p;
+  int32_t nz = 0, sense = 0;
+  EXPECT_EQ(ZLV_getnumcon(task, &p.m), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_getnumvar(task, &p.n), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_getnumanz(task, &nz), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_getintparam(task, ZLV_IPAR_OBJECTIVE_SENSE, &sense), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_getcfix(task, &p.cfix), ZLV_RES_OK);
+  p.maximize = sense == ZLV_OBJECTIVE_SENSE_MAX;
+  p.subi.resize(nz), p.subj.resize(nz), p.val.resize(nz);
+  p.bkc.resize(p.m), p.blc.resize(p.m), p.buc.resize(p.m);
+  p.bkx.resize(p.n), p.blx.resize(p.n), p.bux.resize(p.n), p.c.resize(p.n);
+  if (nz > 0) {
+    EXPECT_EQ(ZLV_getaslicetrip(task, ZLV_ACC_VAR, 0, p.n, nz, p.subi.data(), p.subj.data(),
+                                p.val.data()),
+              ZLV_RES_OK);
+  }
+  for (int32_t i = 0; i < p.m; ++i) {
+    EXPECT_EQ(ZLV_getbound(task, ZLV_ACC_CON, i, &p.bkc[i], &p.blc[i], &p.buc[i]), ZLV_RES_OK);
+  }
+  for (int32_t j = 0; j < p.n; ++j) {
+    EXPECT_EQ(ZLV_getbound(task, ZLV_ACC_VAR, j, &p.bkx[j], &p.blx[j], &p.bux[j]), ZLV_RES_OK);
+    EXPECT_EQ(ZLV_getcslice(task, j, j + 1, &p.c[j]), ZLV_RES_OK);
+  }
+  return p;
+}
+
+inline void put_data(ZLV_task_t task, const lp_data& p) {
+  std::vector<int32_t> ptr(p.n + 1, 0), sub(p.val.size());
+  std::vector<double> val(p.val.size());
+  for (const int32_t j : p.subj) ++ptr[j + 1];
+  for (int32_t j = 0; j < p.n; ++j) ptr[j + 1] += ptr[j];
+  std::vector<int32_t> next(ptr.begin(), ptr.end() - 1);
+  for (size_t q = 0; q < p.val.size(); ++q) {
+    const int32_t at = next[p.subj[q]]++;
+    sub[at] = p.subi[q];
+    val[at] = p.val[q];
+  }
+  EXPECT_EQ(ZLV_inputdata(task, p.m, p.n, p.m, p.n, p.c.data(), p.cfix, ptr.data(), ptr.data() + 1,
+                          sub.data(), val.data(), p.bkc.data(), p.blc.data(), p.buc.data(),
+                          p.bkx.data(), p.blx.data(), p.bux.data()),
+            ZLV_RES_OK);
+  EXPECT_EQ(ZLV_putintparam(task, ZLV_IPAR_OBJECTIVE_SENSE,
+                            p.maximize ? ZLV_OBJECTIVE_SENSE_MAX : ZLV_OBJECTIVE_SENSE_MIN),
+            ZLV_RES_OK);
+}
+
+inline lp_point get_point(ZLV_task_t task, const lp_data& p) {
+  lp_point s;
+  int32_t isdef = 0;
+  EXPECT_EQ(ZLV_solutiondef(task, ZLV_SOL_ITR, &isdef), ZLV_RES_OK);
+  s.isdefined = isdef != 0;
+  EXPECT_EQ(ZLV_getsolutionstatus(task, ZLV_SOL_ITR, &s.prosta, &s.solsta), ZLV_RES_OK);
+  if (!s.isdefined) return s;
+  s.skc.resize(p.m), s.skx.resize(p.n);
+  for (auto* v : {&s.xc, &s.y, &s.slc, &s.suc}) v->resize(p.m);
+  for (auto* v : {&s.xx, &s.slx, &s.sux}) v->resize(p.n);
+  EXPECT_EQ(ZLV_getsolution(task, ZLV_SOL_ITR, &s.prosta, &s.solsta, s.skc.data(), s.skx.data(),
+                            nullptr, s.xc.data(), s.xx.data(), s.y.data(), s.slc.data(),
+                            s.suc.data(), s.slx.data(), s.sux.data(), nullptr),
+            ZLV_RES_OK);
+  return s;
+}
+
+// Objectives and largest violations, absolute, of a point or of the ray of a certificate. size is
+// the largest sum of magnitudes in any of them, for what rounding may do to them.
+struct lp_quality {
+  double pobj = 0, dobj = 0, peqi = 0, pbi = 0, deqi = 0, dbi = 0;
+  double nrmb = 0, nrmc = 0, size = 0;
+  double relprimal() const { return std::max(peqi, pbi) / (1 + nrmb); }
+  double reldual() const { return std::max(deqi, dbi) / (1 + nrmc); }
+  double relgap() const { return std::abs(pobj - dobj) / (1 + std::abs(pobj)); }
+};
+
+enum class lp_ray { none, primal, dual };
+
+inline bool has_lower(int32_t bk) {
+  return bk != ZLV_BK_FR && bk != ZLV_BK_UP;
+}
+inline bool has_upper(int32_t bk) {
+  return bk != ZLV_BK_FR && bk != ZLV_BK_LO;
+}
+
+struct lp_sum {  // with the magnitude of what went into it
+  long double value = 0, size = 0;
+  void add(double a, double b = 1) {
+    value += static_cast<long double>(a) * b;
+    size += std::abs(static_cast<long double>(a) * b);
+  }
+};
+
+inline double worse(double a, long double b) {
+  return !(double(b) <= a) ? double(b) : a;
+}  // NaN
+
+struct lp_bound {
+  int32_t bk;
+  double lower, upper, value, sl, su;
+};
+
+inline void judge_bound(const lp_bound& b, double sense, lp_ray ray, lp_quality& q, lp_sum& dobj) {
+  const bool lower = has_lower(b.bk), upper = has_upper(b.bk), isray = ray == lp_ray::primal;
+  if (lower) q.pbi = worse(q.pbi, (isray ? 0 : b.lower) - b.value);
+  if (upper) q.pbi = worse(q.pbi, b.value - (isray ? 0 : b.upper));
+  q.dbi = worse(q.dbi, lower ? -sense * b.sl : std::abs(b.sl));
+  q.dbi = worse(q.dbi, upper ? -sense * b.su : std::abs(b.su));
+  if (lower) dobj.add(b.lower, b.sl);
+  if (upper) dobj.add(b.upper, -b.su);
+}
+
+inline lp_quality judge(const lp_data& p, const lp_point& s, lp_ray ray = lp_ray::none) {
+  lp_quality q;
+  const double sense = p.maximize ? -1 : 1;
+  std::vector<lp_sum> act(p.m), red(p.n);
+  lp_sum pobj, dobj;
+  for (int32_t j = 0; j < p.n; ++j) {
+    q.nrmc = std::max(q.nrmc, std::abs(p.c[j]));
+    pobj.add(p.c[j], s.xx[j]);
+    if (ray != lp_ray::dual) red[j].add(p.c[j]);
+    red[j].add(-s.slx[j]);
+    red[j].add(s.sux[j]);
+  }
+  for (size_t k = 0; k < p.val.size(); ++k) {
+    act[p.subi[k]].add(p.val[k], s.xx[p.subj[k]]);
+    red[p.subj[k]].add(-p.val[k], s.y[p.subi[k]]);
+  }
+  for (int32_t i = 0; i < p.m; ++i) {
+    if (has_lower(p.bkc[i])) q.nrmb = std::max(q.nrmb, std::abs(p.blc[i]));
+    if (has_upper(p.bkc[i])) q.nrmb = std::max(q.nrmb, std::abs(p.buc[i]));
+    q.peqi = worse(q.peqi, std::abs(s.xc[i] - act[i].value));
+    q.deqi = worse(q.deqi, std::abs(s.y[i] - s.slc[i] + s.suc[i]));
+    q.size = worse(q.size, act[i].size);
+    judge_bound({p.bkc[i], p.blc[i], p.buc[i], s.xc[i], s.slc[i], s.suc[i]}, sense, ray, q, dobj);
+  }
+  for (int32_t j = 0; j < p.n; ++j) {
+    q.deqi = worse(q.deqi, std::abs(red[j].value));
+    q.size = worse(q.size, red[j].size);
+    judge_bound({p.bkx[j], p.blx[j], p.bux[j], s.xx[j], s.slx[j], s.sux[j]}, sense, ray, q, dobj);
+  }
+  if (ray != lp_ray::primal) dobj.add(ray == lp_ray::none ? p.cfix : 0);
+  if (ray == lp_ray::none) pobj.add(p.cfix);
+  q.pobj = double(pobj.value);
+  q.dobj = double(dobj.value);
+  q.size = worse(worse(q.size, pobj.size), dobj.size);
+  return q;
+}
+
+inline lp_ray ray_of(int32_t solsta) {
+  if (solsta == ZLV_SOL_STA_PRIM_INFEAS_CER || solsta == ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER)
+    return lp_ray::dual;
+  if (solsta == ZLV_SOL_STA_DUAL_INFEAS_CER || solsta == ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER)
+    return lp_ray::primal;
+  return lp_ray::none;
+}
+
+constexpr double proved = 1e-6;         // what a status promises, relative
+constexpr double pointfeasible = 1e-8;  // and what a stopped run's point must keep to be feasible
+
+// The stored status promises no more than the stored numbers keep.
+inline void expect_honest(const lp_data& p, const lp_point& s) {
+  const lp_quality q = judge(p, s, ray_of(s.solsta));
+  const double near = 100 * proved, sense = p.maximize ? -1 : 1;
+  switch (s.solsta) {
+    case ZLV_SOL_STA_OPTIMAL:
+    case ZLV_SOL_STA_NEAR_OPTIMAL: {
+      const double tol = s.solsta == ZLV_SOL_STA_OPTIMAL ? proved : near;
+      EXPECT_EQ(s.prosta, ZLV_PRO_STA_PRIM_AND_DUAL_FEAS);
+      EXPECT_LE(q.relprimal(), tol);
+      EXPECT_LE(q.reldual(), tol);
+      EXPECT_LE(q.relgap(), tol);
+      break;
+    }
+    case ZLV_SOL_STA_PRIM_INFEAS_CER:
+    case ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER:
+      EXPECT_GT(sense * q.dobj, 0);
+      EXPECT_LE(std::max(q.deqi, q.dbi),
+                (s.solsta == ZLV_SOL_STA_PRIM_INFEAS_CER ? proved : near) * sense * q.dobj);
+      EXPECT_EQ(s.prosta, ZLV_PRO_STA_PRIM_INFEAS);
+      break;
+    case ZLV_SOL_STA_DUAL_INFEAS_CER:
+    case ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER:
+      EXPECT_LT(sense * q.pobj, 0);
+      EXPECT_LE(std::max(q.peqi, q.pbi),
+                (s.solsta == ZLV_SOL_STA_DUAL_INFEAS_CER ? proved : near) * -sense * q.pobj);
+      EXPECT_EQ(s.prosta, ZLV_PRO_STA_DUAL_INFEAS);
+      break;
+    default:
+      if (s.solsta == ZLV_SOL_STA_PRIM_FEAS || s.solsta == ZLV_SOL_STA_PRIM_AND_DUAL_FEAS) {
+        EXPECT_LE(q.relprimal(), pointfeasible);
+      }
+      if (s.solsta == ZLV_SOL_STA_DUAL_FEAS || s.solsta == ZLV_SOL_STA_PRIM_AND_DUAL_FEAS) {
+        EXPECT_LE(q.reldual(), pointfeasible);
+      }
+      break;
+  }
+}
+
+// What the library says of a solution is what the caller can compute.
+inline void expect_same_measures(ZLV_task_t task, const lp_data& p, const lp_point& s) {
+  const lp_quality q = judge(p, s, ray_of(s.solsta));
+  lp_quality z;
+  double pcni = 1, pinti = 1, dcni = 1;
+  int32_t prosta = 0, solsta = 0;
+  EXPECT_EQ(ZLV_getsolutioninf(task, ZLV_SOL_ITR, &prosta, &solsta, &z.pobj, &z.pbi, &pcni, &z.peqi,
+                               &pinti, &z.dobj, &z.dbi, &dcni, &z.deqi),
+            ZLV_RES_OK);
+  const double rounding = 1e-14 * (1 + q.size);  // of sums in double precision
+  EXPECT_EQ(prosta, s.prosta);
+  EXPECT_EQ(solsta, s.solsta);
+  const lp_ray ray = ray_of(s.solsta);
+  if (ray != lp_ray::dual) {  // the other side of a certificate says nothing
+    EXPECT_NEAR(z.pobj, q.pobj, rounding);
+    EXPECT_NEAR(z.peqi, q.peqi, rounding);
+    EXPECT_NEAR(z.pbi, q.pbi, rounding);
+  }
+  if (ray != lp_ray::primal) {
+    EXPECT_NEAR(z.dobj, q.dobj, rounding);
+    EXPECT_NEAR(z.deqi, q.deqi, rounding);
+    EXPECT_NEAR(z.dbi, q.dbi, rounding);
+  }
+  EXPECT_EQ(pcni, 0);
+  EXPECT_EQ(dcni, 0);
+  EXPECT_EQ(pinti, 0);
+}
