@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "misc/exactsum.h"
 #include "zalvo.h"
 
 namespace {
@@ -355,6 +356,20 @@ void reverse_primal(const opt_problem& prob, const opt_internal& in, const hs_so
   spmat_addax(prob.a, 1, sol.xx, sol.xc);
 }
 
+// The bound duals of the columns: what their reduced costs leave for a finite bound to carry.
+void column_duals(const opt_problem& prob, const kind_of_solution& kind, opt_solution& sol) {
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    exact_sum sum;
+    sum.add(kind.costsign * (prob.maximize ? -prob.c[j] : prob.c[j]));
+    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
+      sum.add(-prob.a.val[p] * sol.y[prob.a.sub[p]]);
+    }
+    const double d = sum.value();
+    if (opt_haslower(prob.bkx[j])) sol.slx[j] = std::max(d, 0.0);
+    if (opt_hasupper(prob.bkx[j])) sol.sux[j] = std::max(-d, 0.0);
+  }
+}
+
 void reverse_dual(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
                   const kind_of_solution& kind, opt_solution& sol) {
   if (kind.isprimalray) return;
@@ -366,14 +381,7 @@ void reverse_dual(const opt_problem& prob, const opt_internal& in, const hs_solu
     sol.slc[i] = std::max(y, 0.0);
     sol.suc[i] = std::max(-y, 0.0);
   }
-  for (int32_t j = 0; j < prob.numvar; ++j) {
-    double d = kind.costsign * (prob.maximize ? -prob.c[j] : prob.c[j]);
-    for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
-      d -= prob.a.val[p] * sol.y[prob.a.sub[p]];
-    }
-    if (opt_haslower(prob.bkx[j])) sol.slx[j] = std::max(d, 0.0);
-    if (opt_hasupper(prob.bkx[j])) sol.sux[j] = std::max(-d, 0.0);
-  }
+  column_duals(prob, kind, sol);
 }
 
 }  // namespace
@@ -389,6 +397,7 @@ void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solut
     set_status_keys(prob, sol);
   } else {
     normalise_ray(prob, kind, sol);
+    if (kind.isdualray) column_duals(prob, kind, sol);  // for y as it is after rounding
   }
   if (!prob.maximize) return;
   for (std::span<double> part : {sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
