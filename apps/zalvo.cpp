@@ -163,7 +163,8 @@ app_exit run(const app_options& options) {
     result.response = ZLV_readdata(task.get(), options.file.c_str());
     result.seconds.read = seconds_since(start);
   } else {
-    result.response = std::max(result.response, ZLV_RES_ERR_UNKNOWN);  // a warning here is an error
+    // Only a parameter file that cannot be opened is a mere warning to the library.
+    if (!is_error(result.response)) result.response = ZLV_RES_ERR_FILE_OPEN;
   }
   if (!is_error(result.response)) {
     result.response = options.write.empty() ? ZLV_optimize(task.get())
