@@ -4,11 +4,15 @@
 #include <cmath>
 #include <limits>
 
+#include "kfac/psymface.h"
+
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
-constexpr double maxfreeshare = 0.2;  // of the rows may become free variables of the dual
+constexpr double maxfreeshare = 0.2;  // of the rows may become free variables of the dual freely
 constexpr double worthit = 4;         // times cheaper by the estimate
+constexpr double worthrisk = 8;       // the same when there are more of them
+constexpr double dearentries = 5e6;   // and the primal form is at least so dear
 
 bool closes_row(const hs_lp& lp, int32_t j) {
   return lp.a.ptr[j + 1] - lp.a.ptr[j] == 1 && lp.c[j] == 0 && lp.isfree[j] == 0 &&
@@ -50,12 +54,14 @@ void add_column(opt_dual& dual, double cost, bool isfree) {
 
 }  // namespace
 
-bool opt_prefersdual(const hs_lp& lp, memman& mman) {
-  mm_vector<int32_t> slackof(mm_at(mman));
+bool opt_prefersdual(const hs_lp& lp, int32_t offcoltrh, memman& mman) {
+  if (lp.a.nrow == 0 || lp.a.ncol == 0) return false;
+  mm_vector<int32_t> slackof(mm_at(mman)), dense(mm_at(mman));
   find_slacks(lp, slackof);
-  const auto numfree = std::ranges::count(slackof, -1);
-  if (lp.a.nrow == 0 || double(numfree) > maxfreeshare * lp.a.nrow) return false;
+  psymface_offcol(lp.a, offcoltrh, dense);
   mm_vector<double> rowcount(lp.a.nrow, 0.0, mm_at(mman));
+  // Entries of the outer products that the normal equations are summed from, without the columns that
+  // the primal form keeps apart.
   double primal = 0, dual = 0;
   for (int32_t j = 0; j < lp.a.ncol; ++j) {
     const double count = double(lp.a.ptr[j + 1] - lp.a.ptr[j]);
@@ -63,8 +69,14 @@ bool opt_prefersdual(const hs_lp& lp, memman& mman) {
     primal += count * count;
     for (ptrdiff_t p = lp.a.ptr[j]; p < lp.a.ptr[j + 1]; ++p) ++rowcount[lp.a.sub[p]];
   }
+  for (const int32_t j : dense) {
+    const double count = double(lp.a.ptr[j + 1] - lp.a.ptr[j]);
+    primal -= count * count;
+  }
   for (const double count : rowcount) dual += count * count;
-  return primal > worthit * dual;
+  const auto numfree = double(std::ranges::count(slackof, -1));
+  if (numfree <= maxfreeshare * lp.a.nrow) return primal > worthit * dual;
+  return primal > dearentries && primal > worthrisk * dual;
 }
 
 void opt_makedual(const hs_lp& lp, opt_dual& dual) {

@@ -36,9 +36,10 @@ struct opt_dual {
         vof(place) {}
 };
 
-// opt_prefersdual: whether the free choice is the dual: few rows would give free variables, and the
-// normal equations of the dual are estimated to be much cheaper.
-bool opt_prefersdual(const hs_lp& lp, memman& mman);
+// opt_prefersdual: whether the free choice is the dual: its normal equations are estimated to be much
+// cheaper, all the more where many rows would give free variables.
+//   offcoltrh  threshold of the dense-column rule
+bool opt_prefersdual(const hs_lp& lp, int32_t offcoltrh, memman& mman);
 void opt_makedual(const hs_lp& lp, opt_dual& dual);
 hs_lp opt_dualview(const opt_dual& dual, const hs_lp& lp);
 // opt_fromdual: the solution of lp from that of its dual.

@@ -14,6 +14,11 @@ rescode solve_dual(const hs_lp& lp, hs_settings set, const monitor& mon, memman&
   return r;
 }
 
+bool is_verdict(hs_status status) {
+  return status == hs_status::optimal || status == hs_status::priminfeas ||
+         status == hs_status::dualinfeas;
+}
+
 }  // namespace
 
 rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& set,
@@ -23,11 +28,14 @@ rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& se
   opt_prepare(prob, in);
   const hs_lp lp = opt_internalview(in, prob);
   hs_solution internal(mm_at(mman));
-  const bool usedual =
-      lp.a.nrow > 0 && lp.a.ncol > 0 &&
-      (form == opt_form::dual || (form == opt_form::free && opt_prefersdual(lp, mman)));
-  const rescode r = usedual ? solve_dual(lp, set, mon, mman, info, internal)
-                            : hs_optimize(lp, set, mon, mman, info, internal);
+  const bool freely = form == opt_form::free && opt_prefersdual(lp, set.kkt.offcoltrh, mman);
+  const bool forced = form == opt_form::dual && lp.a.nrow > 0 && lp.a.ncol > 0;
+  rescode r = freely || forced ? solve_dual(lp, set, mon, mman, info, internal)
+                               : hs_optimize(lp, set, mon, mman, info, internal);
+  // The free choice takes a dual run without a verdict back.
+  if (freely && (r == rescode::ok || r == rescode::trm_stall) && !is_verdict(internal.status)) {
+    r = hs_optimize(lp, set, mon, mman, info, internal);
+  }
   if (!internal.x.empty() || in.a.ncol == 0) opt_reverse(prob, in, internal, sol);
   return r;
 }
