@@ -53,38 +53,38 @@ void hom_resize(hom_point& point, const hom_prob& prob) {
   point.v.assign(prob.u.size(), 0.0);
 }
 
-hom_state::hom_state(const hom_prob& prob_, const hs_settings& set_, const monitor& mon_,
-                     kktfac& fac_, memman& mman)
-    : prob(prob_),
-      set(set_),
-      mon(mon_),
-      fac(fac_),
+hom_state::hom_state(const hom_prob& problem, const hs_settings& settings, const monitor& monit,
+                     kktfac& factor, memman& mman)
+    : prob(problem),
+      set(settings),
+      mon(monit),
+      fac(factor),
       it(mm_at(mman)),
       best(mm_at(mman)),
       dir(mm_at(mman)),
       aff(mm_at(mman)),
       trial(mm_at(mman)),
       bestmerit(std::numeric_limits<double>::infinity()),
-      rp(prob_.m, 0.0, mm_at(mman)),
-      ru(prob_.u.size(), 0.0, mm_at(mman)),
-      rd(prob_.n, 0.0, mm_at(mman)),
-      tdiag(prob_.n, 0.0, mm_at(mman)),
-      theta(prob_.n, 0.0, mm_at(mman)),
-      dub(prob_.u.size(), 0.0, mm_at(mman)),
-      pmu(prob_.u.size(), 0.0, mm_at(mman)),
-      isupper(prob_.u.size(), 0, mm_at(mman)),
-      p(prob_.n, 0.0, mm_at(mman)),
-      q(prob_.m, 0.0, mm_at(mman)),
+      rp(problem.m, 0.0, mm_at(mman)),
+      ru(problem.u.size(), 0.0, mm_at(mman)),
+      rd(problem.n, 0.0, mm_at(mman)),
+      tdiag(problem.n, 0.0, mm_at(mman)),
+      theta(problem.n, 0.0, mm_at(mman)),
+      dub(problem.u.size(), 0.0, mm_at(mman)),
+      pmu(problem.u.size(), 0.0, mm_at(mman)),
+      isupper(problem.u.size(), 0, mm_at(mman)),
+      p(problem.n, 0.0, mm_at(mman)),
+      q(problem.m, 0.0, mm_at(mman)),
       target(mm_at(mman)),
-      r1(prob_.n, 0.0, mm_at(mman)),
-      r2(prob_.m, 0.0, mm_at(mman)),
-      e1(prob_.n, 0.0, mm_at(mman)),
-      e2(prob_.m, 0.0, mm_at(mman)),
-      sx(prob_.n, 0.0, mm_at(mman)),
-      sy(prob_.m, 0.0, mm_at(mman)) {
-  for (hom_point* point : {&it, &best, &dir, &aff, &trial}) hom_resize(*point, prob_);
-  target.xs.assign(prob_.n, 0.0);
-  target.wv.assign(prob_.u.size(), 0.0);
+      r1(problem.n, 0.0, mm_at(mman)),
+      r2(problem.m, 0.0, mm_at(mman)),
+      e1(problem.n, 0.0, mm_at(mman)),
+      e2(problem.m, 0.0, mm_at(mman)),
+      sx(problem.n, 0.0, mm_at(mman)),
+      sy(problem.m, 0.0, mm_at(mman)) {
+  for (hom_point* point : {&it, &best, &dir, &aff, &trial}) hom_resize(*point, problem);
+  target.xs.assign(problem.n, 0.0);
+  target.wv.assign(problem.u.size(), 0.0);
 }
 
 double hom_mu(const hom_prob& prob, const hom_point& pt) {

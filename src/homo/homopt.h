@@ -72,8 +72,8 @@ struct hom_state {
   double aap = 0, aad = 0;        // affine steps
   double alphap = 0, alphad = 0;  // steps taken last
   double gamma = 0;               // centering of the last direction
-  hom_state(const hom_prob& prob_, const hs_settings& set_, const monitor& mon_, kktfac& fac_,
-            memman& mman);
+  hom_state(const hom_prob& problem, const hs_settings& settings, const monitor& monit,
+            kktfac& factor, memman& mman);
 };
 
 // intpnt_computeresiduals: residuals, norms, measures and merit of st.it.
