@@ -98,6 +98,7 @@ struct mm_alloc {
   mm_alloc(const mm_alloc<U>& other) noexcept : place(other.place) {}  // NOLINT: rebinding
 
   T* allocate(size_t n) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer
     void* block = memman_alloc(place.mman, n, sizeof(T), place.file, place.line);
     if (block == nullptr) throw std::bad_alloc();
     return static_cast<T*>(block);
