@@ -369,6 +369,62 @@ TEST_P(DataEdits, AgreeWithAPlainModel) {
   EXPECT_EQ(e.box.close(), 0);
 }
 
+// A task and its clone, edited apart: neither sees what happens to the other.
+TEST_P(DataEdits, OfACloneLeaveTheOriginal) {
+  editor one(GetParam() + 100), two(GetParam() + 200);
+  const auto step = [](editor& e) {
+    const edit& todo = edits[size_t(e.below(int32_t(std::size(edits))))];
+    ASSERT_EQ(todo.make(e), 0) << todo.name << " " << e.box.err();
+  };
+  for (int32_t k = 0; k < 80; ++k) step(one);
+  const std::vector<double> point(size_t(maxitems), 1.5);
+  ASSERT_EQ(ZLV_putsolution(one.box.task, ZLV_SOL_BAS, nullptr, nullptr, nullptr, nullptr,
+                            point.data(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+            0);
+  ASSERT_EQ(ZLV_putintparam(one.box.task, ZLV_IPAR_INTPNT_MAX_ITERATIONS, 7), 0);
+  ASSERT_EQ(ZLV_putstrparam(one.box.task, ZLV_SPAR_DATA_FILE_NAME, "one"), 0);
+  // The clone takes the place of the second editor's own task, with a copy of the model.
+  ASSERT_EQ(ZLV_deletetask(&two.box.task), 0);
+  ASSERT_EQ(ZLV_clonetask(one.box.task, &two.box.task), 0);
+  two.m = one.m;
+  same_problem(two.box.task, two.m);
+  const auto first_value = [](ZLV_task_t task) {
+    double x = -1;
+    EXPECT_EQ(
+        ZLV_getsolutioni(task, ZLV_ACC_VAR, 0, ZLV_SOL_BAS, nullptr, &x, nullptr, nullptr, nullptr),
+        0);
+    return x;
+  };
+  const bool hasvar = one.numvar() > 0;
+  if (hasvar) {
+    EXPECT_EQ(first_value(two.box.task), 1.5);
+    ASSERT_EQ(ZLV_putsolutioni(two.box.task, ZLV_ACC_VAR, 0, ZLV_SOL_BAS, ZLV_SK_BAS, 4, 0, 0, 0),
+              0);
+    EXPECT_EQ(first_value(one.box.task), 1.5);
+    EXPECT_EQ(first_value(two.box.task), 4);
+  }
+  int32_t most = -1;
+  char text[16];
+  EXPECT_EQ(ZLV_getintparam(two.box.task, ZLV_IPAR_INTPNT_MAX_ITERATIONS, &most), 0);
+  EXPECT_EQ(most, 7);
+  ASSERT_EQ(ZLV_putintparam(two.box.task, ZLV_IPAR_INTPNT_MAX_ITERATIONS, 3), 0);
+  ASSERT_EQ(ZLV_putstrparam(two.box.task, ZLV_SPAR_DATA_FILE_NAME, "two"), 0);
+  for (int32_t k = 0; k < 150; ++k) {
+    step(k % 2 == 0 ? one : two);
+    same_problem(one.box.task, one.m);
+    same_problem(two.box.task, two.m);
+    ASSERT_FALSE(HasFailure()) << k;
+  }
+  EXPECT_EQ(ZLV_getintparam(one.box.task, ZLV_IPAR_INTPNT_MAX_ITERATIONS, &most), 0);
+  EXPECT_EQ(most, 7);
+  EXPECT_EQ(ZLV_getstrparam(one.box.task, ZLV_SPAR_DATA_FILE_NAME, 16, nullptr, text), 0);
+  EXPECT_STREQ(text, "one");
+  EXPECT_EQ(ZLV_deletetask(&one.box.task), 0);
+  same_problem(two.box.task, two.m);
+  EXPECT_EQ(two.box.close(), 0);
+  EXPECT_EQ(one.box.close(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, DataEdits, testing::Range(1U, 13U));
 
 }  // namespace
