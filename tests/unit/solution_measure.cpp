@@ -324,13 +324,15 @@ TEST(SolMeasure, NanShowsInEveryNumberItEnters) {
     *e.place = kept;
   }
   const std::vector<int32_t> members = {1, 0, 2};
+  sol_resize(d.task, 2, 3, 1);  // room for the cone's key; the items move
   prob_appendcone(d.task.prob, ZLV_CT_QUAD, 0, members);
+  const sol_view moved = sol_items(d.task, ZLV_SOL_ITR);
   for (const int32_t j : members) {
-    v.xx[j] = nan;
+    moved.xx[j] = nan;
     sol_measures got;
     sol_measureas(d.task, ZLV_SOL_ITR, ZLV_SOL_STA_OPTIMAL, got);
     EXPECT_TRUE(std::isnan(got.maxpcni)) << j;
-    v.xx[j] = 0;
+    moved.xx[j] = 0;
   }
 }
 
