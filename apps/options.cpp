@@ -18,8 +18,7 @@ std::string version_text() {
 
 bool app_parse(int argc, char** argv, app_options& options, app_exit& status) {
   CLI::App app("Solves a linear, quadratic, conic or mixed-integer model file.");
-  app.add_option("FILE", options.file, "Model file: .mps, .lp, .opf or .mbt, each also with .gz")
-      ->required();
+  app.add_option("FILE", options.file, "Model file: .mps or .lp, each also with .gz")->required();
   app.add_option("-p", options.params,
                  "NAME=VALUE: sets a parameter; a value may be symbolic. May be repeated")
       ->allow_extra_args(false);

@@ -143,8 +143,6 @@ void intpnt_computeresiduals(hom_state& st) {
   ms.gf = std::abs(st.rg) / (tau * st.nrm0g);
   ms.cf = ms.mu / (tau * tau * st.mu0);
   ms.merit = nanmax(nanmax(ms.pf, ms.df), ms.gf) + ms.cf;
-  ms.nrmx = maxabs(it.x) / tau;
-  ms.nrmy = maxabs(it.y) / tau;
 }
 
 void hom_initnorms(hom_state& st) {

@@ -40,7 +40,6 @@ struct hom_measures {
   double pf = 1, df = 1, gf = 1, cf = 1;  // scaled residuals and mu over tau, relative to the start
   double merit = 0;                       // max(pf, df, gf) + cf
   double cx = 0, by = 0;                  // c'x and b'y - u'v, scaled
-  double nrmx = 0, nrmy = 0;              // largest scaled entries over tau
 };
 
 struct hom_times {  // seconds, wall-clock
