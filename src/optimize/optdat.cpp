@@ -245,48 +245,59 @@ hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob) {
 
 namespace {
 
-struct kind_of_solution {
-  bool ispoint = true, isdualray = false, isprimalray = false;
-  double costsign = 1;  // weight of c in the reduced costs: 0 for a dual ray
+struct status_row {
+  hs_status of;
+  opt_status status;
 };
 
-void set_status(const hs_solution& from, opt_solution& sol, kind_of_solution& kind) {
-  switch (from.status) {
-    case hs_status::optimal:
-      sol.prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
-      sol.solsta = ZLV_SOL_STA_OPTIMAL;
-      break;
-    case hs_status::nearoptimal:
-      sol.prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
-      sol.solsta = ZLV_SOL_STA_NEAR_OPTIMAL;
-      break;
-    case hs_status::priminfeas:
-    case hs_status::nearpriminfeas:
-      sol.prosta = ZLV_PRO_STA_PRIM_INFEAS;
-      sol.solsta = from.status == hs_status::priminfeas ? ZLV_SOL_STA_PRIM_INFEAS_CER
-                                                        : ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER;
-      kind.ispoint = false;
-      kind.isdualray = true;
-      kind.costsign = 0;
-      break;
-    case hs_status::dualinfeas:
-    case hs_status::neardualinfeas:
-      sol.prosta = ZLV_PRO_STA_DUAL_INFEAS;
-      sol.solsta = from.status == hs_status::dualinfeas ? ZLV_SOL_STA_DUAL_INFEAS_CER
-                                                        : ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER;
-      kind.ispoint = false;
-      kind.isprimalray = true;
-      break;
-    case hs_status::illposed:
-      sol.prosta = ZLV_PRO_STA_ILL_POSED;
-      sol.solsta = ZLV_SOL_STA_UNKNOWN;
-      break;
-    case hs_status::unknown:
-      sol.prosta = ZLV_PRO_STA_UNKNOWN;
-      sol.solsta = ZLV_SOL_STA_UNKNOWN;
+constexpr status_row statuses[] = {
+    {hs_status::optimal, {ZLV_PRO_STA_PRIM_AND_DUAL_FEAS, ZLV_SOL_STA_OPTIMAL}},
+    {hs_status::nearoptimal, {ZLV_PRO_STA_PRIM_AND_DUAL_FEAS, ZLV_SOL_STA_NEAR_OPTIMAL}},
+    {hs_status::priminfeas, {ZLV_PRO_STA_PRIM_INFEAS, ZLV_SOL_STA_PRIM_INFEAS_CER}},
+    {hs_status::nearpriminfeas, {ZLV_PRO_STA_PRIM_INFEAS, ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER}},
+    {hs_status::dualinfeas, {ZLV_PRO_STA_DUAL_INFEAS, ZLV_SOL_STA_DUAL_INFEAS_CER}},
+    {hs_status::neardualinfeas, {ZLV_PRO_STA_DUAL_INFEAS, ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER}},
+    {hs_status::illposed, {ZLV_PRO_STA_ILL_POSED, ZLV_SOL_STA_UNKNOWN}},
+    {hs_status::unknown, {ZLV_PRO_STA_UNKNOWN, ZLV_SOL_STA_UNKNOWN}},
+};
+
+}  // namespace
+
+opt_status opt_statusof(hs_status status) {
+  for (const status_row& row : statuses) {
+    if (row.of == status) return row.status;
+  }
+  return {};
+}
+
+opt_status opt_statusof(lp_verdict verdict) {
+  switch (verdict) {
+    case lp_verdict::optimal:
+      return opt_statusof(hs_status::optimal);
+    case lp_verdict::priminfeas:
+      return opt_statusof(hs_status::priminfeas);
+    case lp_verdict::dualinfeas:
+      return opt_statusof(hs_status::dualinfeas);
+    case lp_verdict::none:
       break;
   }
+  return opt_statusof(hs_status::unknown);
 }
+
+opt_kind opt_kindof(opt_status status) {
+  switch (status.solsta) {
+    case ZLV_SOL_STA_PRIM_INFEAS_CER:
+    case ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER:
+      return opt_kind::dualray;
+    case ZLV_SOL_STA_DUAL_INFEAS_CER:
+    case ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER:
+      return opt_kind::primalray;
+    default:
+      return opt_kind::point;
+  }
+}
+
+namespace {
 
 // Status key of an item from its bounds, value and bound duals: at the bound whose dual is larger
 // than the distance to it.
@@ -309,9 +320,9 @@ void set_status_keys(const opt_problem& prob, opt_solution& sol) {
 }
 
 // Scales a ray to an objective of 1; what the clean-up of its multipliers gained is in it.
-void normalise_ray(const opt_problem& prob, const kind_of_solution& kind, opt_solution& sol) {
+void normalise_ray(const opt_problem& prob, opt_kind kind, opt_solution& sol) {
   double objective = 0;
-  if (kind.isprimalray) {
+  if (kind == opt_kind::primalray) {
     for (int32_t j = 0; j < prob.numvar; ++j) {
       objective -= (prob.maximize ? -prob.c[j] : prob.c[j]) * sol.xx[j];
     }
@@ -333,34 +344,12 @@ void normalise_ray(const opt_problem& prob, const kind_of_solution& kind, opt_so
   }
 }
 
-void reverse_primal(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
-                    const kind_of_solution& kind, opt_solution& sol) {
-  if (kind.isdualray) return;
-  for (int32_t j = 0; j < prob.numvar; ++j) {
-    const int32_t jj = in.colof[j], key = prob.bkx[j];
-    if (jj < 0) {
-      sol.xx[j] = kind.isprimalray ? 0 : removed_value(prob, j);
-    } else if (kind.isprimalray) {
-      sol.xx[j] = in.flipped[j] != 0 ? -from.x[jj] : from.x[jj];
-      if (key == ZLV_BK_RA) sol.xx[j] = 0;  // nothing but zero moves between two bounds
-    } else {
-      const double shift = in.flipped[j] != 0 ? prob.bux[j] : prob.blx[j];
-      if (key == ZLV_BK_FR) {
-        sol.xx[j] = from.x[jj];
-      } else {
-        sol.xx[j] = in.flipped[j] != 0 ? shift - from.x[jj] : shift + from.x[jj];
-      }
-      if (key == ZLV_BK_RA) sol.xx[j] = std::clamp(sol.xx[j], prob.blx[j], prob.bux[j]);
-    }
-  }
-  spmat_addax(prob.a, 1, sol.xx, sol.xc);
-}
-
 // The bound duals of the columns: what their reduced costs leave for a finite bound to carry.
-void column_duals(const opt_problem& prob, const kind_of_solution& kind, opt_solution& sol) {
+void column_duals(const opt_problem& prob, opt_kind kind, opt_solution& sol) {
+  const double costsign = kind == opt_kind::dualray ? 0 : 1;
   for (int32_t j = 0; j < prob.numvar; ++j) {
     exact_sum sum;
-    sum.add(kind.costsign * (prob.maximize ? -prob.c[j] : prob.c[j]));
+    sum.add(costsign * (prob.maximize ? -prob.c[j] : prob.c[j]));
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
       sum.add(-prob.a.val[p] * sol.y[prob.a.sub[p]]);
     }
@@ -370,11 +359,26 @@ void column_duals(const opt_problem& prob, const kind_of_solution& kind, opt_sol
   }
 }
 
-void reverse_dual(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
-                  const kind_of_solution& kind, opt_solution& sol) {
-  if (kind.isprimalray) return;
+void fill_primal(const opt_problem& prob, const lp_point& point, opt_kind kind, opt_solution& sol) {
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    const int32_t key = prob.bkx[j];
+    double x = point.x[j];
+    if (kind == opt_kind::primalray) {
+      // Only zero moves between two bounds.
+      if (opt_haslower(key)) x = std::max(x, 0.0);
+      if (opt_hasupper(key)) x = std::min(x, 0.0);
+    } else {
+      if (opt_haslower(key)) x = std::max(x, prob.blx[j]);
+      if (opt_hasupper(key)) x = std::min(x, prob.bux[j]);
+    }
+    sol.xx[j] = x;
+  }
+  spmat_addax(prob.a, 1, sol.xx, sol.xc);
+}
+
+void fill_dual(const opt_problem& prob, const lp_point& point, opt_kind kind, opt_solution& sol) {
   for (int32_t i = 0; i < prob.numcon; ++i) {
-    double y = in.rowof[i] >= 0 ? from.y[in.rowof[i]] : 0;
+    double y = point.y[i];
     if (!opt_haslower(prob.bkc[i])) y = std::min(y, 0.0);
     if (!opt_hasupper(prob.bkc[i])) y = std::max(y, 0.0);
     sol.y[i] = y;
@@ -384,23 +388,115 @@ void reverse_dual(const opt_problem& prob, const opt_internal& in, const hs_solu
   column_duals(prob, kind, sol);
 }
 
-}  // namespace
-
-void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+// All but the status keys and the signs of a maximization.
+void fill_values(const opt_problem& prob, const lp_point& point, opt_status status,
                  opt_solution& sol) {
   zero(sol);
-  kind_of_solution kind;
-  set_status(from, sol, kind);
-  reverse_primal(prob, in, from, kind, sol);
-  reverse_dual(prob, in, from, kind, sol);
-  if (kind.ispoint) {
-    set_status_keys(prob, sol);
-  } else {
-    normalise_ray(prob, kind, sol);
-    if (kind.isdualray) column_duals(prob, kind, sol);  // for y as it is after rounding
-  }
-  if (!prob.maximize) return;
+  sol.prosta = status.prosta;
+  sol.solsta = status.solsta;
+  const opt_kind kind = opt_kindof(status);
+  if (kind != opt_kind::dualray) fill_primal(prob, point, kind, sol);
+  if (kind != opt_kind::primalray) fill_dual(prob, point, kind, sol);
+  if (kind == opt_kind::point) return;
+  normalise_ray(prob, kind, sol);
+  if (kind == opt_kind::dualray) column_duals(prob, kind, sol);  // for y as it is after rounding
+}
+
+void negate_duals(opt_solution& sol) {
   for (std::span<double> part : {sol.y, sol.slc, sol.suc, sol.slx, sol.sux}) {
     for (double& e : part) e = -e;
   }
+}
+
+}  // namespace
+
+void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
+                 lp_point& point) {
+  const opt_kind kind = opt_kindof(opt_statusof(from.status));
+  point.x.assign(prob.numvar, 0.0);
+  point.y.assign(prob.numcon, 0.0);
+  for (int32_t j = 0; j < prob.numvar && kind != opt_kind::dualray; ++j) {
+    const int32_t jj = in.colof[j];
+    const bool isray = kind == opt_kind::primalray;
+    if (jj < 0) {
+      point.x[j] = isray ? 0 : removed_value(prob, j);
+      continue;
+    }
+    const double x = in.flipped[j] != 0 ? -from.x[jj] : from.x[jj];
+    const bool shifted = !isray && prob.bkx[j] != ZLV_BK_FR;
+    point.x[j] = shifted ? (in.flipped[j] != 0 ? prob.bux[j] : prob.blx[j]) + x : x;
+  }
+  for (int32_t i = 0; i < prob.numcon && kind != opt_kind::primalray; ++i) {
+    if (in.rowof[i] >= 0) point.y[i] = from.y[in.rowof[i]];
+  }
+}
+
+void opt_fill(const opt_problem& prob, const lp_point& point, opt_status status,
+              opt_solution& sol) {
+  fill_values(prob, point, status, sol);
+  if (opt_kindof(status) == opt_kind::point) set_status_keys(prob, sol);
+  if (prob.maximize) negate_duals(sol);
+}
+
+void opt_fillbasic(const opt_problem& prob, const lp_point& point, const lp_basis& basis,
+                   opt_status status, opt_solution& sol) {
+  fill_values(prob, point, status, sol);
+  for (int32_t i = 0; i < prob.numcon; ++i) sol.skc[i] = int32_t(basis.con[i]);
+  for (int32_t j = 0; j < prob.numvar; ++j) sol.skx[j] = int32_t(basis.var[j]);
+  if (prob.maximize) negate_duals(sol);
+}
+
+void opt_makelp(const opt_problem& prob, opt_lp& lp) {
+  auto side = [](std::span<const int32_t> bk, std::span<const double> from, double infinite,
+                 bool (*has)(int32_t), mm_vector<double>& to) {
+    to.resize(bk.size());
+    for (size_t k = 0; k < bk.size(); ++k) to[k] = has(bk[k]) ? from[k] : infinite;
+  };
+  side(prob.bkc, prob.blc, -inf, opt_haslower, lp.blc);
+  side(prob.bkc, prob.buc, inf, opt_hasupper, lp.buc);
+  side(prob.bkx, prob.blx, -inf, opt_haslower, lp.blx);
+  side(prob.bkx, prob.bux, inf, opt_hasupper, lp.bux);
+  lp.c.assign(prob.c.begin(), prob.c.end());
+  if (prob.maximize) {
+    for (double& e : lp.c) e = -e;
+  }
+  lp.cfix = prob.maximize ? -prob.cfix : prob.cfix;
+  lp.a = prob.a;
+}
+
+lp_view opt_lpview(const opt_lp& lp) {
+  return {int32_t(lp.blc.size()),
+          int32_t(lp.blx.size()),
+          lp.a,
+          lp.blc,
+          lp.buc,
+          lp.blx,
+          lp.bux,
+          lp.c,
+          lp.cfix};
+}
+
+namespace {
+
+int32_t key_of(double lower, double upper) {
+  if (lower == upper) return ZLV_BK_FX;
+  if (std::isinf(lower)) return std::isinf(upper) ? ZLV_BK_FR : ZLV_BK_UP;
+  return std::isinf(upper) ? ZLV_BK_LO : ZLV_BK_RA;
+}
+
+}  // namespace
+
+opt_problem opt_addkeys(const lp_view& lp, opt_keyed& keyed) {
+  keyed.bkc.resize(lp.numcon);
+  keyed.bkx.resize(lp.numvar);
+  for (int32_t i = 0; i < lp.numcon; ++i) keyed.bkc[i] = key_of(lp.blc[i], lp.buc[i]);
+  for (int32_t j = 0; j < lp.numvar; ++j) keyed.bkx[j] = key_of(lp.blx[j], lp.bux[j]);
+  opt_problem prob{lp.numcon, lp.numvar, lp.a, keyed.bkc, keyed.bkx};
+  prob.blc = lp.blc;
+  prob.buc = lp.buc;
+  prob.blx = lp.blx;
+  prob.bux = lp.bux;
+  prob.c = lp.c;
+  prob.cfix = lp.cfix;
+  return prob;
 }

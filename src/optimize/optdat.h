@@ -10,6 +10,7 @@
 #include "cpub/spmat.h"
 #include "homo/homprob.h"
 #include "homo/homslv.h"
+#include "misc/linprob.h"
 
 // minimize (or maximize) cfix + c'x  subject to  blc <= A x <= buc,  blx <= x <= bux, by bound keys
 // ZLV_BK_*; the keys say which bounds are finite.
@@ -61,8 +62,40 @@ bool opt_trivial(const opt_problem& prob, opt_solution& sol);
 void opt_prepare(const opt_problem& prob, opt_internal& in);
 hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob);
 
-// opt_reverse: a point or ray of the internal form as one of the problem, with statuses. Dual values
-// are in the sign convention of the problem's sense; bound duals are the parts of y and of the
-// reduced costs that a finite bound can carry.
+// What a status pair says of the vectors that come with it.
+enum class opt_kind { point, dualray, primalray };
+struct opt_status {
+  int32_t prosta = 0, solsta = 0;  // ZLV_PRO_STA_*, ZLV_SOL_STA_*
+};
+opt_status opt_statusof(hs_status status);
+opt_status opt_statusof(lp_verdict verdict);
+opt_kind opt_kindof(opt_status status);
+
+// opt_reverse: a point or ray of the internal form as one of the problem, of its minimization.
 void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solution& from,
-                 opt_solution& sol);
+                 lp_point& point);
+
+// opt_fill: sol from the x and y of the minimization of prob. Dual values get the sign convention of
+// the problem's sense; bound duals are the parts of y and of the reduced costs that a finite bound can
+// carry; a ray is scaled to an objective of 1. Status keys are those of an interior point.
+void opt_fill(const opt_problem& prob, const lp_point& point, opt_status status, opt_solution& sol);
+// opt_fillbasic: the same for a basic solution, whose keys come from the basis.
+void opt_fillbasic(const opt_problem& prob, const lp_point& point, const lp_basis& basis,
+                   opt_status status, opt_solution& sol);
+
+// A problem as the record that the rooms below share: minimized, infinite bounds by value.
+struct opt_lp {
+  mm_vector<double> blc, buc, blx, bux, c;
+  double cfix = 0;
+  spmat_view a;
+  explicit opt_lp(mm_place place) : blc(place), buc(place), blx(place), bux(place), c(place) {}
+};
+void opt_makelp(const opt_problem& prob, opt_lp& lp);
+lp_view opt_lpview(const opt_lp& lp);
+
+// The way back: a linear problem with bound keys.
+struct opt_keyed {
+  mm_vector<int32_t> bkc, bkx;
+  explicit opt_keyed(mm_place place) : bkc(place), bkx(place) {}
+};
+opt_problem opt_addkeys(const lp_view& lp, opt_keyed& keyed);

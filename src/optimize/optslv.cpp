@@ -1,5 +1,7 @@
 #include "optimize/optslv.h"
 
+#include <algorithm>
+
 namespace {
 
 // The dual solved in place of lp; iterations and objectives are told in lp's terms.
@@ -19,23 +21,43 @@ bool is_verdict(hs_status status) {
          status == hs_status::dualinfeas;
 }
 
-}  // namespace
+// The homogeneous optimizer on an internal form, itself or its dual.
+rescode solve_internal(const hs_lp& lp, const opt_settings& set, const monitor& mon, memman& mman,
+                       hs_info& info, hs_solution& sol) {
+  const bool freely =
+      set.form == opt_form::free && opt_prefersdual(lp, set.ipm.kkt.offcoltrh, mman);
+  const bool forced = set.form == opt_form::dual && lp.a.nrow > 0 && lp.a.ncol > 0;
+  const rescode r = freely || forced ? solve_dual(lp, set.ipm, mon, mman, info, sol)
+                                     : hs_optimize(lp, set.ipm, mon, mman, info, sol);
+  // The free choice takes a dual run without a verdict back.
+  if (freely && (r == rescode::ok || r == rescode::trm_stall) && !is_verdict(sol.status)) {
+    return hs_optimize(lp, set.ipm, mon, mman, info, sol);
+  }
+  return r;
+}
 
-rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& set,
-                   const monitor& mon, memman& mman, hs_info& info, opt_solution& sol) {
-  if (opt_trivial(prob, sol)) return rescode::ok;
+// An interior point of a problem without presolve.
+//   nrmb, objsign  of the caller's problem, for the tolerances and the log
+rescode solve_interior(const opt_problem& prob, const opt_settings& set, const monitor& mon,
+                       memman& mman, hs_info& info, lp_point& point, opt_status& status) {
   opt_internal in(mm_at(mman));
   opt_prepare(prob, in);
-  const hs_lp lp = opt_internalview(in, prob);
   hs_solution internal(mm_at(mman));
-  const bool freely = form == opt_form::free && opt_prefersdual(lp, set.kkt.offcoltrh, mman);
-  const bool forced = form == opt_form::dual && lp.a.nrow > 0 && lp.a.ncol > 0;
-  rescode r = freely || forced ? solve_dual(lp, set, mon, mman, info, internal)
-                               : hs_optimize(lp, set, mon, mman, info, internal);
-  // The free choice takes a dual run without a verdict back.
-  if (freely && (r == rescode::ok || r == rescode::trm_stall) && !is_verdict(internal.status)) {
-    r = hs_optimize(lp, set, mon, mman, info, internal);
-  }
-  if (!internal.x.empty() || in.a.ncol == 0) opt_reverse(prob, in, internal, sol);
+  const rescode r = solve_internal(opt_internalview(in, prob), set, mon, mman, info, internal);
+  if (internal.x.empty() && in.a.ncol > 0) return r;
+  opt_reverse(prob, in, internal, point);
+  status = opt_statusof(internal.status);
+  return r;
+}
+
+}  // namespace
+
+rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
+                   memman& mman, opt_info& info, opt_solution& sol) {
+  if (opt_trivial(prob, sol)) return rescode::ok;
+  lp_point point(mm_at(mman));
+  opt_status status;
+  const rescode r = solve_interior(prob, set, mon.ipm, mman, info.ipm, point, status);
+  if (!point.x.empty()) opt_fill(prob, point, status, sol);
   return r;
 }

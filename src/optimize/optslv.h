@@ -1,5 +1,5 @@
-// The interior-point pipeline for linear problems: internal form, homogeneous optimizer, and the way
-// back to a solution of the problem.
+// The pipelines for linear problems: interior point with basis identification behind it, and the
+// simplex optimizers; each between presolve and postsolve.
 #pragma once
 
 #include "cpub/memman.h"
@@ -9,9 +9,22 @@
 #include "optimize/optdat.h"
 #include "optimize/optdual.h"
 
+struct opt_settings {
+  opt_form form = opt_form::free;  // whether the problem or its dual goes to the interior point
+  hs_settings ipm;
+};
+
+// One monitor for each phase: the same poll and clock, its own level of detail.
+struct opt_monitors {
+  monitor ipm;
+};
+
+// What the phases tell while they run; updated before every poll.
+struct opt_info {
+  hs_info ipm;
+};
+
 // opt_ipmslv: an interior solution of prob. A run that is stopped early leaves the best point found.
-//   form  whether the problem or its dual is given to the optimizer; free: by estimated work
-//   info  updated before every poll of mon
 // Returns ok or how the run ended early.
-rescode opt_ipmslv(const opt_problem& prob, opt_form form, const hs_settings& set,
-                   const monitor& mon, memman& mman, hs_info& info, opt_solution& sol);
+rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
+                   memman& mman, opt_info& info, opt_solution& sol);

@@ -17,7 +17,7 @@ namespace {
 // What the monitor of a run hands to its functions.
 struct opt_run {
   task_rec* task = nullptr;
-  hs_info info;
+  opt_info info;
   timer clock;
 };
 
@@ -65,7 +65,7 @@ void run_sink(void* ctx, const char* text) {
 
 rescode run_poll(void* ctx, monitor_where where) {
   opt_run& run = *static_cast<opt_run*>(ctx);
-  copy_info(run.info, run.task->inf);
+  copy_info(run.info.ipm, run.task->inf);
   if (const rescode r = task_pollbreak(*run.task); r != rescode::ok) return r;
   return task_callback(*run.task, where);
 }
@@ -134,7 +134,8 @@ void reset_items(task_rec& t) {
 void announce_end(task_rec& t, const char* what, const opt_run& run, rescode r) {
   if (t.par.i[ipar::log] == 0) return;
   task_echo(t, msg_kind::log, "%s terminated. CPU Time: %-.2f. Real Time: %-.2f. %s\n\n", what,
-            run.info.cputime, run.info.realtime, r == rescode::ok ? "" : rescode_description(r));
+            run.info.ipm.cputime, run.info.ipm.realtime,
+            r == rescode::ok ? "" : rescode_description(r));
 }
 
 bool logs(const task_rec& t, int32_t phase) {
@@ -196,14 +197,14 @@ rescode run_intpnt(task_rec& t, const timer& clock) {
   const bool maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
   const monitor mon = run_monitor(run, t.par.i[ipar::log_intpnt]);
   opt_solution sol = solution_view(t, ZLV_SOL_ITR);
-  rescode r =
-      opt_ipmslv(problem_view(t.prob, a, maximize), opt_form(t.par.i[ipar::intpnt_solve_form]),
-                 intpnt_settings(t.par), mon, *t.mman, run.info, sol);
-  run.info.cputime = timer_cpu(own);
-  run.info.realtime = timer_wall(own);
-  copy_info(run.info, t.inf);
-  t.inf.d[dinf::intpnt_cputime] = run.info.cputime;
-  t.inf.d[dinf::intpnt_realtime] = run.info.realtime;
+  const opt_settings set{opt_form(t.par.i[ipar::intpnt_solve_form]), intpnt_settings(t.par)};
+  const rescode r =
+      opt_ipmslv(problem_view(t.prob, a, maximize), set, {mon}, *t.mman, run.info, sol);
+  run.info.ipm.cputime = timer_cpu(own);
+  run.info.ipm.realtime = timer_wall(own);
+  copy_info(run.info.ipm, t.inf);
+  t.inf.d[dinf::intpnt_cputime] = run.info.ipm.cputime;
+  t.inf.d[dinf::intpnt_realtime] = run.info.ipm.realtime;
   if (logs(t, ipar::log_intpnt)) announce_end(t, "Interior-point optimizer", run, r);
   int32_t prosta = sol.prosta, solsta = sol.solsta;
   opt_prove(t, ZLV_SOL_ITR, prosta, solsta);

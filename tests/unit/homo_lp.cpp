@@ -18,7 +18,8 @@ struct run_box {
   monitor mon;
   opt_form form = opt_form::free;
   hs_settings set;
-  hs_info info;
+  opt_info told;
+  hs_info& info = told.ipm;
   opt_solution sol;
   run_box() { mon.clock = timer_start(); }
   ~run_box() { EXPECT_EQ(memman_delete(mman), 0u); }
@@ -26,7 +27,7 @@ struct run_box {
   run_box& operator=(const run_box&) = delete;
   rescode solve(lp_box& lp) {
     sol = lp.solution();
-    return opt_ipmslv(lp.view(), form, set, mon, *mman, info, sol);
+    return opt_ipmslv(lp.view(), {form, set}, {mon}, *mman, told, sol);
   }
 };
 
@@ -312,11 +313,11 @@ TEST(HomoEnds, EveryFailedAllocationIsThrownAndNothingLeaks) {
     if (!failed) {
       lp_box lp = rows_against_each_other();
       opt_solution sol = lp.solution();
-      hs_info info;
+      opt_info info;
       monitor mon;
       mon.clock = timer_start();
       try {
-        const rescode r = opt_ipmslv(lp.view(), opt_form(k % 2 + 1), {}, mon, *mman, info, sol);
+        const rescode r = opt_ipmslv(lp.view(), {opt_form(k % 2 + 1), {}}, {mon}, *mman, info, sol);
         failed = r == rescode::err_space;
       } catch (const std::bad_alloc&) {
         failed = true;
