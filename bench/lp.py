@@ -124,7 +124,7 @@ def run_highs(args, path):
     return answer
 
 
-def highs_one(path, limit):
+def highs_one(path, limit, method="highs-ipm"):
     """In a process of its own: one instance through SciPy; prints a JSON object."""
     import numpy as np
     import scipy.sparse as sp
@@ -140,11 +140,12 @@ def highs_one(path, limit):
     start = time.perf_counter()
     r = linprog(sign * np.array(m.c), A_ub=sp.vstack([a[le], -a[ge]]),
                 b_ub=np.concatenate([up[le], -lo[ge]]), A_eq=a[eq], b_eq=lo[eq],
-                bounds=np.column_stack([m.collo, m.colup]), method="highs-ipm", options=options)
+                bounds=np.column_stack([m.collo, m.colup]), method=method, options=options)
     seconds = time.perf_counter() - start
     status = {0: "optimal", 2: "PrimalInfeasible", 3: "DualInfeasible"}.get(r.status, "none")
     objective = sign * r.fun + m.const if r.status == 0 else None
-    print(json.dumps({"status": status, "seconds": seconds, "objective": objective}))
+    print(json.dumps({"status": status, "seconds": seconds, "objective": objective,
+                      "iterations": int(r.nit)}))
 
 
 def available(names):
