@@ -491,7 +491,12 @@ opt_problem opt_addkeys(const lp_view& lp, opt_keyed& keyed) {
   keyed.bkx.resize(lp.numvar);
   for (int32_t i = 0; i < lp.numcon; ++i) keyed.bkc[i] = key_of(lp.blc[i], lp.buc[i]);
   for (int32_t j = 0; j < lp.numvar; ++j) keyed.bkx[j] = key_of(lp.blx[j], lp.bux[j]);
-  opt_problem prob{lp.numcon, lp.numvar, lp.a, keyed.bkc, keyed.bkx};
+  opt_problem prob;
+  prob.numcon = lp.numcon;
+  prob.numvar = lp.numvar;
+  prob.a = lp.a;
+  prob.bkc = keyed.bkc;
+  prob.bkx = keyed.bkx;
   prob.blc = lp.blc;
   prob.buc = lp.buc;
   prob.blx = lp.blx;

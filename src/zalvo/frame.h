@@ -2,6 +2,7 @@
 // shares: the handle check, the out-of-space net, and the reporting of a failure on the streams.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <mutex>
@@ -64,7 +65,8 @@ struct ZLV_task_rec {
   ZLV_callbackfunc callbackfn = nullptr;
   void* callbackhandle = nullptr;
   task_pollstate poll;
-  int32_t numwarn = 0;    // warnings written so far
+  const std::atomic<bool>* stopflag = nullptr;  // of a concurrent run: set when others have won
+  int32_t numwarn = 0;                          // warnings written so far
   bool hasfault = false;  // a fault was reported in the exported call that is under way
   ZLV_task_rec *prevtask = nullptr, *nexttask = nullptr;  // in the environment's list
   prob_rec prob;

@@ -60,6 +60,9 @@ rescode task_callback(task_rec& task, int32_t where) noexcept {
 }
 
 rescode task_pollbreak(task_rec& task) noexcept {
+  if (task.stopflag != nullptr && task.stopflag->load(std::memory_order_relaxed)) {
+    return rescode::trm_user_break;
+  }
   if (task.par.i[ipar::check_ctrl_c] == 0) return rescode::ok;
   if (task.poll.stopcode != rescode::ok) {
     return task.poll.stopcode == rescode::trm_user_break ? task.poll.stopcode : rescode::ok;

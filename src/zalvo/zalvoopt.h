@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+#include "cpub/rescode.h"
+#include "cpub/timer.h"
+
 struct ZLV_task_rec;
 
 // opt_prove: lowers the statuses of a solution until the stored point or ray keeps what they promise
@@ -10,3 +13,14 @@ struct ZLV_task_rec;
 //   whichsol        ZLV_SOL_*, allocated and filled
 //   prosta, solsta  in and out, ZLV_PRO_STA_* and ZLV_SOL_STA_*
 void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& solsta);
+
+// opt_core: one run of the task's optimizer, from the choice to the summary items.
+rescode opt_core(ZLV_task_rec& t);
+
+// opt_runintpnt: the interior-point pipeline on a linear problem. The solutions that it fills are
+// allocated; it proves and defines them.
+//   clock  started with the run
+rescode opt_runintpnt(ZLV_task_rec& t, const timer& clock);
+
+// opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT.
+rescode opt_concurrent(ZLV_task_rec& t);

@@ -24,6 +24,7 @@ const std::map<std::string, std::string> elsewhere = {
     {"ZLV_makeemptytask", "makes the handle"},
     {"ZLV_deletetask", "takes the handle away"},
     {"ZLV_clonetask", "makes a handle: FrameClone"},
+    {"ZLV_optimizeconcurrent", "takes an array of handles: Concurrent"},
     {"ZLV_putctrlcfunc", "always succeeds"},
     {"ZLV_putexitfunc", "always succeeds"},
     {"ZLV_putsolutionyi", "does nothing"},

@@ -273,8 +273,7 @@ INSTANTIATE_TEST_SUITE_P(
         refusal_case{"Simplex", no_change, ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_RES_ERR_INV_OPTIMIZER},
         refusal_case{"DualSimplex", no_change, ZLV_OPTIMIZER_DUAL_SIMPLEX,
                      ZLV_RES_ERR_INV_OPTIMIZER},
-        refusal_case{"Nonconvex", no_change, ZLV_OPTIMIZER_NONCONVEX, ZLV_RES_ERR_MIO_NOT_LOADED},
-        refusal_case{"Concurrent", no_change, ZLV_OPTIMIZER_CONCURRENT, ZLV_RES_ERR_INV_OPTIMIZER}),
+        refusal_case{"Nonconvex", no_change, ZLV_OPTIMIZER_NONCONVEX, ZLV_RES_ERR_MIO_NOT_LOADED}),
     [](const auto& tc) { return std::string(tc.param.name); });
 
 TEST(RunRefused, IntegersThatAreIgnoredAreSolved) {
