@@ -36,17 +36,24 @@ rescode solve_internal(const hs_lp& lp, const opt_settings& set, const monitor& 
   return r;
 }
 
+struct interior_point {
+  bool isfilled = false;  // a run that is stopped before its first iteration leaves nothing
+  opt_status status;
+  lp_point point;
+  explicit interior_point(mm_place place) : point(place) {}
+};
+
 // An interior point of a problem without presolve.
-//   nrmb, objsign  of the caller's problem, for the tolerances and the log
 rescode solve_interior(const opt_problem& prob, const opt_settings& set, const monitor& mon,
-                       memman& mman, hs_info& info, lp_point& point, opt_status& status) {
+                       memman& mman, hs_info& info, interior_point& out) {
   opt_internal in(mm_at(mman));
   opt_prepare(prob, in);
   hs_solution internal(mm_at(mman));
   const rescode r = solve_internal(opt_internalview(in, prob), set, mon, mman, info, internal);
   if (internal.x.empty() && in.a.ncol > 0) return r;
-  opt_reverse(prob, in, internal, point);
-  status = opt_statusof(internal.status);
+  opt_reverse(prob, in, internal, out.point);
+  out.status = opt_statusof(internal.status);
+  out.isfilled = true;
   return r;
 }
 
@@ -55,9 +62,8 @@ rescode solve_interior(const opt_problem& prob, const opt_settings& set, const m
 rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
                    memman& mman, opt_info& info, opt_solution& sol) {
   if (opt_trivial(prob, sol)) return rescode::ok;
-  lp_point point(mm_at(mman));
-  opt_status status;
-  const rescode r = solve_interior(prob, set, mon.ipm, mman, info.ipm, point, status);
-  if (!point.x.empty()) opt_fill(prob, point, status, sol);
+  interior_point found(mm_at(mman));
+  const rescode r = solve_interior(prob, set, mon.ipm, mman, info.ipm, found);
+  if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
   return r;
 }
