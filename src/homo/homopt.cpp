@@ -1,7 +1,4 @@
-// Newton systems, residuals and steps of the homogeneous model. The two-block system
-//   -T dx + A'dy = r1,  A dx = r2
-// is solved by A Theta A' dy = r2 + A Theta r1, dx = Theta (A'dy - r1), Theta = T^-1 (a large weight
-// stands in for the missing T of a free column), then refined against the true T.
+// Residuals, Newton directions and steps of the homogeneous model; the linear systems are homsys'.
 
 #include "homo/homopt.h"
 
@@ -9,39 +6,14 @@
 #include <cmath>
 #include <limits>
 
+#include "homo/homtool.h"
+
 namespace {
 
 constexpr double freeweight = 1e-8;  // T of a free column inside the factor; data scaled to about 1
 constexpr double free_ahead = 1e6;   // a free column's Theta over the largest of the others
-constexpr double solve_good = 1e-10;     // relative residual of p and q that is good enough
-constexpr double pivrel_strict = 1e-15;  // pivot rule when it is not, with rows taken out
-constexpr double solve_bad = 1e-6;       // and one that says that the system has no solution
-constexpr int maxrefine = 4;
-constexpr double refine_tol = 1e-12;  // residual of a block relative to its right-hand side: done
-constexpr double refine_gain = 0.5;   // a round that does not reduce the residual so is the last
-constexpr double rounding = 1e-15;    // a bound residual below this part of the bound is noise
+constexpr double rounding = 1e-15;   // a bound residual below this part of the bound is noise
 constexpr double theta_max = 1e30, theta_min = 1e-30;
-
-// Largest entry in absolute value; NaN when one is NaN.
-double maxabs(std::span<const double> v) {
-  double most = 0;
-  bool isnan = false;
-  for (const double e : v) {
-    most = std::max(most, std::abs(e));
-    isnan |= !(e == e);
-  }
-  return isnan ? std::numeric_limits<double>::quiet_NaN() : most;
-}
-
-double nanmax(double a, double b) {
-  return (a > b || !(a == a)) ? a : b;
-}
-
-double dot(std::span<const double> a, std::span<const double> b) {
-  double sum = 0;
-  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
-}
 
 }  // namespace
 
@@ -81,14 +53,16 @@ hom_state::hom_state(const hom_prob& problem, const hs_settings& settings, const
       e1(problem.n, 0.0, mm_at(mman)),
       e2(problem.m, 0.0, mm_at(mman)),
       sx(problem.n, 0.0, mm_at(mman)),
-      sy(problem.m, 0.0, mm_at(mman)) {
+      sy(problem.m, 0.0, mm_at(mman)),
+      qx(hom_hasq(problem) ? problem.n : 0, 0.0, mm_at(mman)),
+      qp(qx.size(), 0.0, mm_at(mman)) {
   for (hom_point* point : {&it, &best, &dir, &aff, &trial}) hom_resize(*point, problem);
   target.xs.assign(problem.n, 0.0);
   target.wv.assign(problem.u.size(), 0.0);
 }
 
 double hom_mu(const hom_prob& prob, const hom_point& pt) {
-  const double sum = dot(pt.x, pt.s) + dot(pt.w, pt.v) + pt.tau * pt.kappa;
+  const double sum = hom_dot(pt.x, pt.s) + hom_dot(pt.w, pt.v) + pt.tau * pt.kappa;
   return sum / double(prob.n - int32_t(prob.fcol.size()) + int32_t(prob.u.size()) + 1);
 }
 
@@ -109,6 +83,13 @@ void intpnt_computeresiduals(hom_state& st) {
   spmat_addatx(spmat_look(pr.at), -1, it.x, st.rp);
   for (int32_t j = 0; j < pr.n; ++j) st.rd[j] = pr.c[j] * it.tau - it.s[j];
   spmat_addatx(spmat_look(pr.a), -1, it.y, st.rd);
+  ms.xqx = 0;
+  if (hom_hasq(pr)) {
+    std::fill(st.qx.begin(), st.qx.end(), 0.0);
+    hom_addqx(pr, 1, it.x, st.qx);
+    for (int32_t j = 0; j < pr.n; ++j) st.rd[j] += st.qx[j];
+    ms.xqx = hom_dot(st.qx, it.x);
+  }
   double uv = 0;
   for (size_t k = 0; k < pr.u.size(); ++k) {
     const int32_t j = pr.ucol[k];
@@ -117,9 +98,10 @@ void intpnt_computeresiduals(hom_state& st) {
     st.rd[j] += it.v[k];
     uv += pr.u[k] * it.v[k];
   }
-  ms.cx = dot(pr.c, it.x);
-  ms.by = dot(pr.b, it.y) - uv;
+  ms.cx = hom_dot(pr.c, it.x);
+  ms.by = hom_dot(pr.b, it.y) - uv;
   st.rg = it.kappa - ms.by + ms.cx;
+  if (hom_hasq(pr)) st.rg += ms.xqx / it.tau;
   ms.mu = hom_mu(pr, it);
   ms.kapdivtau = it.kappa / it.tau;
   const double tau = it.tau;
@@ -127,29 +109,30 @@ void intpnt_computeresiduals(hom_state& st) {
   double rub = 0;
   for (size_t k = 0; k < pr.u.size(); ++k) {
     const double unit = pr.colfac[pr.ucol[k]] * pr.sb;
-    rub = nanmax(rub, std::abs(st.ru[k]) * unit / (tau + pr.u[k] * unit * tau));
+    rub = hom_nanmax(rub, std::abs(st.ru[k]) * unit / (tau + pr.u[k] * unit * tau));
   }
   double rpb = 0;
-  for (int32_t i = 0; i < pr.m; ++i) rpb = nanmax(rpb, std::abs(st.rp[i]) / pr.rowfac[i]);
+  for (int32_t i = 0; i < pr.m; ++i) rpb = hom_nanmax(rpb, std::abs(st.rp[i]) / pr.rowfac[i]);
   double rdb = 0;
-  for (int32_t j = 0; j < pr.n; ++j) rdb = nanmax(rdb, std::abs(st.rd[j]) / pr.colfac[j]);
-  ms.pfeas = nanmax(rpb * pr.sb / ((1 + pr.nrmb) * tau), rub);
+  for (int32_t j = 0; j < pr.n; ++j) rdb = hom_nanmax(rdb, std::abs(st.rd[j]) / pr.colfac[j]);
+  ms.pfeas = hom_nanmax(rpb * pr.sb / ((1 + pr.nrmb) * tau), rub);
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
-  ms.pobj = hs_objective(pr, ms.cx / tau);
-  ms.dobj = hs_objective(pr, ms.by / tau);
+  const double half = ms.xqx / tau / 2;
+  ms.pobj = hs_objective(pr, (ms.cx + half) / tau);
+  ms.dobj = hs_objective(pr, (ms.by - half) / tau);
   ms.gap = std::abs(ms.pobj - ms.dobj) / (1 + std::min(std::abs(ms.pobj), std::abs(ms.dobj)));
-  ms.pf = nanmax(maxabs(st.rp), maxabs(st.ru)) / (tau * st.nrm0p);
-  ms.df = maxabs(st.rd) / (tau * st.nrm0d);
+  ms.pf = hom_nanmax(hom_maxabs(st.rp), hom_maxabs(st.ru)) / (tau * st.nrm0p);
+  ms.df = hom_maxabs(st.rd) / (tau * st.nrm0d);
   ms.gf = std::abs(st.rg) / (tau * st.nrm0g);
   ms.cf = ms.mu / (tau * tau * st.mu0);
-  ms.merit = nanmax(nanmax(ms.pf, ms.df), ms.gf) + ms.cf;
+  ms.merit = hom_nanmax(hom_nanmax(ms.pf, ms.df), ms.gf) + ms.cf;
 }
 
 void hom_initnorms(hom_state& st) {
   constexpr double tiny = 1e-8;  // a start that is feasible already has no norm to be relative to
   const double tau = st.it.tau;
-  st.nrm0p = std::max({maxabs(st.rp) / tau, maxabs(st.ru) / tau, tiny});
-  st.nrm0d = std::max(maxabs(st.rd) / tau, tiny);
+  st.nrm0p = std::max({hom_maxabs(st.rp) / tau, hom_maxabs(st.ru) / tau, tiny});
+  st.nrm0d = std::max(hom_maxabs(st.rd) / tau, tiny);
   st.nrm0g = std::max(std::abs(st.rg) / tau, tiny);
   st.mu0 = std::max(st.meas.mu / (tau * tau), std::numeric_limits<double>::min());
   intpnt_computeresiduals(st);
@@ -157,116 +140,8 @@ void hom_initnorms(hom_state& st) {
 
 namespace {
 
-kktfac_regul regul_of(const hom_state& st) {
-  constexpr double shift[] = {1e-10, 1e-8, 1e-6};  // by regularization level; scaled data
-  kktfac_regul regul;
-  regul.shift = shift[st.regulevel];
-  return regul;
-}
-
-// x, y from the factor alone; r1 and r2 are not changed. x may not alias r1.
-void solve_once(hom_state& st, std::span<const double> r1, std::span<const double> r2,
-                std::span<double> x, std::span<double> y) {
-  for (size_t j = 0; j < x.size(); ++j) x[j] = st.theta[j] * r1[j];
-  std::copy(r2.begin(), r2.end(), y.begin());
-  spmat_addatx(spmat_look(st.prob.at), 1, x, y);
-  kktfac_adasolve(st.fac, y, 1);
-  for (size_t j = 0; j < x.size(); ++j) x[j] = -r1[j];
-  spmat_addatx(spmat_look(st.prob.a), 1, y, x);
-  for (size_t j = 0; j < x.size(); ++j) x[j] *= st.theta[j];
-}
-
-}  // namespace
-
-namespace {
-
-// Residuals of both blocks in st.e1 and st.e2; the larger one, relative to right-hand side and solution.
-// Without free columns x was made from y so that the first block holds to rounding.
-double solve_residual(hom_state& st, std::span<const double> r1, std::span<const double> r2,
-                      std::span<const double> x, std::span<const double> y) {
-  const hom_prob& pr = st.prob;
-  auto relative = [](double residual, double size) { return size > 0 ? residual / size : size; };
-  std::copy(r2.begin(), r2.end(), st.e2.begin());
-  spmat_addatx(spmat_look(pr.at), -1, x, st.e2);
-  const double res2 = relative(maxabs(st.e2), maxabs(r2) + maxabs(x));
-  if (pr.fcol.empty()) return res2;
-  for (int32_t j = 0; j < pr.n; ++j) st.e1[j] = r1[j] + st.tdiag[j] * x[j];
-  spmat_addatx(spmat_look(pr.a), -1, y, st.e1);
-  return nanmax(relative(maxabs(st.e1), maxabs(r1) + maxabs(y)), res2);
-}
-
-// The correction for st.e1 and st.e2 in st.sx and st.sy.
-void solve_correction(hom_state& st) {
-  if (!st.prob.fcol.empty()) {
-    solve_once(st, st.e1, st.e2, st.sx, st.sy);
-    return;
-  }
-  std::copy(st.e2.begin(), st.e2.end(), st.sy.begin());
-  kktfac_adasolve(st.fac, st.sy, 1);
-  std::fill(st.sx.begin(), st.sx.end(), 0.0);
-  spmat_addatx(spmat_look(st.prob.a), 1, st.sy, st.sx);
-  for (size_t j = 0; j < st.sx.size(); ++j) st.sx[j] *= st.theta[j];
-}
-
-void add(std::span<double> to, double factor, std::span<const double> from) {
-  for (size_t i = 0; i < to.size(); ++i) to[i] += factor * from[i];
-}
-
-}  // namespace
-
-double hom_solve(hom_state& st, std::span<const double> r1, std::span<const double> r2,
-                 std::span<double> x, std::span<double> y) {
-  solve_once(st, r1, r2, x, y);
-  double before = std::numeric_limits<double>::infinity();
-  for (int round = 0;; ++round) {
-    const double now = solve_residual(st, r1, r2, x, y);
-    if (round > 0 && !(now < before)) {  // the last round made it worse: take it back
-      add(x, -1, st.sx);
-      add(y, -1, st.sy);
-      return before;
-    }
-    if (round == maxrefine || !(now > refine_tol) || now > refine_gain * before) return now;
-    before = now;
-    solve_correction(st);
-    add(x, 1, st.sx);
-    add(y, 1, st.sy);
-  }
-}
-
-namespace {
-
-// Factor, and p and q for the right-hand side in r1 and r2, with the residual that they leave. The
-// pivot rule takes rows out that look dependent; when the system is not solved without them they come
-// back with a stricter rule.
-rescode factor_and_solve(hom_state& st, double& residual) {
-  kktfac_regul regul = regul_of(st);
-  if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  const double first = residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
-  if (first <= solve_good || kktfac_getstats(st.fac).numskipped == 0) return rescode::ok;
-  const double usual = regul.pivrel;
-  regul.pivrel = pivrel_strict;
-  if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
-  if (residual < first) return rescode::ok;
-  regul.pivrel = usual;
-  if (const rescode r = kktfac_numfac(st.fac, st.theta, regul, st.mon); r != rescode::ok) return r;
-  residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
-  return rescode::ok;
-}
-
-// Dependent free columns whose costs contradict each other leave no p at all (their problem is dual
-// infeasible). The weight they have in the factor then counts as theirs: the system is solvable, and
-// p is all but the ray. Where that does not help, rows contradict each other, and nothing changes.
-void weigh_free_columns(hom_state& st) {
-  for (const int32_t j : st.prob.fcol) st.tdiag[j] = 1 / st.theta[j];
-  if (hom_solve(st, st.r1, st.r2, st.p, st.q) <= solve_bad) return;
-  for (const int32_t j : st.prob.fcol) st.tdiag[j] = 0;
-  hom_solve(st, st.r1, st.r2, st.p, st.q);
-}
-
-}  // namespace
-
-rescode hom_numfac(hom_state& st) {
+// T, and its inverse with what the free columns get for it.
+void set_diagonal(hom_state& st) {
   const hom_prob& pr = st.prob;
   const hom_point& it = st.it;
   for (int32_t j = 0; j < pr.n; ++j) st.tdiag[j] = it.s[j] / it.x[j];
@@ -275,17 +150,24 @@ rescode hom_numfac(hom_state& st) {
     st.dub[k] = it.v[k] / it.w[k];
     st.tdiag[pr.ucol[k]] += st.dub[k];
   }
+  for (int32_t j = 0; j < int32_t(pr.qdiag.size()); ++j) st.tdiag[j] += pr.qdiag[j];
   for (int32_t j = 0; j < pr.n; ++j) {
     st.theta[j] = std::clamp(1 / st.tdiag[j], theta_min, theta_max);
   }
-  if (!pr.fcol.empty()) {
-    double most = 0;
-    for (int32_t j = 0; j < pr.n; ++j) {
-      if (pr.isfree[j] == 0) most = std::max(most, st.theta[j]);
-    }
+  if (!pr.bcol.empty()) {
+    for (const int32_t j : pr.bcol) st.theta[j] = 0;
+    const double most = hom_maxabs(st.theta);
     const double free = std::clamp(free_ahead * most, 1.0, 1 / freeweight);
-    for (const int32_t j : pr.fcol) st.theta[j] = free;
+    for (const int32_t j : pr.bcol) st.theta[j] = free;
   }
+}
+
+}  // namespace
+
+rescode hom_numfac(hom_state& st) {
+  const hom_prob& pr = st.prob;
+  const hom_point& it = st.it;
+  set_diagonal(st);
   // A column nearer to its upper bound is solved for p - u: D u alone would swamp everything else.
   std::copy(pr.c.begin(), pr.c.end(), st.r1.begin());
   std::copy(pr.b.begin(), pr.b.end(), st.r2.begin());
@@ -302,9 +184,8 @@ rescode hom_numfac(hom_state& st) {
     }
   }
   spmat_addatx(spmat_look(pr.at), 1, st.sx, st.r2);
-  double residual = 0;
-  if (const rescode r = factor_and_solve(st, residual); r != rescode::ok) return r;
-  if (!(residual <= solve_bad) && !pr.fcol.empty()) weigh_free_columns(st);
+  hom_addqx(pr, -1, st.sx, st.r1);
+  if (const rescode r = hom_factorpq(st); r != rescode::ok) return r;
   double sum = it.kappa / it.tau;
   for (size_t k = 0; k < pr.u.size(); ++k) {
     const int32_t j = pr.ucol[k];
@@ -315,17 +196,18 @@ rescode hom_numfac(hom_state& st) {
   for (int32_t j = 0; j < pr.n; ++j) {
     if (pr.isfree[j] == 0) sum += st.p[j] * st.p[j] * (it.s[j] / it.x[j]);
   }
-  for (const int32_t j : pr.fcol) sum += st.p[j] * st.p[j] * st.tdiag[j];
+  for (const int32_t j : pr.bcol) {
+    const double weight = pr.qdiag.empty() ? st.tdiag[j] : st.tdiag[j] - pr.qdiag[j];
+    sum += st.p[j] * st.p[j] * weight;
+  }
+  if (hom_hasq(pr)) {  // (p - x / tau)'Q(p - x / tau)
+    for (int32_t j = 0; j < pr.n; ++j) st.sx[j] = st.p[j] - it.x[j] / it.tau;
+    std::fill(st.qp.begin(), st.qp.end(), 0.0);
+    hom_addqx(pr, 1, st.sx, st.qp);
+    sum += std::max(hom_dot(st.qp, st.sx), 0.0);
+  }
   st.den = sum;
   return rescode::ok;
-}
-
-rescode hom_lsfactor(hom_state& st) {
-  const hom_prob& pr = st.prob;
-  std::fill(st.tdiag.begin(), st.tdiag.end(), 1.0);
-  for (const int32_t j : pr.ucol) st.tdiag[j] = 2;
-  for (int32_t j = 0; j < pr.n; ++j) st.theta[j] = 1 / st.tdiag[j];
-  return kktfac_numfac(st.fac, st.theta, regul_of(st), st.mon);
 }
 
 void hom_formsearch(hom_state& st, const hom_target& tg, hom_point& dir) {
@@ -345,7 +227,8 @@ void hom_formsearch(hom_state& st, const hom_target& tg, hom_point& dir) {
     dir.v[k] = (tg.wv[k] - it.v[k] * dir.w[k]) / it.w[k];
     udv += pr.u[k] * dir.v[k];
   }
-  const double num = tg.eta * st.rg + tg.tk / it.tau + udv - dot(pr.b, dir.y) + dot(pr.c, dir.x);
+  double num = tg.eta * st.rg + tg.tk / it.tau + udv - hom_dot(pr.b, dir.y) + hom_dot(pr.c, dir.x);
+  if (hom_hasq(pr)) num += 2 / it.tau * hom_dot(st.qx, dir.x);
   const double dt = num / st.den;
   for (int32_t j = 0; j < pr.n; ++j) dir.x[j] += dt * st.p[j];
   for (int32_t i = 0; i < pr.m; ++i) dir.y[i] += dt * st.q[i];
@@ -383,6 +266,7 @@ hom_steps hom_stepsize(const hom_state& st, const hom_point& dir) {
   const double both = std::max(-dir.tau / it.tau, -dir.kappa / it.kappa);
   rp = std::max({rp, both, 1 / big});
   rd = std::max({rd, both, 1 / big});
+  if (hom_hasq(pr)) rp = rd = std::max(rp, rd);
   return {1 / rp, 1 / rd};
 }
 

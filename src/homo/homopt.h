@@ -1,9 +1,13 @@
-// The generic homogeneous iteration on a scaled linear problem: state, residuals, Newton solves,
-// step lengths and status tests. The loop that drives them is homoptlp.
+// The generic homogeneous iteration on a scaled linear or convex quadratic problem: state, residuals,
+// Newton solves, step lengths and status tests. The loop that drives them is homoptlp.
 //
 // With B the columns that are not free, U those with an upper bound x_U + w = u:
-//   rp = b tau - A x         ru = u tau - x_U - w
-//   rd = c tau - A'y - s + E v      rg = kappa - b'y + u'v + c'x
+//   rp = b tau - A x                     ru = u tau - x_U - w
+//   rd = c tau + Q x - A'y - s + E v     rg = kappa - b'y + u'v + c'x + x'Qx / tau
+// The gap row of a quadratic problem is that of the monotone complementarity embedding,
+//   Andersen, Ye, "On a homogeneous algorithm for the monotone complementarity problem", Math.
+//   Program. 84 (1999),
+// so only rp, ru and rd fall by the step; and as rd holds Q x, both steps are the same.
 #pragma once
 
 #include <cstdint>
@@ -39,7 +43,7 @@ struct hom_measures {
   double mu = 0, kapdivtau = 0;
   double pf = 1, df = 1, gf = 1, cf = 1;  // scaled residuals and mu over tau, relative to the start
   double merit = 0;                       // max(pf, df, gf) + cf
-  double cx = 0, by = 0;                  // c'x and b'y - u'v, scaled
+  double cx = 0, by = 0, xqx = 0;         // c'x, b'y - u'v and x'Qx, scaled
 };
 
 struct hom_times {  // seconds, wall-clock
@@ -56,8 +60,8 @@ struct hom_state {
   mm_vector<double> rp, ru, rd;  // residuals
   double rg = 0;
   double nrm0p = 1, nrm0d = 1, nrm0g = 1, mu0 = 1;  // norms at the start
-  mm_vector<double> tdiag;                          // n: X^-1 S + E V/W E'; zero for free columns
-  mm_vector<double> theta;     // n: its inverse, 1 / freeweight for free columns
+  mm_vector<double> tdiag;     // n: X^-1 S + E V/W E', zero for free columns; plus a diagonal Q
+  mm_vector<double> theta;     // n: its inverse, something large for free columns
   mm_vector<double> dub;       // V / W, one per upper bound
   mm_vector<double> pmu;       // p - u, one per upper bound, without cancellation
   mm_vector<uint8_t> isupper;  // the column is nearer to its upper bound
@@ -65,6 +69,7 @@ struct hom_state {
   double den = 1;              // denominator of dtau, a sum of squares
   hom_target target;
   mm_vector<double> r1, r2, e1, e2, sx, sy;  // work of the solves
+  mm_vector<double> qx, qp;                  // n with Q, else empty: Q x of st.it, and work
   hom_measures meas;
   hom_times times;
   int32_t regulevel = 0, numdropcor = 0, maxncor = 1, numcor = 0;
@@ -83,10 +88,12 @@ void hom_initnorms(hom_state& st);
 // hom_numfac: diagonal and factor at st.it, then p, q and den. A failure of the factorization comes
 // back as its code.
 rescode hom_numfac(hom_state& st);
-// hom_lsfactor: factor for the least-squares start, diagonal 1 (2 with an upper bound).
+// hom_lsfactor: factor for the least-squares start, T = 1 (2 with an upper bound).
 rescode hom_lsfactor(hom_state& st);
+// hom_factorpq: factor for tdiag and theta, then p and q for the right-hand side in r1 and r2.
+rescode hom_factorpq(hom_state& st);
 
-// hom_solve: [-T A'; A 0] [x; y] = [r1; r2] with refinement against the unregularized matrix.
+// hom_solve: [-(T + Q) A'; A 0] [x; y] = [r1; r2] with refinement against the unregularized matrix.
 // Returns the residual, of each block relative to its right-hand side and solution.
 double hom_solve(hom_state& st, std::span<const double> r1, std::span<const double> r2,
                  std::span<double> x, std::span<double> y);
@@ -133,10 +140,7 @@ void hom_computesearch(hom_state& st);
 void hom_initsearch(hom_state& st);
 
 // Log rows; see homlog.cpp.
-void hom_logsetup(const hom_prob& prob, const hs_settings& set, const kktfac_stats& fs,
-                  const monitor& mon, const memman& mman);
-void hom_loghead(const monitor& mon);
-void hom_logrow(const monitor& mon, const hs_info& info);
-void hom_logtrace(const hom_state& st);
+void hom_loghead(const hom_state& st);
+void hom_logrow(const hom_state& st, const hs_info& info);
 void hom_logend(const hom_state& st, const hom_outcome& outcome);
-void hom_logtimes(const monitor& mon, const hom_times& times, const kktfac_stats& fs, double total);
+void hom_logtimes(const hom_state& st, double total);

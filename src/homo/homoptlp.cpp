@@ -1,4 +1,4 @@
-// The loop of the homogeneous method on a linear problem: starting point, search directions with
+// The loop of the homogeneous method: starting point, search directions with
 // correctors, steps, regularization levels, stall handling and the ends of the run.
 
 #include <algorithm>
@@ -152,9 +152,15 @@ rescode least_squares_start(hom_state& st, double psafe, double dsafe) {
   for (size_t k = 0; k < pr.u.size(); ++k) st.r1[pr.ucol[k]] = -pr.u[k];
   hom_solve(st, st.r1, pr.b, it.x, it.y);
   for (size_t k = 0; k < pr.u.size(); ++k) it.w[k] = pr.u[k] - it.x[pr.ucol[k]];
+  // T s = A'y - c; with Q, T s = A'y - c - Q (x + s), and x + s is as good a start.
   std::fill(st.r2.begin(), st.r2.end(), 0.0);
-  hom_solve(st, pr.c, st.r2, it.s, it.y);  // T s = A'y - c
-  for (int32_t j = 0; j < pr.n; ++j) it.s[j] = pr.isfree[j] != 0 ? 0 : -it.s[j] * st.tdiag[j];
+  std::copy(pr.c.begin(), pr.c.end(), st.r1.begin());
+  hom_addqx(pr, 1, it.x, st.r1);
+  hom_solve(st, st.r1, st.r2, it.s, it.y);
+  for (int32_t j = 0; j < pr.n; ++j) {
+    const double weight = pr.qdiag.empty() ? st.tdiag[j] : st.tdiag[j] - pr.qdiag[j];
+    it.s[j] = pr.isfree[j] != 0 ? 0 : -it.s[j] * weight;
+  }
   for (size_t k = 0; k < pr.u.size(); ++k) {
     const double z = it.s[pr.ucol[k]];
     it.s[pr.ucol[k]] = z / 2;
@@ -376,12 +382,11 @@ hom_outcome hom_optlp(hom_state& st, hs_info& info) {
   if (const rescode r = hom_start(st); r != rescode::ok) return {hs_status::unknown, r};
   hom_initsearch(st);
   st.times.init = timer_wall(clock);
-  hom_loghead(st.mon);
+  hom_loghead(st);
   progress pg;
   for (info.iter = 0;; ++info.iter) {
     fill_info(st, info);
-    hom_logrow(st.mon, info);
-    hom_logtrace(st);
+    hom_logrow(st, info);
     note_best(st, pg);
     if (const hom_verdict now = hom_statustest(st, 1); now.stop) return {now.status, rescode::ok};
     if (const rescode r = st.mon.poll(callback_code::im_intpnt); r != rescode::ok) {

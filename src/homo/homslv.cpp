@@ -1,4 +1,4 @@
-// Entry of the homogeneous linear optimizer: scales, sets up the factorization, runs the loop and
+// Entries of the homogeneous optimizer: scales, sets up the factorization, runs the loop and
 // brings the final point back into the caller's units.
 
 #include "homo/homslv.h"
@@ -8,8 +8,36 @@
 
 #include "cpub/callback.h"
 #include "homo/homopt.h"
+#include "kfac/symdef.h"
 
 namespace {
+
+void log_setup(const hom_prob& prob, const hs_settings& set, const kktfac_stats& fs,
+               const monitor& mon, const memman& mman) {
+  constexpr int word = -10, label = -22, value = -16, second = 16;
+  mon.log(1, "%*s - %*s : %-*d\n", word, "Optimizer", label, "threads", -value, set.kkt.numthreads);
+  mon.log(1, "%*s - %*s : %-*s\n", word, "Optimizer", label, "solved problem", -value,
+          set.solvedual ? "the dual" : "the primal");
+  mon.log(1, "%*s - %*s : %*d  %*s : %*d\n", word, "Optimizer", label, "constraints", value, prob.m,
+          label, "variables", value, prob.n);
+  mon.log(1, "%*s - %*s : %-*.2f  %*s : %-*.2f\n", word, "Factor", label, "setup time", -value,
+          fs.tsetup, label, "order time", -value, fs.torder);
+  mon.log(1, "%*s - %*s : %-*s  %*s : %-*.2f\n", word, "Factor", label, "GP order used", -value,
+          fs.gpused ? "yes" : "no", label, "GP order time", -value, fs.tgporder);
+  mon.log(1, "%*s - %*s : %-*lld  %*s : %*lld\n", word, "Factor", label, "nonzeros before factor",
+          -value, static_cast<long long>(fs.matnumnz), label, "after factor", -second,
+          static_cast<long long>(fs.numnz));
+  mon.log(1, "%*s - %*s : %-*d  %*s : %-*.2e\n", word, "Factor", label, "offending columns", -value,
+          fs.numoffcol, label, "flops", -value, fs.flops);
+  if (fs.gpused) {
+    mon.log(1, "%*s - %*s : %-*lld  %*s : %-*.2e\n", word, "Factor", label, "GP saved nzs", -value,
+            static_cast<long long>(fs.gpsavednz), label, "GP saved flops", -value, fs.gpsavedflops);
+  }
+
+  mon.log(1, "%*s - %*s : %-*s  %*s : %-*s\n", word, "Memory", label, "Cur. usage", -value,
+          memman_sizetext(memman_usage(mman)).text, label, "Max usage", -value,
+          memman_sizetext(memman_maxusage(mman)).text);
+}
 
 void count_bounds(const hom_prob& prob, hs_info& info) {
   info.numcon = prob.m;
@@ -50,6 +78,12 @@ hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mma
   hom_prob feas(mm_at(mman));
   feas = prob;
   std::fill(feas.c.begin(), feas.c.end(), 0.0);
+  feas.q.ptr.clear();
+  feas.q.sub.clear();
+  feas.q.val.clear();
+  feas.q.nrow = feas.q.ncol = 0;
+  feas.qdiag.clear();
+  feas.bcol = feas.fcol;
   feas.nrmc = 0;
   first.mon.log(2, "Looking for a certificate without the objective.\n");
   hs_info again = info;
@@ -63,10 +97,8 @@ hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mma
   return outcome;
 }
 
-}  // namespace
-
-rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
-                    hs_info& info, hs_solution& sol) {
+rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                 hs_info& info, hs_solution& sol) {
   const timer clock = timer_start();
   hom_prob prob(mm_at(mman));
   hs_scaleproblem(lp, set.scaling, prob);
@@ -74,6 +106,7 @@ rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon,
   info.solvedual = set.solvedual;
   const kktfac_ptr fac = kktfac_make(kktfac_kind::ada, prob.m, prob.n, mman);
   kktfac_inaij(*fac, spmat_look(prob.a));
+  if (hom_hasq(prob) && prob.qdiag.empty()) return rescode::err_solver_probtype;
   if (const rescode r = kktfac_adasetup(*fac, set.kkt, mon, monitor_at(mon, set.orderlevel));
       r != rescode::ok) {
     mon.log(6, "resp(%d)\n", int32_t(r));
@@ -81,7 +114,7 @@ rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon,
   }
   info.fac = kktfac_getstats(*fac);
   hom_state st(prob, set, mon, *fac, mman);
-  hom_logsetup(prob, set, info.fac, mon, mman);
+  log_setup(prob, set, info.fac, mon, mman);
   hom_outcome outcome = hom_optlp(st, info);
   sol.status = outcome.status;
   unscale(st, sol);
@@ -89,13 +122,26 @@ rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon,
   const bool doubtful =
       outcome.status == hs_status::unknown || outcome.status == hs_status::illposed;
   if (doubtful && (outcome.code == rescode::ok || outcome.code == rescode::trm_stall) &&
-      prob.nrmc > 0) {
+      (prob.nrmc > 0 || hom_hasq(prob))) {
     const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
     if (proof.status == hs_status::priminfeas) outcome = proof;
   }
-  hom_logtimes(mon, st.times, kktfac_getstats(*fac), timer_wall(clock));
+  hom_logtimes(st, timer_wall(clock));
   info.fac = kktfac_getstats(*fac);
   info.cputime = timer_cpu(clock);
   info.realtime = timer_wall(clock);
   return outcome.code;
+}
+
+}  // namespace
+
+rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                    hs_info& info, hs_solution& sol) {
+  return optimize(lp, set, mon, mman, info, sol);
+}
+
+rescode hs_optqp(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                 hs_info& info, hs_solution& sol) {
+  if (!set.isconvex && !symdef_ispsd(lp.q, 1, {}, mman)) return rescode::err_nonconvex;
+  return optimize(lp, set, mon, mman, info, sol);
 }

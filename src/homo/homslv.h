@@ -1,7 +1,8 @@
-// Homogeneous interior-point optimizer for linear problems: entry, settings and results.
+// Homogeneous interior-point optimizer for linear and convex quadratic problems: entries, settings
+// and results.
 //
-// Simplified homogeneous self-dual model with predictor-corrector steps, multiple centrality
-// correctors and normal equations:
+// Simplified homogeneous self-dual model with predictor-corrector steps and multiple centrality
+// correctors:
 //   Xu, Hung, Ye, "A simplified homogeneous and self-dual linear programming algorithm and its
 //   implementation", Ann. Oper. Res. 62 (1996);
 //   Mehrotra, "On the implementation of a primal-dual interior point method", SIAM J. Optim. 2 (1992);
@@ -31,6 +32,7 @@ struct hs_settings {
   bool constantstart = false;
   bool useregul = true;  // regularization levels above the first are allowed
   hs_scaling scaling = hs_scaling::free;
+  bool isconvex = false;   // Q is known to be positive semidefinite
   bool solvedual = false;  // only reported: the caller has dualized the problem
   kktfac_settings kkt;
   int32_t orderlevel = 0;  // level of detail of the ordering's log
@@ -64,9 +66,14 @@ struct hs_solution {
   explicit hs_solution(mm_place place) : x(place), y(place), s(place), v(place) {}
 };
 
-// hs_optimize: solves lp.
+// hs_optimize: solves lp, which has no Q.
 //   info  updated before every poll of mon
 //   sol   out; the best point found when the run is stopped early
 // Returns ok, trm_max_iterations, trm_stall (numerical problems) or what ended the monitor's poll.
 rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
                     hs_info& info, hs_solution& sol);
+
+// hs_optqp: the same for a problem with Q. Unless Q is known to be convex it is checked first: returns
+// err_nonconvex, with sol and info as they were, when it is not positive semidefinite.
+rescode hs_optqp(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                 hs_info& info, hs_solution& sol);

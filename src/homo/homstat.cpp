@@ -21,6 +21,7 @@ hom_ray hom_dualray(const hom_state& st) {
   for (int32_t i = 0; i < pr.m; ++i) size += std::abs(pr.b[i] * it.y[i]);
   for (int32_t j = 0; j < pr.n; ++j) {
     double d = st.rd[j] - pr.c[j] * it.tau + it.s[j];  // -a_j'y
+    if (!st.qx.empty()) d -= st.qx[j];
     double wrong = std::max(-d, 0.0);
     if (k < pr.ucol.size() && pr.ucol[k] == j) {
       d -= it.v[k];
@@ -39,7 +40,8 @@ hom_ray hom_dualray(const hom_state& st) {
   return ray;
 }
 
-// x as a ray that proves dual infeasibility: residual of A x = 0, x_U + w = 0 and objective -c'x.
+// x as a ray that proves dual infeasibility: residual of A x = 0, x_U + w = 0, Q x = 0 and objective
+// -c'x.
 hom_ray hom_primalray(const hom_state& st) {
   const hom_prob& pr = st.prob;
   hom_ray ray;
@@ -52,6 +54,10 @@ hom_ray hom_primalray(const hom_state& st) {
     if (!(e <= ray.residual)) ray.residual = e;
   }
   ray.residual *= pr.sb;
+  for (size_t j = 0; j < st.qx.size(); ++j) {
+    const double e = std::abs(st.qx[j]) / pr.colfac[j] * pr.sc;
+    if (!(e <= ray.residual)) ray.residual = e;
+  }
   ray.objective = -st.meas.cx * pr.sb * pr.sc;
   return ray;
 }

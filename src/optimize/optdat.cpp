@@ -19,7 +19,12 @@ double removed_value(const opt_problem& prob, int32_t j) {
   return upper ? prob.bux[j] : 0;
 }
 
+bool hasq(const opt_problem& prob) {
+  return prob.q.ncol > 0;
+}
+
 bool is_emptycolumn(const opt_problem& prob, int32_t j) {
+  if (hasq(prob) && prob.q.ptr[j] < prob.q.ptr[j + 1]) return false;
   for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
     if (prob.bkc[prob.a.sub[p]] != ZLV_BK_FR && prob.a.val[p] != 0) return false;
   }
@@ -167,18 +172,21 @@ void map_rows(const opt_problem& prob, opt_internal& in) {
   in.a.nrow = row;
 }
 
+// Where x = 0 of the internal form lies: the value of a column taken out, or the bound shifted to.
+double origin(const opt_problem& prob, int32_t j) {
+  const int32_t key = prob.bkx[j];
+  if (key == ZLV_BK_FX || is_emptycolumn(prob, j)) return removed_value(prob, j);
+  if (key == ZLV_BK_FR) return 0;
+  return key == ZLV_BK_UP ? prob.bux[j] : prob.blx[j];
+}
+
 // fixed, numcon: what the columns taken out and the shifts contribute to the activities.
 void add_column(const opt_problem& prob, int32_t j, opt_internal& in, std::span<double> fixed) {
   const int32_t key = prob.bkx[j];
   const double cost = prob.maximize ? -prob.c[j] : prob.c[j];
   const bool taken = key == ZLV_BK_FX || is_emptycolumn(prob, j);
   const bool flip = key == ZLV_BK_UP;
-  double shift = 0;
-  if (taken) {
-    shift = removed_value(prob, j);
-  } else if (key != ZLV_BK_FR) {
-    shift = flip ? prob.bux[j] : prob.blx[j];
-  }
+  const double shift = origin(prob, j);
   in.cfix += cost * shift;
   for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
     const int32_t i = prob.a.sub[p];
@@ -194,6 +202,35 @@ void add_column(const opt_problem& prob, int32_t j, opt_internal& in, std::span<
   in.c.push_back(flip ? -cost : cost);
   in.isfree.push_back(uint8_t(key == ZLV_BK_FR));
   in.u.push_back(key == ZLV_BK_RA ? prob.bux[j] - prob.blx[j] : inf);
+}
+
+// Q of the columns that stay, and what the others and the shifts add to c and the constant:
+// (x + d)'Q(x + d)/2 = x'Qx/2 + (Q d)'x + d'Q d/2.
+void add_quadratic(const opt_problem& prob, opt_internal& in) {
+  const double sense = prob.maximize ? -1 : 1;
+  const auto sign = [&](int32_t j) { return in.flipped[j] != 0 ? -sense : sense; };
+  exact_sum constant;
+  in.q.ptr.reserve(size_t(in.a.ncol) + 1);
+  in.q.ptr.push_back(0);
+  for (int32_t j = 0; j < prob.numvar; ++j) {
+    const int32_t jj = in.colof[j];
+    exact_sum slope;
+    for (ptrdiff_t p = prob.q.ptr[j]; p < prob.q.ptr[j + 1]; ++p) {
+      const int32_t i = prob.q.sub[p];
+      slope.add(prob.q.val[p] * origin(prob, i));
+      if (jj < 0 || i < j || in.colof[i] < 0) continue;
+      in.q.sub.push_back(in.colof[i]);
+      in.q.val.push_back(in.flipped[i] != 0 ? -sign(j) * prob.q.val[p] : sign(j) * prob.q.val[p]);
+    }
+    constant.add(sense * slope.value() * origin(prob, j) / 2);
+    if (jj < 0) continue;
+    in.q.ptr.push_back(ptrdiff_t(in.q.sub.size()));
+    in.c[jj] += sign(j) * slope.value();
+  }
+  in.cfix += constant.value();
+  in.q.ptr.resize(size_t(in.a.ncol) + 1,
+                  ptrdiff_t(in.q.sub.size()));  // slack columns have no entry
+  in.q.nrow = in.q.ncol = in.a.ncol;
 }
 
 void add_slack(const opt_problem& prob, int32_t i, opt_internal& in) {
@@ -229,6 +266,7 @@ void opt_prepare(const opt_problem& prob, opt_internal& in) {
     in.b[in.rowof[i]] = bound - fixed[i];
     if (prob.bkc[i] != ZLV_BK_FX) add_slack(prob, i, in);
   }
+  if (hasq(prob)) add_quadratic(prob, in);
 }
 
 hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob) {
@@ -240,6 +278,7 @@ hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob) {
   }
   lp.cfix = in.cfix;
   lp.objsign = prob.maximize ? -1.0 : 1.0;
+  lp.q = spmat_look(in.q);
   return lp;
 }
 
@@ -344,12 +383,19 @@ void normalise_ray(const opt_problem& prob, opt_kind kind, opt_solution& sol) {
   }
 }
 
-// The bound duals of the columns: what their reduced costs leave for a finite bound to carry.
+// The bound duals of the columns: what their reduced costs c + Q x - A'y leave for a finite bound to
+// carry; Q x only at a point.
 void column_duals(const opt_problem& prob, opt_kind kind, opt_solution& sol) {
   const double costsign = kind == opt_kind::dualray ? 0 : 1;
+  const double sense = prob.maximize ? -1 : 1;
   for (int32_t j = 0; j < prob.numvar; ++j) {
     exact_sum sum;
     sum.add(costsign * (prob.maximize ? -prob.c[j] : prob.c[j]));
+    if (hasq(prob) && kind == opt_kind::point) {
+      for (ptrdiff_t p = prob.q.ptr[j]; p < prob.q.ptr[j + 1]; ++p) {
+        sum.add(sense * prob.q.val[p] * sol.xx[prob.q.sub[p]]);
+      }
+    }
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
       sum.add(-prob.a.val[p] * sol.y[prob.a.sub[p]]);
     }

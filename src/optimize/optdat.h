@@ -1,4 +1,4 @@
-// The driver's view of a linear problem and its way into the interior-point optimizer's form and
+// The driver's view of a linear or convex quadratic problem and its way into the interior-point optimizer's form and
 // back: shifted to lower bounds of zero, inequality rows closed with slack columns, fixed and empty
 // columns and free rows taken out.
 #pragma once
@@ -12,8 +12,8 @@
 #include "homo/homslv.h"
 #include "misc/linprob.h"
 
-// minimize (or maximize) cfix + c'x  subject to  blc <= A x <= buc,  blx <= x <= bux, by bound keys
-// ZLV_BK_*; the keys say which bounds are finite.
+// minimize (or maximize) cfix + c'x + x'Qx/2  subject to  blc <= A x <= buc,  blx <= x <= bux, by
+// bound keys ZLV_BK_*; the keys say which bounds are finite.
 struct opt_problem {
   int32_t numcon = 0, numvar = 0;
   spmat_view a;  // by columns, rows increasing
@@ -21,6 +21,7 @@ struct opt_problem {
   std::span<const double> blc, buc, blx, bux, c;
   double cfix = 0;
   bool maximize = false;
+  spmat_view q;  // numvar x numvar, both triangles, rows increasing, no zeros; no columns: linear
 };
 
 // A solution of an opt_problem; spans of numcon or numvar entries, all filled.
@@ -38,6 +39,7 @@ struct opt_internal {
   spmat a;
   mm_vector<double> b, c, u;
   mm_vector<uint8_t> isfree;
+  spmat q;  // lower triangle; no columns: linear
   double cfix = 0;
   mm_vector<int32_t> colof;    // numvar: internal column, or -1 for one that was taken out
   mm_vector<uint8_t> flipped;  // numvar: internal x is bux - x
@@ -48,6 +50,7 @@ struct opt_internal {
         c(place),
         u(place),
         isfree(place),
+        q(place),
         colof(place),
         flipped(place),
         rowof(place) {}
@@ -58,7 +61,8 @@ struct opt_internal {
 // Returns whether there was one.
 bool opt_trivial(const opt_problem& prob, opt_solution& sol);
 
-// opt_prepare: the internal form. Every internal column and row has an entry.
+// opt_prepare: the internal form. Every internal row has an entry, and every internal column has one
+// in A or Q.
 void opt_prepare(const opt_problem& prob, opt_internal& in);
 hs_lp opt_internalview(const opt_internal& in, const opt_problem& prob);
 

@@ -24,6 +24,7 @@ bool is_verdict(hs_status status) {
 // The homogeneous optimizer on an internal form, itself or its dual.
 rescode solve_internal(const hs_lp& lp, const opt_settings& set, const monitor& mon, memman& mman,
                        hs_info& info, hs_solution& sol) {
+  if (!lp.q.sub.empty()) return hs_optqp(lp, set.ipm, mon, mman, info, sol);
   const bool freely =
       set.form == opt_form::free && opt_prefersdual(lp, set.ipm.kkt.offcoltrh, mman);
   const bool forced = set.form == opt_form::dual && lp.a.nrow > 0 && lp.a.ncol > 0;

@@ -1,4 +1,4 @@
-// The pipelines for linear problems: interior point with basis identification behind it, and the
+// The pipelines for linear and convex quadratic problems: interior point with basis identification behind it, and the
 // simplex optimizers; each between presolve and postsolve.
 #pragma once
 
@@ -25,6 +25,7 @@ struct opt_info {
 };
 
 // opt_ipmslv: an interior solution of prob. A run that is stopped early leaves the best point found.
-// Returns ok or how the run ended early.
+// Returns ok, how the run ended early, or err_nonconvex (and no solution) for a quadratic objective that
+// the settings do not say to be convex and that is not.
 rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
                    memman& mman, opt_info& info, opt_solution& sol);

@@ -151,6 +151,9 @@ struct prob_qterms {
   std::span<const double> val;
 };
 prob_qterms prob_getq(const prob_rec& p, int32_t k);
+// prob_qcolumns: the terms of k as a numvar x numvar matrix of both triangles, by columns with rows
+// increasing, terms of one place summed, zero sums left out. q is replaced.
+void prob_qcolumns(const prob_rec& p, int32_t k, spmat& q);
 // prob_qreserve: packs the pool and leaves at least n places free at its end; never more places
 // than used + n are asked for.
 void prob_qreserve(prob_rec& p, int32_t n);

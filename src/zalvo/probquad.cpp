@@ -95,6 +95,47 @@ prob_qterms prob_getq(const prob_rec& p, int32_t k) {
       {p.qsubi.data() + begin, num}, {p.qsubj.data() + begin, num}, {p.qval.data() + begin, num}};
 }
 
+void prob_qcolumns(const prob_rec& p, int32_t k, spmat& q) {
+  const prob_qterms terms = prob_getq(p, k);
+  const mm_place at = q.ptr.get_allocator().place;
+  // Both triangles by columns in the order of the terms; the transpose of a symmetric matrix is itself
+  // with its rows sorted.
+  spmat raw(at), sorted(at);
+  raw.nrow = raw.ncol = p.numvar;
+  raw.ptr.assign(size_t(p.numvar) + 1, 0);
+  const auto each = [&](auto&& place) {
+    for (size_t t = 0; t < terms.val.size(); ++t) {
+      place(terms.subi[t], terms.subj[t], terms.val[t]);
+      if (terms.subi[t] != terms.subj[t]) place(terms.subj[t], terms.subi[t], terms.val[t]);
+    }
+  };
+  each([&](int32_t, int32_t j, double) { ++raw.ptr[j + 1]; });
+  for (int32_t j = 0; j < p.numvar; ++j) raw.ptr[j + 1] += raw.ptr[j];
+  mm_vector<ptrdiff_t> next(raw.ptr.begin(), raw.ptr.end() - 1, at);
+  raw.sub.resize(size_t(raw.ptr.back()));
+  raw.val.resize(raw.sub.size());
+  each([&](int32_t i, int32_t j, double value) {
+    raw.sub[next[j]] = i;
+    raw.val[next[j]++] = value;
+  });
+  spmat_transpose(spmat_look(raw), sorted);
+  q.nrow = q.ncol = p.numvar;
+  q.ptr.assign(1, 0);
+  q.sub.clear();
+  q.val.clear();
+  for (int32_t j = 0; j < p.numvar; ++j) {
+    for (ptrdiff_t e = sorted.ptr[j]; e < sorted.ptr[j + 1];) {
+      const int32_t i = sorted.sub[e];
+      double sum = 0;
+      for (; e < sorted.ptr[j + 1] && sorted.sub[e] == i; ++e) sum += sorted.val[e];
+      if (sum == 0) continue;
+      q.sub.push_back(i);
+      q.val.push_back(sum);
+    }
+    q.ptr.push_back(ptrdiff_t(q.sub.size()));
+  }
+}
+
 int32_t prob_qused(const prob_rec& p) {
   int32_t used = p.qobje - p.qobjb;
   for (int32_t k = 0; k < p.numcon && !p.qcptrb.empty(); ++k) used += p.qcptre[k] - p.qcptrb[k];

@@ -46,7 +46,8 @@ rescode run_continuous(task_rec& t, const timer& clock) {
   if (issimplex) return rescode::err_inv_optimizer;
   if (probtype == ZLV_PROBTYPE_MIXED) return rescode::err_mixed_problem;
   if (probtype == ZLV_PROBTYPE_CONIC || t.prob.numcone > 0) return rescode::err_inv_optimizer;
-  if (probtype != ZLV_PROBTYPE_LO) return rescode::err_solver_probtype;
+  const bool isknown = probtype == ZLV_PROBTYPE_LO || probtype == ZLV_PROBTYPE_QO;
+  if (!isknown) return rescode::err_solver_probtype;
   return opt_runintpnt(t, clock);
 }
 

@@ -228,6 +228,10 @@ void add_cone(ZLV_task_t task) {
 void add_quadratic(ZLV_task_t task) {
   EXPECT_EQ(ZLV_putqobjij(task, 0, 0, 1), ZLV_RES_OK);
 }
+void add_nonconvex(ZLV_task_t task) {  // x'Qx/2 = x0 x1, found whether it is looked for or not
+  EXPECT_EQ(ZLV_putqobjij(task, 1, 0, 1), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_putintparam(task, ZLV_IPAR_CHECK_CONVEXITY, ZLV_CHECK_CONVEXITY_NONE), ZLV_RES_OK);
+}
 void add_both(ZLV_task_t task) {
   add_cone(task);
   add_quadratic(task);
@@ -267,13 +271,14 @@ INSTANTIATE_TEST_SUITE_P(
         refusal_case{"Conic", add_cone, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_SOLVER_PROBTYPE},
         refusal_case{"ConicByIntpnt", add_cone, ZLV_OPTIMIZER_INTPNT, ZLV_RES_ERR_INV_OPTIMIZER},
         refusal_case{"LinearByConic", no_change, ZLV_OPTIMIZER_CONIC, ZLV_RES_ERR_SOLVER_PROBTYPE},
-        refusal_case{"Quadratic", add_quadratic, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_SOLVER_PROBTYPE},
+        refusal_case{"Nonconvex", add_nonconvex, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_NONCONVEX},
         refusal_case{"Mixed", add_both, ZLV_OPTIMIZER_INTPNT, ZLV_RES_ERR_MIXED_PROBLEM},
         refusal_case{"Integer", add_integer, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_MIO_NOT_LOADED},
         refusal_case{"Simplex", no_change, ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_RES_ERR_INV_OPTIMIZER},
         refusal_case{"DualSimplex", no_change, ZLV_OPTIMIZER_DUAL_SIMPLEX,
                      ZLV_RES_ERR_INV_OPTIMIZER},
-        refusal_case{"Nonconvex", no_change, ZLV_OPTIMIZER_NONCONVEX, ZLV_RES_ERR_MIO_NOT_LOADED}),
+        refusal_case{"NonconvexOptimizer", no_change, ZLV_OPTIMIZER_NONCONVEX,
+                     ZLV_RES_ERR_MIO_NOT_LOADED}),
     [](const auto& tc) { return std::string(tc.param.name); });
 
 TEST(RunRefused, IntegersThatAreIgnoredAreSolved) {
