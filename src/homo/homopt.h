@@ -140,7 +140,10 @@ void hom_computesearch(hom_state& st);
 void hom_initsearch(hom_state& st);
 
 // Log rows; see homlog.cpp.
-void hom_loghead(const hom_state& st);
-void hom_logrow(const hom_state& st, const hs_info& info);
+void hom_logsetup(const hom_prob& prob, const hs_settings& set, const kktfac_stats& fs,
+                  const monitor& mon, const memman& mman);
+void hom_loghead(const monitor& mon);
+void hom_logrow(const monitor& mon, const hs_info& info);
+void hom_logtrace(const hom_state& st);
 void hom_logend(const hom_state& st, const hom_outcome& outcome);
-void hom_logtimes(const hom_state& st, double total);
+void hom_logtimes(const monitor& mon, const hom_times& times, const kktfac_stats& fs, double total);

@@ -382,11 +382,12 @@ hom_outcome hom_optlp(hom_state& st, hs_info& info) {
   if (const rescode r = hom_start(st); r != rescode::ok) return {hs_status::unknown, r};
   hom_initsearch(st);
   st.times.init = timer_wall(clock);
-  hom_loghead(st);
+  hom_loghead(st.mon);
   progress pg;
   for (info.iter = 0;; ++info.iter) {
     fill_info(st, info);
-    hom_logrow(st, info);
+    hom_logrow(st.mon, info);
+    hom_logtrace(st);
     note_best(st, pg);
     if (const hom_verdict now = hom_statustest(st, 1); now.stop) return {now.status, rescode::ok};
     if (const rescode r = st.mon.poll(callback_code::im_intpnt); r != rescode::ok) {

@@ -45,9 +45,17 @@ double spread(const spmat_view& a, std::span<const double> r, std::span<const do
   return all.most > 0 ? all.most / all.least : 1;
 }
 
+// One past the last of the columns that share their factor with column j, the first of them.
+int32_t group_end(std::span<const int32_t> group, int32_t j) {
+  int32_t end = j + 1;
+  if (group.empty() || group[j] < 0) return end;
+  while (end < int32_t(group.size()) && group[end] == group[j]) ++end;
+  return end;
+}
+
 // One geometric pass: rows, then columns, each divided by the root of its least times its most.
-void geometric_pass(const spmat_view& a, std::span<extremes> row, std::span<double> r,
-                    std::span<double> c) {
+void geometric_pass(const spmat_view& a, std::span<const int32_t> group, std::span<extremes> row,
+                    std::span<double> r, std::span<double> c) {
   std::fill(row.begin(), row.end(), extremes{});
   for (int32_t j = 0; j < a.ncol; ++j) {
     for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
@@ -57,34 +65,36 @@ void geometric_pass(const spmat_view& a, std::span<extremes> row, std::span<doub
   for (int32_t i = 0; i < a.nrow; ++i) {
     if (row[i].most > 0) r[i] = 1 / std::sqrt(row[i].least * row[i].most);
   }
-  for (int32_t j = 0; j < a.ncol; ++j) {
+  for (int32_t j = 0, end; j < a.ncol; j = end) {
+    end = group_end(group, j);
     extremes col;
-    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
-      col.add(std::abs(a.val[p]) * r[a.sub[p]]);
-    }
-    if (col.most > 0) c[j] = 1 / std::sqrt(col.least * col.most);
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[end]; ++p) col.add(std::abs(a.val[p]) * r[a.sub[p]]);
+    if (col.most > 0) std::fill(&c[j], &c[j] + (end - j), 1 / std::sqrt(col.least * col.most));
   }
 }
 
-void choose_factors(const spmat_view& a, hs_scaling scaling, hom_prob& prob) {
+void choose_factors(const spmat_view& a, std::span<const int32_t> group, hs_scaling scaling,
+                    hom_prob& prob) {
   if (scaling == hs_scaling::none) return;
   double before = spread(a, prob.rowfac, prob.colfac);
   if (scaling == hs_scaling::free && before < spread_trh) return;
   mm_vector<extremes> row(size_t(a.nrow), extremes{}, prob.b.get_allocator());
   const int maxpass = scaling == hs_scaling::aggressive ? maxpass_aggressive : maxpass_moderate;
   for (int pass = 0; pass < maxpass; ++pass) {
-    geometric_pass(a, row, prob.rowfac, prob.colfac);
+    geometric_pass(a, group, row, prob.rowfac, prob.colfac);
     const double after = spread(a, prob.rowfac, prob.colfac);
     if (after > pass_gain * before) break;
     before = after;
   }
   for (double& r : prob.rowfac) r = power_of_two(r, maxexp_matrix);
-  for (int32_t j = 0; j < a.ncol; ++j) {
+  for (int32_t j = 0, end; j < a.ncol; j = end) {
+    end = group_end(group, j);
     double most = 0;
-    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[end]; ++p) {
       most = std::max(most, std::abs(a.val[p]) * prob.rowfac[a.sub[p]]);
     }
-    prob.colfac[j] = most > 0 ? power_of_two(1 / most, maxexp_matrix) : 1;
+    const double factor = most > 0 ? power_of_two(1 / most, maxexp_matrix) : 1;
+    std::fill(&prob.colfac[j], &prob.colfac[j] + (end - j), factor);
   }
 }
 
@@ -198,7 +208,7 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
   if (hasq) {
     choose_factors_q(lp, scaling, prob);
   } else {
-    choose_factors(lp.a, scaling, prob);
+    choose_factors(lp.a, lp.group, scaling, prob);
   }
   copy_matrix(lp.a, prob);
   if (hasq) copy_q(lp, prob);

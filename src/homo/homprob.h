@@ -20,6 +20,9 @@ struct hs_lp {
   std::span<const double> c;  // n
   std::span<const double> u;  // n, > 0, +infinity where there is none; ignored for free columns
   std::span<const uint8_t> isfree;  // n
+  // n or empty: columns of one group (numbered from 0, each a range of columns) get one common
+  // factor of scaling, -1: one of its own.
+  std::span<const int32_t> group = {};
   double nrmb = 0;     // largest right-hand side that feasibility is relative to; 0: of b
   double cfix = 0;     // constant of the objective, only reported
   double objsign = 1;  // -1 when reported objectives are to be negated

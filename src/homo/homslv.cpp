@@ -12,33 +12,6 @@
 
 namespace {
 
-void log_setup(const hom_prob& prob, const hs_settings& set, const kktfac_stats& fs,
-               const monitor& mon, const memman& mman) {
-  constexpr int word = -10, label = -22, value = -16, second = 16;
-  mon.log(1, "%*s - %*s : %-*d\n", word, "Optimizer", label, "threads", -value, set.kkt.numthreads);
-  mon.log(1, "%*s - %*s : %-*s\n", word, "Optimizer", label, "solved problem", -value,
-          set.solvedual ? "the dual" : "the primal");
-  mon.log(1, "%*s - %*s : %*d  %*s : %*d\n", word, "Optimizer", label, "constraints", value, prob.m,
-          label, "variables", value, prob.n);
-  mon.log(1, "%*s - %*s : %-*.2f  %*s : %-*.2f\n", word, "Factor", label, "setup time", -value,
-          fs.tsetup, label, "order time", -value, fs.torder);
-  mon.log(1, "%*s - %*s : %-*s  %*s : %-*.2f\n", word, "Factor", label, "GP order used", -value,
-          fs.gpused ? "yes" : "no", label, "GP order time", -value, fs.tgporder);
-  mon.log(1, "%*s - %*s : %-*lld  %*s : %*lld\n", word, "Factor", label, "nonzeros before factor",
-          -value, static_cast<long long>(fs.matnumnz), label, "after factor", -second,
-          static_cast<long long>(fs.numnz));
-  mon.log(1, "%*s - %*s : %-*d  %*s : %-*.2e\n", word, "Factor", label, "offending columns", -value,
-          fs.numoffcol, label, "flops", -value, fs.flops);
-  if (fs.gpused) {
-    mon.log(1, "%*s - %*s : %-*lld  %*s : %-*.2e\n", word, "Factor", label, "GP saved nzs", -value,
-            static_cast<long long>(fs.gpsavednz), label, "GP saved flops", -value, fs.gpsavedflops);
-  }
-
-  mon.log(1, "%*s - %*s : %-*s  %*s : %-*s\n", word, "Memory", label, "Cur. usage", -value,
-          memman_sizetext(memman_usage(mman)).text, label, "Max usage", -value,
-          memman_sizetext(memman_maxusage(mman)).text);
-}
-
 void count_bounds(const hom_prob& prob, hs_info& info) {
   info.numcon = prob.m;
   info.numvar = prob.n;
@@ -114,7 +87,7 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   }
   info.fac = kktfac_getstats(*fac);
   hom_state st(prob, set, mon, *fac, mman);
-  log_setup(prob, set, info.fac, mon, mman);
+  hom_logsetup(prob, set, info.fac, mon, mman);
   hom_outcome outcome = hom_optlp(st, info);
   sol.status = outcome.status;
   unscale(st, sol);
@@ -126,7 +99,7 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
     const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
     if (proof.status == hs_status::priminfeas) outcome = proof;
   }
-  hom_logtimes(st, timer_wall(clock));
+  hom_logtimes(mon, st.times, kktfac_getstats(*fac), timer_wall(clock));
   info.fac = kktfac_getstats(*fac);
   info.cputime = timer_cpu(clock);
   info.realtime = timer_wall(clock);

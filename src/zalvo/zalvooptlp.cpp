@@ -1,171 +1,14 @@
-// The linear or quadratic problem of a task between the interface and the optimizers: parameters become settings,
-// problem storage becomes views, results become solutions and information items.
-
-#include <algorithm>
+// The interior-point run on the linear or quadratic problem of a task.
 
 #include "cpub/callback.h"
-#include "optimize/optslv.h"
-#include "zalvo/frame.h"
 #include "zalvo/interrupt.h"
 #include "zalvo/zalvoopt.h"
-
-namespace {
-
-// What the monitor of a run hands to its functions.
-struct opt_run {
-  task_rec* task = nullptr;
-  opt_info info;
-  timer clock;
-};
-
-void copy_info(const hs_info& info, inf_values& inf) {
-  const kktfac_stats& fs = info.fac;
-  auto count = [](int64_t v) { return int32_t(std::min<int64_t>(v, INT32_MAX)); };
-  inf.i[iinf::intpnt_iter] = info.iter;
-  inf.i[iinf::intpnt_solve_dual] = info.solvedual ? 1 : 0;
-  inf.i[iinf::intpnt_numcon] = info.numcon;
-  inf.i[iinf::intpnt_numvar] = info.numvar;
-  inf.i[iinf::intpnt_numblo] = info.numblo;
-  inf.i[iinf::intpnt_numbup] = info.numbup;
-  inf.i[iinf::intpnt_numbfr] = info.numbfr;
-  inf.i[iinf::intpnt_factor_dim] = fs.dim;
-  inf.i[iinf::intpnt_factor_den_dim] = fs.dendim;
-  inf.i[iinf::intpnt_factor_num_offcol] = fs.numoffcol;
-  inf.i[iinf::intpnt_factor_mat_num_nz] = count(fs.matnumnz);
-  inf.i[iinf::intpnt_factor_num_nz] = count(fs.numnz);
-  inf.i[iinf::intpnt_factor_num] = fs.num;
-  inf.i[iinf::intpnt_factor_num_solve] = fs.numsolve;
-  inf.i[iinf::intpnt_gp_order_used] = fs.gpused ? 1 : 0;
-  inf.i[iinf::intpnt_gp_order_saved_nzs] = count(fs.gpsavednz);
-  inf.d[dinf::intpnt_primal_feas] = info.pfeas;
-  inf.d[dinf::intpnt_dual_feas] = info.dfeas;
-  inf.d[dinf::intpnt_kap_div_tau] = info.kapdivtau;
-  inf.d[dinf::intpnt_primal_obj] = info.pobj;
-  inf.d[dinf::intpnt_dual_obj] = info.dobj;
-  inf.d[dinf::intpnt_comp_gap] = info.compgap;
-  inf.d[dinf::intpnt_factor_num_flops] = fs.flops;
-  inf.d[dinf::intpnt_factor_num_ada_flops] = fs.adaflops;
-  inf.d[dinf::intpnt_factor_num_dense_flops] = fs.denseflops;
-  inf.d[dinf::intpnt_fsetup_cputime] = fs.tsetup;
-  inf.d[dinf::intpnt_order_cputime] = fs.torder;
-  inf.d[dinf::intpnt_gp_order_cputime] = fs.tgporder;
-  inf.d[dinf::intpnt_gp_order_saved_flops] = fs.gpsavedflops;
-  inf.d[dinf::intpnt_factor_cputime] = fs.tfactor;
-  inf.d[dinf::intpnt_factor_ada_cputime] = fs.tada;
-  inf.d[dinf::intpnt_factor_dense_cputime] = fs.tdense;
-  inf.d[dinf::intpnt_factor_solve_cputime] = fs.tsolve;
-}
-
-void run_sink(void* ctx, const char* text) {
-  msg_write(static_cast<opt_run*>(ctx)->task->streams, msg_kind::log, text);
-}
-
-rescode run_poll(void* ctx, monitor_where where) {
-  opt_run& run = *static_cast<opt_run*>(ctx);
-  copy_info(run.info.ipm, run.task->inf);
-  if (const rescode r = task_pollbreak(*run.task); r != rescode::ok) return r;
-  return task_callback(*run.task, where);
-}
-
-monitor run_monitor(opt_run& run, int32_t phaselevel) {
-  monitor mon;
-  mon.ctx = &run;
-  mon.sinkfn = run_sink;
-  mon.pollfn = run_poll;
-  mon.level = run.task->par.i[ipar::log] != 0 ? phaselevel : 0;
-  mon.maxtime = run.task->par.d[dpar::optimizer_max_time];
-  mon.clock = run.clock;
-  return mon;
-}
-
-hs_settings intpnt_settings(const param_values& par) {
-  hs_settings set;
-  set.tolpfeas = par.d[dpar::intpnt_tol_pfeas];
-  set.toldfeas = par.d[dpar::intpnt_tol_dfeas];
-  set.tolrelgap = par.d[dpar::intpnt_tol_rel_gap];
-  set.tolmured = par.d[dpar::intpnt_tol_mu_red];
-  set.tolinfeas = par.d[dpar::intpnt_tol_infeas];
-  set.tolpath = par.d[dpar::intpnt_tol_path];
-  set.tolrelstep = par.d[dpar::intpnt_tol_rel_step];
-  set.psafe = par.d[dpar::intpnt_tol_psafe];
-  set.dsafe = par.d[dpar::intpnt_tol_dsafe];
-  set.maxiter = par.i[ipar::intpnt_max_iterations];
-  set.diffstep = par.i[ipar::intpnt_diff_step] != 0;
-  set.constantstart = par.i[ipar::intpnt_starting_point] == ZLV_STARTING_POINT_CONSTANT;
-  set.useregul = par.i[ipar::intpnt_regularization_use] != 0;
-  set.scaling = hs_scaling(par.i[ipar::intpnt_scaling]);
-  set.kkt.ordermethod = par.i[ipar::intpnt_order_method];
-  set.kkt.offcoltrh = par.i[ipar::intpnt_off_col_trh];
-  set.kkt.numthreads = par.i[ipar::intpnt_num_threads];
-  set.kkt.cputype = par.i[ipar::cpu_type];
-  set.kkt.cachel1 = par.i[ipar::cache_size_l1];
-  set.kkt.cachel2 = par.i[ipar::cache_size_l2];
-  const bool detail = par.i[ipar::log] != 0 && par.i[ipar::log_intpnt] > 1;
-  set.orderlevel = detail ? par.i[ipar::log_order] : 0;
-  return set;
-}
-
-// ---- Announcements
-
-void announce_end(task_rec& t, const char* what, const opt_run& run, rescode r) {
-  if (t.par.i[ipar::log] == 0) return;
-  task_echo(t, msg_kind::log, "%s terminated. CPU Time: %-.2f. Real Time: %-.2f. %s\n\n", what,
-            run.info.ipm.cputime, run.info.ipm.realtime,
-            r == rescode::ok ? "" : rescode_description(r));
-}
-
-bool logs(const task_rec& t, int32_t phase) {
-  return t.par.i[ipar::log] != 0 && t.par.i[phase] != 0;
-}
-
-// ---- Interior-point run on a linear or quadratic problem
-
-opt_problem problem_view(const prob_rec& p, const spmat& a, bool maximize) {
-  opt_problem view;
-  const size_t m = p.numcon, n = p.numvar;
-  view.numcon = p.numcon;
-  view.numvar = p.numvar;
-  view.a = spmat_look(a);
-  view.bkc = std::span(p.bkc).first(m);
-  view.blc = std::span(p.blc).first(m);
-  view.buc = std::span(p.buc).first(m);
-  view.bkx = std::span(p.bkx).first(n);
-  view.blx = std::span(p.blx).first(n);
-  view.bux = std::span(p.bux).first(n);
-  view.c = std::span(p.c).first(n);
-  view.cfix = p.cfix;
-  view.maximize = maximize;
-  return view;
-}
-
-opt_solution solution_view(task_rec& t, int32_t whichsol) {
-  const sol_view from = sol_access(t, whichsol);
-  opt_solution to;
-  to.skc = from.skc;
-  to.skx = from.skx;
-  to.xc = from.xc;
-  to.xx = from.xx;
-  to.y = from.y;
-  to.slc = from.slc;
-  to.suc = from.suc;
-  to.slx = from.slx;
-  to.sux = from.sux;
-  return to;
-}
-
-// The problem statuses that the pipeline may hand over; the near ones become unknown.
-int32_t handed_prosta(int32_t prosta) {
-  return prosta >= ZLV_PRO_STA_PRIM_AND_DUAL_FEAS && prosta <= ZLV_PRO_STA_ILL_POSED
-             ? prosta
-             : ZLV_PRO_STA_UNKNOWN;
-}
-
-}  // namespace
+#include "zalvo/zalvooptrun.h"
 
 rescode opt_runintpnt(task_rec& t, const timer& clock) {
   opt_run run{&t, {}, clock};
   const timer own = timer_start();
-  if (logs(t, ipar::log_intpnt)) {
+  if (run_logs(t, ipar::log_intpnt)) {
     task_echo(t, msg_kind::log, "Interior-point optimizer started.\n");
   }
   if (const rescode r = task_callback(t, callback_code::begin_intpnt); r != rescode::ok) return r;
@@ -175,21 +18,21 @@ rescode opt_runintpnt(task_rec& t, const timer& clock) {
   if (!prob_getq(t.prob, prob_obj).val.empty()) prob_qcolumns(t.prob, prob_obj, q);
   const bool maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
   const monitor mon = run_monitor(run, t.par.i[ipar::log_intpnt]);
-  opt_solution sol = solution_view(t, ZLV_SOL_ITR);
-  const opt_settings set{opt_form(t.par.i[ipar::intpnt_solve_form]), intpnt_settings(t.par)};
-  opt_problem prob = problem_view(t.prob, a, maximize);
+  opt_solution sol = run_solution(t, ZLV_SOL_ITR);
+  const opt_settings set{opt_form(t.par.i[ipar::intpnt_solve_form]), run_settings(t.par)};
+  opt_problem prob = run_problem(t.prob, a, maximize);
   prob.q = spmat_look(q);
   const rescode r = opt_ipmslv(prob, set, {mon}, *t.mman, run.info, sol);
   run.info.ipm.cputime = timer_cpu(own);
   run.info.ipm.realtime = timer_wall(own);
-  copy_info(run.info.ipm, t.inf);
+  run_copyinfo(run.info.ipm, t.inf);
   t.inf.d[dinf::intpnt_cputime] = run.info.ipm.cputime;
   t.inf.d[dinf::intpnt_realtime] = run.info.ipm.realtime;
-  if (logs(t, ipar::log_intpnt)) announce_end(t, "Interior-point optimizer", run, r);
+  if (run_logs(t, ipar::log_intpnt)) run_announceend(t, "Interior-point optimizer", run, r);
   if (r != rescode::err_nonconvex) {
     int32_t prosta = sol.prosta, solsta = sol.solsta;
     opt_prove(t, ZLV_SOL_ITR, prosta, solsta);
-    sol_define(t, ZLV_SOL_ITR, handed_prosta(prosta), solsta);
+    sol_define(t, ZLV_SOL_ITR, run_prosta(prosta), solsta);
   }
   const rescode end = task_callback(t, callback_code::end_intpnt);
   return r == rescode::ok ? end : r;

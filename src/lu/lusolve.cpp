@@ -1,0 +1,357 @@
+// Solves with the factors. Each stage either follows the graph of its factor from the nonzeros of
+// the right-hand side (depth-first search, so that it costs what the result costs) or goes through
+// all pivots and skips zeros; the densities that results had before decide.
+// Gilbert, Peierls, "Sparse partial pivoting in time proportional to arithmetic operations", SIAM J.
+// Sci. Stat. Comput. 9 (1988); Hall, McKinnon, "Hyper-sparsity in the revised simplex method and how
+// to exploit it", Comput. Optim. Appl. 32 (2005).
+#include <algorithm>
+#include <cmath>
+
+#include "lu/lu.h"
+
+namespace {
+
+enum stage { stage_ftranl, stage_ftranu, stage_btranu, stage_btranl };
+
+// Stands for a listed zero while a stage works, so that the position is not listed twice.
+constexpr double listedzero = 1e-100;
+// Weight of the last result in the expected density.
+constexpr double densityweight = 0.1;
+// Below this order searches do not pay.
+constexpr int32_t searchorder = 64;
+// A search that reaches this multiple of what was thought sparse is given up.
+constexpr double giveup = 2;
+
+void expect(lu_rec& f, stage s, int32_t num) {
+  double& d = f.density[s];
+  d += densityweight * (double(num) / double(std::max(f.m, 1)) - d);
+}
+
+bool worth_search(const lu_rec& f, stage s, const lu_vector& x) {
+  return x.num >= 0 && f.m >= searchorder && x.num <= f.set.sparsedens * f.m &&
+         f.density[s] <= f.set.sparseexpected;
+}
+
+// Entry i minus d in a listed vector.
+inline void subtract(double* x, int32_t* ind, int32_t& num, int32_t i, double d) {
+  const double old = x[i];
+  if (old == 0) ind[num++] = i;
+  const double now = old - d;
+  x[i] = std::abs(now) < listedzero ? listedzero : now;
+}
+
+// The nodes reached from the nonzeros of x, in topological order in f.topo from the place that is
+// returned on; -1 when they are too many. at gives the edges of a node in sub.
+template <class Range>
+int32_t reach(lu_rec& f, const Range* at, const int32_t* sub, const lu_vector& x) {
+  uint8_t* mark = f.mark.data();
+  int32_t *out = f.topo.data(), *stack = f.stack.data(), *next = f.stackpos.data();
+  const double* val = x.val.data();
+  const auto limit = int32_t(giveup * f.set.sparseexpected * f.m);
+  const int32_t least = f.m - limit;
+  int32_t top = f.m, depth = -1;
+  bool given = false;
+  for (int32_t k = 0; k < x.num && !given; ++k) {
+    const int32_t start = x.ind[k];
+    if (mark[start] != 0 || val[start] == 0) continue;
+    mark[start] = 1;
+    depth = 0;
+    stack[0] = start;
+    next[0] = at[start].beg;
+    while (depth >= 0) {
+      const int32_t node = stack[depth], end = at[node].beg + at[node].num;
+      int32_t e = next[depth];
+      while (e < end && mark[sub[e]] != 0) ++e;
+      if (e == end) {
+        --depth;
+        out[--top] = node;
+        continue;
+      }
+      next[depth] = e + 1;
+      const int32_t child = sub[e];
+      mark[child] = 1;
+      if (at[child].num == 0) {
+        out[--top] = child;
+      } else {
+        stack[++depth] = child;
+        next[depth] = at[child].beg;
+      }
+      if (top <= least) break;
+    }
+    given = top <= least;
+  }
+  for (int32_t k = top; k < f.m; ++k) mark[out[k]] = 0;
+  if (!given) return top;
+  for (int32_t d = 0; d <= depth; ++d) mark[stack[d]] = 0;
+  f.count.solvework += limit;
+  return -1;
+}
+
+// x := T^-1 x for a unit triangular factor with the multipliers at, file; seq are the nodes with
+// entries in order of elimination.
+void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
+                const mm_vector<int32_t>& seq, lu_vector& x) {
+  if (seq.empty()) return;
+  double* val = x.val.data();
+  int32_t* ind = x.ind.data();
+  const int32_t* sub = file.sub.data();
+  const double* mult = file.val.data();
+  int64_t work = 0;
+  // With few nodes that have entries, looking at each of them costs less than a search.
+  if (double(seq.size()) > 8.0 * x.num && worth_search(f, s, x)) {
+    const int32_t top = reach(f, at, sub, x);
+    if (top >= 0) {
+      int32_t num = 0;
+      for (int32_t k = top; k < f.m; ++k) {
+        const int32_t i = f.topo[k];
+        const double v = val[i];
+        if (std::abs(v) < f.set.droptol) {
+          val[i] = 0;
+          continue;
+        }
+        ind[num++] = i;
+        const lu_range r = at[i];
+        for (int32_t e = r.beg; e < r.beg + r.num; ++e) val[sub[e]] -= mult[e] * v;
+        work += r.num;
+      }
+      x.num = num;
+      expect(f, s, num);
+      f.count.solvework += double(2 * work + 2 * (f.m - top));
+      return;
+    }
+  }
+  const bool listed = x.num >= 0 && f.density[s] <= 3 * f.set.sparseexpected;
+  int32_t num = listed ? x.num : -1;
+  for (const int32_t i : seq) {
+    const double v = val[i];
+    if (std::abs(v) < f.set.droptol) continue;
+    const lu_range r = at[i];
+    work += r.num;
+    if (listed) {
+      for (int32_t e = r.beg; e < r.beg + r.num; ++e) subtract(val, ind, num, sub[e], mult[e] * v);
+    } else {
+      for (int32_t e = r.beg; e < r.beg + r.num; ++e) val[sub[e]] -= mult[e] * v;
+    }
+  }
+  if (listed) {
+    x.num = num;
+    expect(f, s, num);
+  } else {
+    x.num = -1;
+    f.density[s] *= 1 - 0.02;  // not counted; after a while a listed pass finds out
+  }
+  f.count.solvework += double(work + int64_t(seq.size()) / 4);
+}
+
+// Lists the nonzeros of an unlisted vector.
+void list_all(lu_rec& f, lu_vector& x) {
+  int32_t num = 0;
+  for (int32_t i = 0; i < f.m; ++i) {
+    if (std::abs(x.val[i]) < f.set.droptol)
+      x.val[i] = 0;
+    else
+      x.ind[num++] = i;
+  }
+  x.num = num;
+}
+
+void drop_small(lu_rec& f, lu_vector& x) {
+  int32_t num = 0;
+  for (int32_t k = 0; k < x.num; ++k) {
+    const int32_t i = x.ind[k];
+    if (std::abs(x.val[i]) < f.set.droptol)
+      x.val[i] = 0;
+    else
+      x.ind[num++] = i;
+  }
+  x.num = num;
+}
+
+}  // namespace
+
+void lu_ftranl(lu_rec& f, lu_vector& x) {
+  unit_solve(f, stage_ftranl, f.lcolat.data(), f.lcol, f.lseq, x);
+}
+
+// Each row transformation is one dot product.
+void lu_ftranr(lu_rec& f, lu_vector& x) {
+  const auto num = int32_t(f.retarow.size());
+  const int32_t *sub = f.reta.sub.data(), *beg = f.retabeg.data();
+  const double* mult = f.reta.val.data();
+  double* val = x.val.data();
+  for (int32_t k = 0; k < num; ++k) {
+    double sum = 0;
+    for (int32_t e = beg[k]; e < beg[k + 1]; ++e) sum += mult[e] * val[sub[e]];
+    if (std::abs(sum) < f.set.droptol) continue;
+    if (x.num >= 0)
+      subtract(val, x.ind.data(), x.num, f.retarow[k], sum);
+    else
+      val[f.retarow[k]] -= sum;
+  }
+  f.count.solvework += beg[num];
+  f.count.extrawork += beg[num];
+}
+
+// Keeps the vector between R and U for an update.
+static void keep_spike(lu_rec& f, const lu_vector& x) {
+  int32_t num = 0;
+  const int32_t end = x.num >= 0 ? x.num : f.m;
+  for (int32_t k = 0; k < end; ++k) {
+    const int32_t i = x.num >= 0 ? x.ind[k] : k;
+    const double v = x.val[i];
+    if (std::abs(v) < f.set.droptol) continue;
+    f.spikeind[num] = i;
+    f.spikeval[num++] = v;
+  }
+  f.spikenum = num;
+  f.isspike = true;
+}
+
+void lu_ftranu(lu_rec& f, lu_vector& x) {
+  double* val = x.val.data();
+  int32_t* outind = f.outind.data();
+  double* outval = f.outval.data();
+  const lu_range* at = f.ucolat.data();
+  const int32_t *sub = f.ucol.sub.data(), *posof = f.posofrow.data();
+  const double *mult = f.ucol.val.data(), *diag = f.udiag.data();
+  int32_t num = 0;
+  int64_t work = 0;
+  const auto eliminate = [&](int32_t i) {
+    double v = val[i];
+    val[i] = 0;
+    if (std::abs(v) < f.set.droptol) return;
+    v /= diag[i];
+    outind[num] = posof[i];
+    outval[num++] = v;
+    const lu_range r = at[i];
+    for (int32_t e = r.beg; e < r.beg + r.num; ++e) val[sub[e]] -= mult[e] * v;
+    work += r.num;
+  };
+  const int32_t top = worth_search(f, stage_ftranu, x) ? reach(f, at, f.ucol.sub.data(), x) : -1;
+  if (top >= 0) {
+    for (int32_t k = top; k < f.m; ++k) eliminate(f.topo[k]);
+    f.count.solvework += double(2 * work + 2 * (f.m - top));
+  } else {
+    for (auto k = int32_t(f.useq.size()) - 1; k >= 0; --k) {
+      const int32_t i = f.useq[k];
+      if (i >= 0 && val[i] != 0) eliminate(i);
+    }
+    f.count.solvework += double(work + int64_t(f.useq.size()) / 4);
+  }
+  for (int32_t k = 0; k < num; ++k) {
+    val[outind[k]] = outval[k];
+    x.ind[k] = outind[k];
+  }
+  x.num = num;
+  expect(f, stage_ftranu, num);
+}
+
+// From positions to rows.
+static void btran_permute(lu_rec& f, lu_vector& x) {
+  int32_t num = 0;
+  const int32_t end = x.num >= 0 ? x.num : f.m;
+  for (int32_t k = 0; k < end; ++k) {
+    const int32_t p = x.num >= 0 ? x.ind[k] : k;
+    const double v = x.val[p];
+    x.val[p] = 0;
+    if (v == 0) continue;
+    f.outind[num] = f.rowofpos[p];
+    f.outval[num++] = v;
+  }
+  for (int32_t k = 0; k < num; ++k) {
+    x.val[f.outind[k]] = f.outval[k];
+    x.ind[k] = f.outind[k];
+  }
+  x.num = num;
+}
+
+void lu_btranu(lu_rec& f, lu_vector& x) {
+  double* val = x.val.data();
+  int32_t* ind = x.ind.data();
+  const lu_slot* at = f.urowat.data();
+  const int32_t* sub = f.urow.sub.data();
+  const double *mult = f.urow.val.data(), *diag = f.udiag.data();
+  int32_t num = 0;
+  int64_t work = 0;
+  const auto eliminate = [&](int32_t i) {
+    double v = val[i];
+    if (std::abs(v) < f.set.droptol) {
+      val[i] = 0;
+      return;
+    }
+    v /= diag[i];
+    val[i] = v;
+    ind[num++] = i;
+    const lu_slot r = at[i];
+    for (int32_t e = r.beg; e < r.beg + r.num; ++e) val[sub[e]] -= mult[e] * v;
+    work += r.num;
+  };
+  const int32_t from = x.num == 1 ? f.useqat[ind[0]] : 0;
+  const int32_t top = worth_search(f, stage_btranu, x) ? reach(f, at, sub, x) : -1;
+  if (top >= 0) {
+    for (int32_t k = top; k < f.m; ++k) eliminate(f.topo[k]);
+    f.count.solvework += double(2 * work + 2 * (f.m - top));
+  } else {
+    const auto end = int32_t(f.useq.size());
+    for (int32_t k = from; k < end; ++k) {
+      const int32_t i = f.useq[k];
+      if (i >= 0 && val[i] != 0) eliminate(i);
+    }
+    f.count.solvework += double(work + int64_t(end - from) / 4);
+  }
+  x.num = num;
+  expect(f, stage_btranu, num);
+}
+
+void lu_btranr(lu_rec& f, lu_vector& x) {
+  const int32_t *sub = f.reta.sub.data(), *beg = f.retabeg.data();
+  const double* mult = f.reta.val.data();
+  double* val = x.val.data();
+  int32_t* ind = x.ind.data();
+  int64_t work = 0;
+  for (auto k = int32_t(f.retarow.size()) - 1; k >= 0; --k) {
+    const double v = val[f.retarow[k]];
+    if (std::abs(v) < f.set.droptol) continue;
+    for (int32_t e = beg[k]; e < beg[k + 1]; ++e) subtract(val, ind, x.num, sub[e], mult[e] * v);
+    work += beg[k + 1] - beg[k];
+  }
+  work += int64_t(f.retarow.size());
+  f.count.solvework += double(work);
+  f.count.extrawork += double(work);
+}
+
+void lu_btranl(lu_rec& f, lu_vector& x) {
+  unit_solve(f, stage_btranl, f.lrowat.data(), f.lrow, f.lrseq, x);
+}
+
+void lu_ftran(lu_rec& f, lu_vector& x, bool keepspike) {
+  if (x.num >= 0) drop_small(f, x);
+  lu_ftranl(f, x);
+  lu_ftranr(f, x);
+  if (keepspike) keep_spike(f, x);
+  lu_ftranu(f, x);
+}
+
+void lu_btran(lu_rec& f, lu_vector& x) {
+  btran_permute(f, x);
+  const bool isunit = x.num == 1;
+  const int32_t row = isunit ? x.ind[0] : -1;
+  const double scale = isunit ? x.val[row] : 0;
+  lu_btranu(f, x);
+  if (isunit) {  // U^-T e, without the diagonal entry
+    int32_t num = 0;
+    for (int32_t k = 0; k < x.num; ++k) {
+      if (x.ind[k] == row) continue;
+      f.ueinvind[num] = x.ind[k];
+      f.ueinvval[num++] = x.val[x.ind[k]] / scale;
+    }
+    f.ueinvnum = num;
+    f.ueinvrow = row;
+  }
+  lu_btranr(f, x);
+  lu_btranl(f, x);
+  if (x.num >= 0)
+    drop_small(f, x);
+  else
+    list_all(f, x);
+}

@@ -1,0 +1,165 @@
+// Reductions of one column: those that the signs of its cost and entries decide, and columns with a
+// single entry.
+#include <algorithm>
+
+#include "prslv/prsrow.h"
+
+namespace {
+
+// A singleton column leaves through its row only when its coefficient is at least this part of the
+// largest of the row: its value is the row's rest divided by it.
+constexpr double slackpivot = 1e-3;
+
+// Which ways the rows of a column keep it from growing or from falling.
+struct col_locks {
+  bool up = false, down = false;
+};
+col_locks locksof(prslv_work& w, int32_t j) {
+  col_locks locks;
+  int32_t seen = 0;
+  for (int32_t e = w.chead[j]; e >= 0 && !(locks.up && locks.down); e = w.ent[e].cnext) {
+    const prslv_entry& ent = w.ent[e];
+    const bool haslower = std::isfinite(w.blc[ent.row]), hasupper = std::isfinite(w.buc[ent.row]);
+    locks.up = locks.up || (ent.val > 0 ? hasupper : haslower);
+    locks.down = locks.down || (ent.val > 0 ? haslower : hasupper);
+    ++seen;
+  }
+  w.work += seen;
+  return locks;
+}
+
+void unboundcol(prslv_work& w, int32_t j, double dir) {
+  w.seed.assign(1, {j, dir});
+  prslv_unbound(w);
+}
+
+double nearzero(const prslv_work& w, int32_t j) {
+  return std::clamp(0.0, w.blx[j], w.bux[j]);
+}
+
+// A column without entries stands where its cost is least.
+void emptycol(prslv_work& w, int32_t j) {
+  const double c = w.c[j];
+  const double best = c > 0 ? w.blx[j] : c < 0 ? w.bux[j] : nearzero(w, j);
+  if (std::isfinite(best)) {
+    prslv_fixcol(w, j, best);
+    ++w.rec.info.numemptycol;
+  } else if (std::abs(c) <= w.set.tols) {
+    prslv_fixcol(w, j, nearzero(w, j));
+    ++w.rec.info.numemptycol;
+  } else {
+    unboundcol(w, j, c > 0 ? -1 : 1);
+  }
+}
+
+// A column without cost that can run to infinity and satisfies every one of its rows there: all these
+// rows bind nothing, and the column takes the value that they need in the end.
+void forcecol(prslv_work& w, int32_t j, int32_t dir) {
+  mm_vector<int32_t> rows(w.tmpsub.get_allocator().place);
+  prslv_push(w.rec.stack, prslv_opcode::forcecol, {{j, dir, w.clen[j]}}, {{w.blx[j], w.bux[j]}});
+  for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
+    const int32_t i = w.ent[e].row;
+    rows.push_back(i);
+    prslv_pushint(w.rec.stack, i);
+    for (const double v : {w.ent[e].val, w.blc[i], w.buc[i]}) w.rec.stack.dval.push_back(v);
+    prslv_pushrow(w, i, j);
+  }
+  for (const int32_t i : rows) prslv_removerow(w, i);
+  prslv_removecol(w, j);
+  ++w.rec.info.numforcecol;
+}
+
+// A column that nothing keeps from falling (rising) although its cost wants it to, or is zero.
+bool weaklydominated(prslv_work& w, int32_t j) {
+  const double c = w.c[j];
+  const col_locks locks = locksof(w, j);
+  const bool down = c >= 0 && !locks.down, up = c <= 0 && !locks.up;
+  if (!down && !up) return false;
+  const bool godown = down && (!up || std::isfinite(w.blx[j]));
+  const double bound = godown ? w.blx[j] : w.bux[j];
+  if (std::abs(bound) < prslv_hugebound) {
+    prslv_fixcol(w, j, bound);
+    ++w.rec.info.numdomcol;
+    return true;
+  }
+  if (std::isfinite(bound)) return false;
+  if (std::abs(c) > w.set.tols) {
+    unboundcol(w, j, godown ? -1 : 1);
+    return true;
+  }
+  if (c != 0) return false;
+  forcecol(w, j, godown ? -1 : 1);
+  return true;
+}
+
+// Whether the row of e alone, as an equation with this side, keeps the column within its bounds.
+bool impliedfreeat(prslv_work& w, const prslv_entry& e, double side) {
+  const double low = w.blc[e.row], high = w.buc[e.row];
+  w.blc[e.row] = w.buc[e.row] = side;
+  const bool isfree = prslv_impliedlower(w, e) >= w.blx[e.col] - prslv_equtol &&
+                      prslv_impliedupper(w, e) <= w.bux[e.col] + prslv_equtol;
+  w.blc[e.row] = low;
+  w.buc[e.row] = high;
+  return isfree;
+}
+
+}  // namespace
+
+bool prslv_slackcol(prslv_work& w, int32_t j, int32_t e) {
+  const int32_t i = w.ent[e].row;
+  const double a = w.ent[e].val, c = w.c[j];
+  double rowmax = 0;
+  for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
+    rowmax = std::max(rowmax, std::abs(w.ent[f].val));
+  }
+  w.work += w.rlen[i];
+  if (std::abs(a) < slackpivot * rowmax) return false;
+  int32_t side = 0;
+  double low = w.blc[i], high = w.buc[i];
+  if (c != 0 && low != high) {
+    // The multiplier of the row is c / a if no bound of x_j can hold: the row stands at one side.
+    side = (c > 0) == (a > 0) ? prslv_lower : prslv_upper;
+    const double at = side == prslv_lower ? low : high;
+    if (!std::isfinite(at)) return false;
+    low = high = at;
+  }
+  const double lower = a > 0 ? w.blx[j] : w.bux[j], upper = a > 0 ? w.bux[j] : w.blx[j];
+  const double newlow = std::isfinite(upper) ? prslv_cleansum(low, -a * upper) : -prslv_inf;
+  const double newhigh = std::isfinite(lower) ? prslv_cleansum(high, -a * lower) : prslv_inf;
+  if (side != 0 && !impliedfreeat(w, w.ent[e], low)) return false;
+  prslv_push(w.rec.stack, prslv_opcode::slack, {{i, j, side}},
+             {{a, low, high, w.blx[j], w.bux[j], c}});
+  prslv_pushrow(w, i, j);
+  if (c != 0) {
+    w.cfix.add(c / a * low);
+    for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
+      if (f != e) prslv_addcost(w, w.ent[f].col, -(c / a) * w.ent[f].val);
+    }
+  }
+  prslv_removecol(w, j);
+  if (side != 0) {
+    ++w.rec.info.numimplfree;
+    prslv_droprow(w, i);
+  } else {
+    ++w.rec.info.numslack;
+    prslv_setsides(w, i, newlow, newhigh);
+  }
+  return true;
+}
+
+void prslv_colcheck(prslv_work& w, int32_t j) {
+  if (w.clive[j] == 0 || prslv_isheld(w, j)) return;
+  w.work += 2;
+  const double l = w.blx[j], u = w.bux[j];
+  if (w.clen[j] == 0) {
+    emptycol(w, j);
+    return;
+  }
+  if (std::isfinite(u - l) && u - l <= prslv_equtol * (1 + std::abs(l))) {
+    prslv_fixcol(w, j, w.c[j] >= 0 ? l : u);
+    ++w.rec.info.numfixed;
+    return;
+  }
+  if (weaklydominated(w, j) || w.stop) return;
+  if (w.clen[j] == 1) prslv_slackcol(w, j, w.chead[j]);
+}

@@ -1,0 +1,97 @@
+#include "simplex/simplex.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cpub/callback.h"
+#include "simplex/simcore.h"
+#include "simplex/simdual.h"
+
+namespace {
+
+// Turns of either method that a run may take before it is given up.
+constexpr int32_t opt_maxturn = 12;
+// The iteration works to tolerances so much smaller than asked for, so that unscaling leaves room;
+// when it does not, they shrink by the step down to the least.
+constexpr double opt_tolshare = 0.1, opt_tolstep = 0.1, opt_leasttol = 1e-9;
+
+struct opt_run {
+  sim_state& st;
+  bool mayperturb;
+  int32_t turn = 0;
+};
+
+sim_end run_method(opt_run& run, sim_method method) {
+  sim_state& st = run.st;
+  const bool isprimal = method == sim_method::primal;
+  st.info.running = method;
+  const double t0 = timer_cpu(st.mon.clock);
+  sim_end end = sim_end::stopped;
+  if (sim_poll(st, isprimal ? callback_code::begin_primal_simplex
+                            : callback_code::begin_dual_simplex) == rescode::ok &&
+      sim_poll(st, isprimal ? callback_code::primal_simplex : callback_code::dual_simplex) ==
+          rescode::ok) {
+    end = sim_dual(st, run.mayperturb);
+  }
+  (isprimal ? st.info.primtime : st.info.dualtime) += timer_cpu(st.mon.clock) - t0;
+  const rescode r =
+      sim_poll(st, isprimal ? callback_code::end_primal_simplex : callback_code::end_dual_simplex);
+  if (r != rescode::ok && end != sim_end::priminfeas && end != sim_end::dualinfeas) {
+    end = sim_end::stopped;
+  }
+  return end;
+}
+
+rescode run_turns(opt_run& run) {
+  sim_state& st = run.st;
+  sim_method method = sim_method::dual;
+  for (; run.turn < opt_maxturn; ++run.turn) {
+    const sim_end end = run_method(run, method);
+    if (end == sim_end::stopped) return st.code;
+    if (end == sim_end::priminfeas || end == sim_end::dualinfeas) return rescode::ok;
+    if (end == sim_end::optimal) {
+      const sim_measures s = sim_truemeasure(st);
+      if (s.numprim == 0 && s.numdual == 0) {
+        st.point->verdict = lp_verdict::optimal;
+        return rescode::ok;
+      }
+      st.tolx = std::max(opt_leasttol, opt_tolstep * st.tolx);
+      st.tols = std::max(opt_leasttol, opt_tolstep * st.tols);
+    }
+    run.mayperturb = false;
+  }
+  return rescode::trm_stall;
+}
+
+}  // namespace
+
+rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor& mon, memman& mman,
+                     sim_info& info, lp_basis& basis, lp_point& point) {
+  const double t0 = timer_cpu(mon.clock);
+  info = {};
+  lp_point found(mm_at(mman));
+  lp_basis last(mm_at(mman));
+  sim_state st(prob, set, mon, mman, info);
+  st.point = &found;
+  st.tolx = opt_tolshare * set.tolx;
+  st.tols = opt_tolshare * set.tols;
+  info.dualhot = set.hotstart && !basis.var.empty();
+  sim_setup(st, basis);
+  rescode code = sim_factorize(st);
+  if (code == rescode::ok) {
+    sim_primals(st);
+    sim_duals(st);
+    opt_run run{st, set.perturb};
+    code = run_turns(run);
+  }
+  info.running = sim_method::free;
+  if (found.verdict == lp_verdict::none) (void)sim_truemeasure(st);
+  sim_keys(st, last);
+  info.cputime = timer_cpu(mon.clock) - t0;
+  std::swap(basis.con, last.con);
+  std::swap(basis.var, last.var);
+  std::swap(point.x, found.x);
+  std::swap(point.y, found.y);
+  point.verdict = found.verdict;
+  return code;
+}

@@ -1,0 +1,31 @@
+// What every run of an interior-point optimizer needs between the task and the rooms below:
+// parameters become settings and a monitor, problem storage becomes views, results become
+// information items.
+#pragma once
+
+#include "cpub/monitor.h"
+#include "cpub/timer.h"
+#include "optimize/optslv.h"
+#include "zalvo/frame.h"
+
+// What the monitor of a run hands to its functions.
+struct opt_run {
+  task_rec* task = nullptr;
+  opt_info info;
+  timer clock;
+};
+
+// run_monitor: text to the task's log, breaks and callbacks of the task, items copied at every poll.
+//   phaselevel  level of detail of the phase
+monitor run_monitor(opt_run& run, int32_t phaselevel);
+void run_copyinfo(const hs_info& info, inf_values& inf);
+hs_settings run_settings(const param_values& par);
+
+// run_logs: whether a phase with this parameter as its level of detail logs at all.
+bool run_logs(const task_rec& t, int32_t phase);
+void run_announceend(task_rec& t, const char* what, const opt_run& run, rescode r);
+
+opt_problem run_problem(const prob_rec& p, const spmat& a, bool maximize);
+opt_solution run_solution(task_rec& t, int32_t whichsol);
+// run_prosta: the problem statuses that may be handed over; the near ones become unknown.
+int32_t run_prosta(int32_t prosta);
