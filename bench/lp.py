@@ -9,7 +9,8 @@ DIR (default $ZALVO_DATA) holds KIND/NAME.mps.gz and INDEX.tsv with the columns 
 and objective. An instance passes when the status is the index's, and for an optimum the relative
 error of the objective and the primal and dual infeasibilities are at most --tol (1e-6). Peers are
 used when they are installed: clp's barrier method without crossover (whole process), and the
-interior-point method of HiGHS as SciPy calls it (its optimize call alone, crossover included).
+interior-point method of HiGHS in SciPy without crossover (its optimize call alone). For both the
+iterations are told, and for HiGHS the size of the problem after its presolve.
 MiB is the peak of resident memory, of which this script's own 10 or so are the floor.
 Exit code 1 when an instance does not pass.
 """
@@ -83,8 +84,20 @@ def run_zalvo(args, path):
         status=answer["solution_status"] or "", rows=answer["rows"], cols=answer["cols"],
         response=answer["response"], objective=answer["objective"],
         pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
-        iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"])
+        iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"],
+        presolve=answer["seconds"]["presolve"], presolved=presolved_sizes(args, path))
     return row
+
+
+def presolved_sizes(args, path):
+    """What presolve leaves, as the log of a run that ends before the first iteration tells it."""
+    command = [args.zalvo, "-p", "ZLV_IPAR_INTPNT_MAX_ITERATIONS=0", "-p",
+               "ZLV_IPAR_INTPNT_BASIS=ZLV_BI_NEVER"]
+    for setting in args.p:
+        command += ["-p", setting]
+    out = run(command + [path], args.limit)[1]
+    left = dict(re.findall(r"^Presolve +(rows|columns|nonzeros) +\d+ +-> (\d+)", out, re.M))
+    return {"rows": int(left["rows"]), "nonzeros": int(left["nonzeros"])} if left else None
 
 
 def passes(row, expected, tol):
@@ -108,7 +121,9 @@ def run_clp(args, path):
     _, out, _, seconds, peak = run(command, args.limit)
     found = re.findall(r"^Optimal objective +(\S+)", out, re.M)
     proven = re.search(r"^(PrimalInfeasible|DualInfeasible)", out, re.M)
+    steps = re.findall(r"^(\d+) Primal \S+ Dual", out, re.M)
     return {"seconds": seconds, "peak": peak, "objective": float(found[-1]) if found else None,
+            "iterations": int(steps[-1]) if steps else None,
             "status": "optimal" if found else proven.group(1) if proven else "none"}
 
 
@@ -117,35 +132,38 @@ def run_highs(args, path):
                str(args.limit)]
     _, out, _, _, peak = run(command, args.limit + 30.0)  # reading is Python's, and slow
     try:
-        answer = json.loads(out)
-    except ValueError:
+        answer = json.loads(out.strip().splitlines()[-1])
+    except (ValueError, IndexError):
         return {"status": "none", "seconds": None, "objective": None, "peak": peak}
     answer["peak"] = peak
+    left = re.search(r"Reductions: rows (\d+)\(.*columns (\d+)\(.*elements (\d+)\(", out)
+    if left:
+        answer["presolved"] = dict(zip(("rows", "cols", "nonzeros"), map(int, left.groups())))
     return answer
 
 
-def highs_one(path, limit, method="highs-ipm"):
+def highs_one(path, limit, method="ipm"):
     """In a process of its own: one instance through SciPy; prints a JSON object."""
     import numpy as np
     import scipy.sparse as sp
-    from scipy.optimize import linprog
+    from scipy.optimize._highs._highs_wrapper import _highs_wrapper
 
     import mpsread
     m = mpsread.read(path)
-    a = sp.csr_matrix((m.av, (m.ai, m.aj)), shape=(len(m.kinds), len(m.c)))
-    lo, up = np.array(m.rowlo), np.array(m.rowup)
-    eq, le, ge = lo == up, (lo < up) & np.isfinite(up), (lo < up) & np.isfinite(lo)
+    a = sp.csc_matrix((m.av, (m.ai, m.aj)), shape=(len(m.kinds), len(m.c)))
     sign = -1.0 if m.maximize else 1.0
-    options = {"time_limit": limit}
+    options = {"time_limit": float(limit), "output_flag": True, "log_to_console": True,
+               "presolve": True, "solver": method, "run_crossover": False}
+    arrays = [np.array(v, dtype=float) for v in (m.rowlo, m.rowup, m.collo, m.colup)]
     start = time.perf_counter()
-    r = linprog(sign * np.array(m.c), A_ub=sp.vstack([a[le], -a[ge]]),
-                b_ub=np.concatenate([up[le], -lo[ge]]), A_eq=a[eq], b_eq=lo[eq],
-                bounds=np.column_stack([m.collo, m.colup]), method=method, options=options)
+    r = _highs_wrapper(sign * np.array(m.c), a.indptr, a.indices, a.data, *arrays,
+                       np.empty(0, dtype=np.uint8), options)
     seconds = time.perf_counter() - start
-    status = {0: "optimal", 2: "PrimalInfeasible", 3: "DualInfeasible"}.get(r.status, "none")
-    objective = sign * r.fun + m.const if r.status == 0 else None
-    print(json.dumps({"status": status, "seconds": seconds, "objective": objective,
-                      "iterations": int(r.nit)}))
+    status = {7: "optimal", 8: "PrimalInfeasible", 10: "DualInfeasible"}.get(int(r["status"]), "none")
+    objective = sign * r["fun"] + m.const if status == "optimal" else None
+    sys.stdout.flush()
+    print("\n" + json.dumps({"status": status, "seconds": seconds, "objective": objective,
+                             "iterations": int(r.get("ipm_nit", 0))}))
 
 
 def available(names):
@@ -166,7 +184,7 @@ def table(rows, peers):
     head = ["instance", "rows", "cols", "status", "obj.err", "pinf", "dinf", "iter", "sec",
             "opt.sec", "MiB"]
     for p in peers:
-        head += [p + ".sec", p + ".err"]
+        head += [p + ".iter", p + ".sec", p + ".err", p + ".MiB"]
     lines = [head + ["verdict"]]
     for r in rows:
         z = r["zalvo"]
@@ -176,8 +194,9 @@ def table(rows, peers):
                 show(z["seconds"], "%.3f"), show(z.get("solve"), "%.3f"), "%.0f" % (z["peak"] / 1024)]
         for p in peers:
             q = r[p]
-            line += [show(q["seconds"], "%.3f"),
-                     show(q.get("error"), "%.1e") if q["status"] == "optimal" else q["status"]]
+            line += [show(q.get("iterations"), "%d"), show(q["seconds"], "%.3f"),
+                     show(q.get("error"), "%.1e") if q["status"] == "optimal" else q["status"],
+                     "%.0f" % (q["peak"] / 1024)]
         lines.append(line + [r["fault"] or "ok"])
     return lines
 
@@ -213,6 +232,25 @@ def summary(rows, peers, tol):
             yield ("%s (%s): %d optima by both, zalvo %.4f s, %s %.4f s, ratio %.2f" %
                    (p, "whole process" if own == "seconds" else "optimize call", len(both), mine, p,
                     theirs, mine / theirs))
+            counted = [r for r in both if r[p].get("iterations") and r["zalvo"]["iterations"]]
+            if counted:
+                yield ("  iterations of %d: zalvo %.1f, %s %.1f" %
+                       (len(counted), geometric([r["zalvo"]["iterations"] for r in counted]), p,
+                        geometric([r[p]["iterations"] for r in counted])))
+            if p == "clp":
+                yield ("  peak memory: %.2f of clp's in geometric mean" %
+                       geometric([r["zalvo"]["peak"] / r[p]["peak"] for r in both]))
+    sized = [r for r in optima if r["zalvo"].get("presolved") and r.get("highs", {}).get("presolved")]
+    for what in ("rows", "nonzeros") if sized else ():
+        yield ("%s left by presolve: %.3f of highs' in geometric mean of %d" %
+               (what, math.exp(sum(math.log((r["zalvo"]["presolved"][what] + 1) /
+                                            (r["highs"]["presolved"][what] + 1)) for r in sized) /
+                               len(sized)), len(sized)))
+    timed = [r for r in optima if r["zalvo"].get("presolve") is not None]
+    if timed:
+        yield ("presolve: %.1f %% of the optimizer's time in all" %
+               (100 * sum(r["zalvo"]["presolve"] for r in timed) /
+                sum(r["zalvo"]["solve"] for r in timed)))
 
 
 def main():

@@ -29,6 +29,7 @@ struct opt_solution {
   std::span<int32_t> skc, skx;  // ZLV_SK_*
   std::span<double> xc, xx, y, slc, suc, slx, sux;
   int32_t prosta = 0, solsta = 0;  // ZLV_PRO_STA_*, ZLV_SOL_STA_*
+  bool isdefined = false;          // the run came far enough to say something of it
 };
 
 bool opt_haslower(int32_t key);  // of a bound key

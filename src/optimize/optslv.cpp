@@ -1,6 +1,11 @@
+// The interior-point pipeline.
+
 #include "optimize/optslv.h"
 
 #include <algorithm>
+
+#include "cpub/callback.h"
+#include "optimize/optpre.h"
 
 namespace {
 
@@ -22,49 +27,136 @@ bool is_verdict(hs_status status) {
 }
 
 // The homogeneous optimizer on an internal form, itself or its dual.
-rescode solve_internal(const hs_lp& lp, const opt_settings& set, const monitor& mon, memman& mman,
-                       hs_info& info, hs_solution& sol) {
-  if (!lp.q.sub.empty()) return hs_optqp(lp, set.ipm, mon, mman, info, sol);
+rescode solve_internal(const hs_lp& lp, const opt_stage& stage, hs_solution& sol) {
+  const opt_settings& set = stage.set;
+  const monitor& mon = stage.mon.ipm;
+  hs_info& info = stage.info.ipm;
+  if (!lp.q.sub.empty()) return hs_optqp(lp, set.ipm, mon, stage.mman, info, sol);
   const bool freely =
-      set.form == opt_form::free && opt_prefersdual(lp, set.ipm.kkt.offcoltrh, mman);
+      set.form == opt_form::free && opt_prefersdual(lp, set.ipm.kkt.offcoltrh, stage.mman);
   const bool forced = set.form == opt_form::dual && lp.a.nrow > 0 && lp.a.ncol > 0;
-  const rescode r = freely || forced ? solve_dual(lp, set.ipm, mon, mman, info, sol)
-                                     : hs_optimize(lp, set.ipm, mon, mman, info, sol);
+  const rescode r = freely || forced ? solve_dual(lp, set.ipm, mon, stage.mman, info, sol)
+                                     : hs_optimize(lp, set.ipm, mon, stage.mman, info, sol);
   // The free choice takes a dual run without a verdict back.
   if (freely && (r == rescode::ok || r == rescode::trm_stall) && !is_verdict(sol.status)) {
-    return hs_optimize(lp, set.ipm, mon, mman, info, sol);
+    return hs_optimize(lp, set.ipm, mon, stage.mman, info, sol);
   }
   return r;
 }
 
 struct interior_point {
   bool isfilled = false;  // a run that is stopped before its first iteration leaves nothing
+  hs_status ended = hs_status::unknown;
   opt_status status;
   lp_point point;
   explicit interior_point(mm_place place) : point(place) {}
 };
 
-// An interior point of a problem without presolve.
-rescode solve_interior(const opt_problem& prob, const opt_settings& set, const monitor& mon,
-                       memman& mman, hs_info& info, interior_point& out) {
-  opt_internal in(mm_at(mman));
+// The quadratic terms of the minimization, in the columns that presolve has left: all of them.
+//   rec  null: there was no presolve
+void take_quadratic(const opt_problem& whole, const prslv_rec* rec, spmat& q) {
+  const spmat_view& from = whole.q;
+  const int32_t n = rec != nullptr ? int32_t(rec->varof.size()) : whole.numvar;
+  const double sense = whole.maximize ? -1 : 1;
+  q.nrow = q.ncol = n;
+  q.ptr.assign(1, 0);
+  for (int32_t jj = 0; jj < n; ++jj) {
+    const int32_t j = rec != nullptr ? rec->varof[jj] : jj;
+    for (ptrdiff_t p = from.ptr[j]; p < from.ptr[j + 1]; ++p) {
+      q.sub.push_back(rec != nullptr ? rec->redvar[from.sub[p]] : from.sub[p]);
+      q.val.push_back(sense * from.val[p]);
+    }
+    q.ptr.push_back(ptrdiff_t(q.sub.size()));
+  }
+}
+
+// An interior point of lp, with the quadratic terms of the caller's problem.
+//   whole  the caller's problem, for the size of its right-hand sides and its sense
+//   rec    how lp was made from it; null: it is the same
+rescode solve_interior(const lp_view& lp, const opt_problem& whole, const prslv_rec* rec,
+                       const opt_stage& stage, interior_point& out) {
+  opt_keyed keyed(mm_at(stage.mman));
+  opt_problem prob = opt_addkeys(lp, keyed);
+  spmat q(mm_at(stage.mman));
+  if (whole.q.ncol > 0) {
+    take_quadratic(whole, rec, q);
+    prob.q = spmat_look(q);
+  }
+  opt_internal in(mm_at(stage.mman));
   opt_prepare(prob, in);
-  hs_solution internal(mm_at(mman));
-  const rescode r = solve_internal(opt_internalview(in, prob), set, mon, mman, info, internal);
+  hs_lp form = opt_internalview(in, whole);
+  hs_solution internal(mm_at(stage.mman));
+  const rescode r = solve_internal(form, stage, internal);
   if (internal.x.empty() && in.a.ncol > 0) return r;
   opt_reverse(prob, in, internal, out.point);
+  out.ended = internal.status;
   out.status = opt_statusof(internal.status);
   out.isfilled = true;
   return r;
 }
 
+// The point of a reduced problem becomes one of lp; whether it is there as good as its status says.
+bool take_back(const lp_view& lp, const prslv_rec& rec, memman& mman, interior_point& found) {
+  const opt_kind kind = opt_kindof(found.status);
+  lp_point out(mm_at(mman));
+  prslv_postsolve(rec, found.point, prslv_kind(kind), out);
+  found.point.x.swap(out.x);
+  found.point.y.swap(out.y);
+  return !is_verdict(found.ended) || opt_isgood(lp, found.point, kind);
+}
+
+// Columns with quadratic terms, which presolve leaves alone; empty when there are none.
+void mark_quadratic(const opt_problem& whole, mm_vector<uint8_t>& held) {
+  if (whole.q.ncol == 0) return;
+  held.resize(whole.numvar);
+  for (int32_t j = 0; j < whole.numvar; ++j) {
+    held[j] = whole.q.ptr[j] < whole.q.ptr[j + 1] ? 1 : 0;
+  }
+}
+
+// Presolve, interior point, postsolve. A verdict that does not hold on lp itself, or none where the
+// run was not stopped, sends lp itself to the optimizer.
+rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_stage& stage,
+                        interior_point& found) {
+  prslv_rec rec(mm_at(stage.mman));
+  mm_vector<uint8_t> held(mm_at(stage.mman));
+  mark_quadratic(whole, held);
+  if (const rescode r = opt_presolve(lp, held, true, stage, rec); r != rescode::ok) return r;
+  if (rec.verdict == prslv_verdict::undecided) {
+    return solve_interior(lp, whole, nullptr, stage, found);
+  }
+  if (rec.verdict != prslv_verdict::reduced) {
+    const bool infeas = rec.verdict == prslv_verdict::infeas;
+    found.ended = infeas ? hs_status::priminfeas : hs_status::dualinfeas;
+    found.status = opt_statusof(found.ended);
+    found.point.x.swap(rec.ray.x);
+    found.point.y.swap(rec.ray.y);
+    found.isfilled = true;
+    return rescode::ok;
+  }
+  const rescode r = solve_interior(prslv_look(rec), whole, &rec, stage, found);
+  const bool islinear = held.empty();  // the check of a point knows no quadratic terms
+  const bool isgood = found.isfilled && (take_back(lp, rec, stage.mman, found) || !islinear);
+  const bool isended = r == rescode::ok || r == rescode::trm_stall;
+  if (!isended || (isgood && is_verdict(found.ended))) return r;
+  stage.mon.ipm.log(2, "The presolved problem gave no proof: solving without presolve.\n");
+  prslv_unreduce(rec);
+  return solve_interior(lp, whole, nullptr, stage, found);
+}
+
 }  // namespace
 
-rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
-                   memman& mman, opt_info& info, opt_solution& sol) {
-  if (opt_trivial(prob, sol)) return rescode::ok;
-  interior_point found(mm_at(mman));
-  const rescode r = solve_interior(prob, set, mon.ipm, mman, info.ipm, found);
-  if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
-  return r;
+rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution& sol) {
+  rescode r = stage.mon.announce(callback_code::begin_intpnt);
+  sol.isdefined = r == rescode::ok;
+  if (r == rescode::ok && !opt_trivial(prob, sol)) {
+    opt_lp lp(mm_at(stage.mman));
+    opt_makelp(prob, lp);
+    interior_point found(mm_at(stage.mman));
+    r = solve_presolved(opt_lpview(lp), prob, stage, found);
+    if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
+    sol.isdefined = r != rescode::err_nonconvex;
+  }
+  const rescode end = stage.mon.announce(callback_code::end_intpnt, r);
+  return r == rescode::ok ? end : r;
 }

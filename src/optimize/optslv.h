@@ -1,5 +1,5 @@
-// The pipelines for linear and convex quadratic problems: interior point with basis identification behind it, and the
-// simplex optimizers; each between presolve and postsolve.
+// The pipelines: the interior point for linear and convex quadratic problems with basis identification
+// behind it, and the simplex optimizers for linear ones; each between presolve and postsolve.
 #pragma once
 
 #include "cpub/memman.h"
@@ -8,24 +8,49 @@
 #include "homo/homslv.h"
 #include "optimize/optdat.h"
 #include "optimize/optdual.h"
+#include "prslv/prslv.h"
+#include "simplex/simplex.h"
 
 struct opt_settings {
   opt_form form = opt_form::free;  // whether the problem or its dual goes to the interior point
   hs_settings ipm;
-};
-
-// One monitor for each phase: the same poll and clock, its own level of detail.
-struct opt_monitors {
-  monitor ipm;
+  prslv_settings prs;
+  sim_settings sim;
 };
 
 // What the phases tell while they run; updated before every poll.
 struct opt_info {
   hs_info ipm;
+  prslv_info prs;
+  sim_info sim;
+};
+
+// One monitor for each phase, all with the same poll and clock and each with its own level of detail.
+struct opt_monitors {
+  monitor ipm, prs, sim;
+  // Tells that a phase begins, or has ended with a result. Null: nobody wants to know. What it returns
+  // ends the run.
+  rescode (*announcefn)(void* ctx, monitor_where where, rescode result) = nullptr;
+  rescode announce(monitor_where where, rescode result = rescode::ok) const {
+    return announcefn != nullptr ? announcefn(ipm.ctx, where, result) : rescode::ok;
+  }
+};
+
+// What the stages of a pipeline share.
+struct opt_stage {
+  const opt_settings& set;
+  const opt_monitors& mon;
+  memman& mman;
+  opt_info& info;
 };
 
 // opt_ipmslv: an interior solution of prob. A run that is stopped early leaves the best point found.
 // Returns ok, how the run ended early, or err_nonconvex (and no solution) for a quadratic objective that
 // the settings do not say to be convex and that is not.
-rescode opt_ipmslv(const opt_problem& prob, const opt_settings& set, const opt_monitors& mon,
-                   memman& mman, opt_info& info, opt_solution& sol);
+rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution& sol);
+
+// opt_simslv: a basic solution of prob.
+//   start  basis to start from, which keeps presolve out of the way; empty: none
+// Returns ok or how the run ended early; sol is filled then too.
+rescode opt_simslv(const opt_problem& prob, const opt_stage& stage, const lp_basis& start,
+                   opt_solution& sol);

@@ -291,6 +291,7 @@ int32_t ZLV_optimizeconcurrent(ZLV_task_t task, ZLV_task_t* tasks, int32_t num) 
     all.push_back(&t);
     all.insert(all.end(), tasks, tasks + num);
     const rescode r = run_concurrent(all);
+    if (r == rescode::ok && t.par.i[ipar::infeas_report_auto] != 0) opt_infeasreport(t);
     return r == rescode::err_concurrent_optimizer ? task_fail(t, r) : r;
   });
 }

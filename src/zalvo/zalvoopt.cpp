@@ -39,11 +39,16 @@ rescode run_continuous(task_rec& t, const timer& clock) {
                          optimizer == ZLV_OPTIMIZER_DUAL_SIMPLEX ||
                          optimizer == ZLV_OPTIMIZER_FREE_SIMPLEX;
   const int32_t whichsol = issimplex ? ZLV_SOL_BAS : ZLV_SOL_ITR;
+  lp_basis start(mm_at(*t.mman));
+  if (issimplex) opt_startbasis(t, start);
   if (const rescode r = sol_allocate(t, whichsol); r != rescode::ok) return r;
   if (optimizer == ZLV_OPTIMIZER_CONIC || (optimizer == ZLV_OPTIMIZER_FREE && t.prob.numcone > 0)) {
     return rescode::err_solver_probtype;
   }
-  if (issimplex) return rescode::err_inv_optimizer;
+  if (issimplex) {
+    return probtype == ZLV_PROBTYPE_LO ? opt_runsimplex(t, clock, start)
+                                       : rescode::err_inv_optimizer;
+  }
   if (probtype == ZLV_PROBTYPE_MIXED) return rescode::err_mixed_problem;
   if (probtype == ZLV_PROBTYPE_CONIC || t.prob.numcone > 0) return rescode::err_inv_optimizer;
   const bool isknown = probtype == ZLV_PROBTYPE_LO || probtype == ZLV_PROBTYPE_QO;
@@ -132,6 +137,8 @@ int32_t ZLV_optimize(ZLV_task_t task) {
     if (t.par.i[ipar::check_convexity] == ZLV_CHECK_CONVEXITY_SIMPLE && prob_qused(t.prob) > 0) {
       if (const rescode r = rescode(ZLV_checkconvexity(&t)); r != rescode::ok) return r;
     }
-    return opt_core(t);
+    const rescode r = opt_core(t);
+    if (t.par.i[ipar::infeas_report_auto] != 0) opt_infeasreport(t);
+    return r;
   });
 }

@@ -5,6 +5,7 @@
 
 #include "cpub/rescode.h"
 #include "cpub/timer.h"
+#include "misc/linprob.h"
 
 struct ZLV_task_rec;
 
@@ -22,5 +23,20 @@ rescode opt_core(ZLV_task_rec& t);
 //   clock  started with the run
 rescode opt_runintpnt(ZLV_task_rec& t, const timer& clock);
 
+// opt_startbasis: the keys of the task's basic solution, when it is defined and may be a start.
+void opt_startbasis(ZLV_task_rec& t, lp_basis& basis);
+// opt_runsimplex: the simplex pipeline on a linear problem, likewise.
+//   start  basis to start from; empty: none
+rescode opt_runsimplex(ZLV_task_rec& t, const timer& clock, const lp_basis& start);
+
+// opt_logphase: writes what the log says at a callback code: beginnings, ends with their results, and
+// rows of the simplex optimizers from the task's items.
+//   clock  of the run
+void opt_logphase(ZLV_task_rec& t, int32_t where, const timer& clock, rescode result);
+
 // opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT.
 rescode opt_concurrent(ZLV_task_rec& t);
+
+// opt_infeasreport: what the certificate among the task's solutions says, to the log; nothing when
+// there is none.
+void opt_infeasreport(ZLV_task_rec& t);

@@ -1,39 +1,134 @@
-// The interior-point run on the linear or quadratic problem of a task.
+// The runs on the linear or quadratic problem of a task: interior point and simplex.
 
-#include "cpub/callback.h"
-#include "zalvo/interrupt.h"
+#include "cpub/fault.h"
 #include "zalvo/zalvoopt.h"
 #include "zalvo/zalvooptrun.h"
 
+namespace {
+
+prslv_settings presolve_settings(const param_values& par) {
+  prslv_settings set;
+  set.use = par.i[ipar::presolve_use] != 0;
+  set.eliminatoruse = par.i[ipar::presolve_eliminator_use] != 0;
+  set.lindepuse = par.i[ipar::presolve_lindep_use] != 0;
+  set.elimfill = par.i[ipar::presolve_elim_fill];
+  set.lindepworklim = par.i[ipar::presolve_lindep_work_lim];
+  set.tolx = par.d[dpar::presolve_tol_x];
+  set.tols = par.d[dpar::presolve_tol_s];
+  set.tolaij = par.d[dpar::presolve_tol_aij];
+  set.tollindep = par.d[dpar::presolve_tol_lin_dep];
+  return set;
+}
+
+sim_method simplex_method(int32_t optimizer) {
+  switch (optimizer) {
+    case ZLV_OPTIMIZER_PRIMAL_SIMPLEX:
+      return sim_method::primal;
+    case ZLV_OPTIMIZER_DUAL_SIMPLEX:
+      return sim_method::dual;
+    case ZLV_OPTIMIZER_FREE_SIMPLEX:
+      return sim_method::free;
+    default:
+      fault_raise(fault_here(), "Invalid optimizer: %d", optimizer);
+  }
+}
+
+sim_settings simplex_settings(const param_values& par) {
+  sim_settings set;
+  set.primsel = sim_selection(par.i[ipar::sim_primal_selection]);
+  set.dualsel = sim_selection(par.i[ipar::sim_dual_selection]);
+  set.scaling = sim_scaling(par.i[ipar::sim_scaling]);
+  set.tolx = par.d[dpar::basis_tol_x];
+  set.tols = par.d[dpar::basis_tol_s];
+  set.tolpiv = par.d[dpar::simplex_abs_tol_piv];
+  set.maxiter = par.i[ipar::sim_max_iterations];
+  set.maxsetback = par.i[ipar::sim_max_num_setbacks];
+  set.refactorfreq = par.i[ipar::sim_refactor_freq];
+  set.logfreq = par.i[ipar::sim_log_freq];
+  set.primcrash = par.i[ipar::sim_primal_crash];
+  set.dualcrash = par.i[ipar::sim_dual_crash];
+  set.hotstart = par.i[ipar::sim_hotstart] != 0;
+  const double lower = par.d[dpar::lower_obj_cut], upper = par.d[dpar::upper_obj_cut];
+  if (lower > par.d[dpar::lower_obj_cut_finite_trh]) set.lowercut = lower;
+  if (upper < par.d[dpar::upper_obj_cut_finite_trh]) set.uppercut = upper;
+  if (par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX) {
+    std::swap(set.lowercut, set.uppercut);
+    set.lowercut = -set.lowercut;
+    set.uppercut = -set.uppercut;
+  }
+  return set;
+}
+
+// From the view of the problem to the items.
+struct linear_run {
+  spmat a, q;
+  opt_run run;
+  opt_monitors mon;
+  opt_problem prob;
+  linear_run(task_rec& t, const timer& clock)
+      : a(mm_at(*t.mman)),
+        q(mm_at(*t.mman)),
+        run{&t, {}, clock, clock, false},
+        mon(run_monitors(run)) {
+    prob_acolumns(t.prob, a);
+    run.maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
+    prob = run_problem(t.prob, a, run.maximize);
+    if (prob_getq(t.prob, prob_obj).val.empty()) return;
+    prob_qcolumns(t.prob, prob_obj, q);
+    prob.q = spmat_look(q);
+  }
+  opt_stage stage(const opt_settings& set) { return {set, mon, *run.task->mman, run.info}; }
+  linear_run(const linear_run&) = delete;
+  linear_run& operator=(const linear_run&) = delete;
+};
+
+opt_settings all_settings(const param_values& par) {
+  return {opt_form(par.i[ipar::intpnt_solve_form]), run_settings(par), presolve_settings(par),
+          simplex_settings(par)};
+}
+
+void prove_and_define(task_rec& t, int32_t whichsol, const opt_solution& sol) {
+  if (!sol.isdefined) return;
+  int32_t prosta = sol.prosta, solsta = sol.solsta;
+  opt_prove(t, whichsol, prosta, solsta);
+  sol_define(t, whichsol, run_prosta(prosta), solsta);
+}
+
+}  // namespace
+
 rescode opt_runintpnt(task_rec& t, const timer& clock) {
-  opt_run run{&t, {}, clock};
-  const timer own = timer_start();
-  if (run_logs(t, ipar::log_intpnt)) {
-    task_echo(t, msg_kind::log, "Interior-point optimizer started.\n");
-  }
-  if (const rescode r = task_callback(t, callback_code::begin_intpnt); r != rescode::ok) return r;
   t.inf.i[iinf::intpnt_num_threads] = t.par.i[ipar::intpnt_num_threads];
-  spmat a(mm_at(*t.mman)), q(mm_at(*t.mman));
-  prob_acolumns(t.prob, a);
-  if (!prob_getq(t.prob, prob_obj).val.empty()) prob_qcolumns(t.prob, prob_obj, q);
-  const bool maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
-  const monitor mon = run_monitor(run, t.par.i[ipar::log_intpnt]);
+  linear_run linear(t, clock);
+  const opt_settings set = all_settings(t.par);
   opt_solution sol = run_solution(t, ZLV_SOL_ITR);
-  const opt_settings set{opt_form(t.par.i[ipar::intpnt_solve_form]), run_settings(t.par)};
-  opt_problem prob = run_problem(t.prob, a, maximize);
-  prob.q = spmat_look(q);
-  const rescode r = opt_ipmslv(prob, set, {mon}, *t.mman, run.info, sol);
-  run.info.ipm.cputime = timer_cpu(own);
-  run.info.ipm.realtime = timer_wall(own);
-  run_copyinfo(run.info.ipm, t.inf);
-  t.inf.d[dinf::intpnt_cputime] = run.info.ipm.cputime;
-  t.inf.d[dinf::intpnt_realtime] = run.info.ipm.realtime;
-  if (run_logs(t, ipar::log_intpnt)) run_announceend(t, "Interior-point optimizer", run, r);
-  if (r != rescode::err_nonconvex) {
-    int32_t prosta = sol.prosta, solsta = sol.solsta;
-    opt_prove(t, ZLV_SOL_ITR, prosta, solsta);
-    sol_define(t, ZLV_SOL_ITR, run_prosta(prosta), solsta);
-  }
-  const rescode end = task_callback(t, callback_code::end_intpnt);
-  return r == rescode::ok ? end : r;
+  const rescode r = opt_ipmslv(linear.prob, linear.stage(set), sol);
+  run_copyall(linear.run);
+  prove_and_define(t, ZLV_SOL_ITR, sol);
+  return r;
+}
+
+void opt_startbasis(task_rec& t, lp_basis& basis) {
+  if (t.par.i[ipar::sim_hotstart] == 0 || !sol_isdef(t, ZLV_SOL_BAS)) return;
+  const sol_view from = sol_items(t, ZLV_SOL_BAS);
+  auto keys = [](std::span<const int32_t> sk, mm_vector<lp_key>& to) {
+    to.resize(sk.size());
+    for (size_t k = 0; k < sk.size(); ++k) {
+      to[k] = sk[k] >= ZLV_SK_BAS && sk[k] <= ZLV_SK_FIX ? lp_key(sk[k]) : lp_key::unknown;
+    }
+  };
+  keys(from.skc, basis.con);
+  keys(from.skx, basis.var);
+}
+
+rescode opt_runsimplex(task_rec& t, const timer& clock, const lp_basis& start) {
+  linear_run linear(t, clock);
+  opt_settings set = all_settings(t.par);
+  set.sim.method = simplex_method(t.par.i[ipar::optimizer]);
+  opt_solution sol = run_solution(t, ZLV_SOL_BAS);
+  const rescode r = opt_simslv(linear.prob, linear.stage(set), start, sol);
+  run_copyall(linear.run);
+  t.inf.i[iinf::sim_numcon] = t.prob.numcon;
+  t.inf.i[iinf::sim_numvar] = t.prob.numvar;
+  prove_and_define(t, ZLV_SOL_BAS, sol);
+  return r;
 }

@@ -2,11 +2,20 @@
 
 #include <algorithm>
 
+#include "cpub/callback.h"
 #include "zalvo/interrupt.h"
+#include "zalvo/zalvoopt.h"
+
+namespace {
+
+int32_t count32(int64_t v) {
+  return int32_t(std::min<int64_t>(v, INT32_MAX));
+}
+
+}  // namespace
 
 void run_copyinfo(const hs_info& info, inf_values& inf) {
   const kktfac_stats& fs = info.fac;
-  auto count = [](int64_t v) { return int32_t(std::min<int64_t>(v, INT32_MAX)); };
   inf.i[iinf::intpnt_iter] = info.iter;
   inf.i[iinf::intpnt_solve_dual] = info.solvedual ? 1 : 0;
   inf.i[iinf::intpnt_numcon] = info.numcon;
@@ -17,12 +26,12 @@ void run_copyinfo(const hs_info& info, inf_values& inf) {
   inf.i[iinf::intpnt_factor_dim] = fs.dim;
   inf.i[iinf::intpnt_factor_den_dim] = fs.dendim;
   inf.i[iinf::intpnt_factor_num_offcol] = fs.numoffcol;
-  inf.i[iinf::intpnt_factor_mat_num_nz] = count(fs.matnumnz);
-  inf.i[iinf::intpnt_factor_num_nz] = count(fs.numnz);
+  inf.i[iinf::intpnt_factor_mat_num_nz] = count32(fs.matnumnz);
+  inf.i[iinf::intpnt_factor_num_nz] = count32(fs.numnz);
   inf.i[iinf::intpnt_factor_num] = fs.num;
   inf.i[iinf::intpnt_factor_num_solve] = fs.numsolve;
   inf.i[iinf::intpnt_gp_order_used] = fs.gpused ? 1 : 0;
-  inf.i[iinf::intpnt_gp_order_saved_nzs] = count(fs.gpsavednz);
+  inf.i[iinf::intpnt_gp_order_saved_nzs] = count32(fs.gpsavednz);
   inf.d[dinf::intpnt_primal_feas] = info.pfeas;
   inf.d[dinf::intpnt_dual_feas] = info.dfeas;
   inf.d[dinf::intpnt_kap_div_tau] = info.kapdivtau;
@@ -44,14 +53,95 @@ void run_copyinfo(const hs_info& info, inf_values& inf) {
 
 namespace {
 
+void copy_presolve(const prslv_info& info, inf_values& inf) {
+  inf.i[iinf::presolve_numcon] = info.numcon;
+  inf.i[iinf::presolve_numvar] = info.numvar;
+  inf.i[iinf::presolve_numanz] = count32(info.numanz);
+  inf.i[iinf::presolve_num_pass] = info.numpass;
+  inf.i[iinf::presolve_num_emptyrow] = info.numemptyrow;
+  inf.i[iinf::presolve_num_singleton] = info.numsingleton;
+  inf.i[iinf::presolve_num_redundant] = info.numredundant;
+  inf.i[iinf::presolve_num_forcing] = info.numforcing;
+  inf.i[iinf::presolve_num_duprow] = info.numduprow;
+  inf.i[iinf::presolve_num_lindep] = info.numlindep;
+  inf.i[iinf::presolve_num_emptycol] = info.numemptycol;
+  inf.i[iinf::presolve_num_fixed] = info.numfixed;
+  inf.i[iinf::presolve_num_domcol] = info.numdomcol;
+  inf.i[iinf::presolve_num_dupcol] = info.numdupcol;
+  inf.i[iinf::presolve_num_implfree] = info.numimplfree;
+  inf.i[iinf::presolve_num_elim] = info.numelim + info.numdoubleton;
+  inf.i[iinf::presolve_num_bound] = info.numbound;
+  inf.d[dinf::presolve_cputime] = info.cputime;
+  inf.d[dinf::presolve_realtime] = info.realtime;
+  inf.d[dinf::presolve_eli_cputime] = info.elicputime;
+  inf.d[dinf::presolve_lindep_cputime] = info.lindepcputime;
+  inf.d[dinf::presolve_dom_cputime] = info.domcputime;
+  inf.d[dinf::presolve_dup_cputime] = info.dupcputime;
+}
+
+void copy_simplex(const sim_info& info, bool maximize, inf_values& inf) {
+  const double sign = maximize ? -1 : 1;
+  inf.i[iinf::sim_dual_iter] = info.dualiter;
+  inf.i[iinf::sim_primal_iter] = info.primiter;
+  inf.i[iinf::sim_dual_deg_iter] = info.dualdeg;
+  inf.i[iinf::sim_primal_deg_iter] = info.primdeg;
+  inf.i[iinf::sim_dual_inf_iter] = info.dualinf;
+  inf.i[iinf::sim_primal_inf_iter] = info.priminf;
+  inf.i[iinf::sim_dual_setback_num] = info.dualsetback;
+  inf.i[iinf::sim_primal_setback_num] = info.primsetback;
+  inf.i[iinf::sim_dual_hotstart] = info.dualhot ? 1 : 0;
+  inf.i[iinf::sim_primal_hotstart] = info.primhot ? 1 : 0;
+  inf.i[iinf::sim_dual_flip_num] = info.dualflip;
+  inf.i[iinf::sim_num_perturb] = info.numperturb;
+  inf.i[iinf::sim_crash_num] = info.numcrash;
+  inf.i[iinf::sim_lu_num_factor] = info.numfactor;
+  inf.i[iinf::sim_lu_num_update] = info.numupdate;
+  inf.i[iinf::sim_lu_num_singular] = info.numsingular;
+  inf.i[iinf::sim_lu_num_nz] = count32(info.lunz);
+  inf.d[dinf::sim_cputime] = info.cputime;
+  inf.d[dinf::sim_dual_cputime] = info.dualtime;
+  inf.d[dinf::sim_primal_cputime] = info.primtime;
+  inf.d[dinf::sim_lu_cputime] = info.lutime;
+  inf.d[dinf::sim_crash_cputime] = info.crashtime;
+  inf.d[dinf::sim_feas] = info.feas;
+  inf.d[dinf::sim_dual_obj] = sign * info.dualobj;
+  inf.d[dinf::sim_obj] = sign * (info.running == sim_method::primal ? info.primobj : info.dualobj);
+}
+
+}  // namespace
+
+void run_copyall(opt_run& run) {
+  task_rec& t = *run.task;
+  run_copyinfo(run.info.ipm, t.inf);
+  copy_presolve(run.info.prs, t.inf);
+  copy_simplex(run.info.sim, run.maximize, t.inf);
+}
+
+namespace {
+
 void run_sink(void* ctx, const char* text) {
   msg_write(static_cast<opt_run*>(ctx)->task->streams, msg_kind::log, text);
 }
 
 rescode run_poll(void* ctx, monitor_where where) {
   opt_run& run = *static_cast<opt_run*>(ctx);
-  run_copyinfo(run.info.ipm, run.task->inf);
+  run_copyall(run);
   if (const rescode r = task_pollbreak(*run.task); r != rescode::ok) return r;
+  if (where >= 0) opt_logphase(*run.task, where, run.clock, rescode::ok);
+  return task_callback(*run.task, where);
+}
+
+rescode run_announce(void* ctx, monitor_where where, rescode result) {
+  opt_run& run = *static_cast<opt_run*>(ctx);
+  if (where == callback_code::begin_intpnt) run.phase = timer_start();
+  if (where == callback_code::end_intpnt) {
+    run.info.ipm.cputime = timer_cpu(run.phase);
+    run.info.ipm.realtime = timer_wall(run.phase);
+    run.task->inf.d[dinf::intpnt_cputime] = run.info.ipm.cputime;
+    run.task->inf.d[dinf::intpnt_realtime] = run.info.ipm.realtime;
+  }
+  run_copyall(run);
+  opt_logphase(*run.task, where, run.clock, result);
   return task_callback(*run.task, where);
 }
 
@@ -66,6 +156,12 @@ monitor run_monitor(opt_run& run, int32_t phaselevel) {
   mon.maxtime = run.task->par.d[dpar::optimizer_max_time];
   mon.clock = run.clock;
   return mon;
+}
+
+opt_monitors run_monitors(opt_run& run) {
+  const param_values& par = run.task->par;
+  return {run_monitor(run, par.i[ipar::log_intpnt]), run_monitor(run, par.i[ipar::log_presolve]),
+          run_monitor(run, par.i[ipar::log_sim]), run_announce};
 }
 
 hs_settings run_settings(const param_values& par) {

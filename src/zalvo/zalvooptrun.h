@@ -12,13 +12,19 @@
 struct opt_run {
   task_rec* task = nullptr;
   opt_info info;
-  timer clock;
+  timer clock;            // of the run
+  timer phase = {};       // of the interior-point optimizer
+  bool maximize = false;  // objectives of the simplex optimizers are told with the other sign
 };
 
 // run_monitor: text to the task's log, breaks and callbacks of the task, items copied at every poll.
 //   phaselevel  level of detail of the phase
 monitor run_monitor(opt_run& run, int32_t phaselevel);
+// run_monitors: the same for every phase of the linear pipelines, with what announces them.
+opt_monitors run_monitors(opt_run& run);
 void run_copyinfo(const hs_info& info, inf_values& inf);
+// run_copyall: what every phase has told so far.
+void run_copyall(opt_run& run);
 hs_settings run_settings(const param_values& par);
 
 // run_logs: whether a phase with this parameter as its level of detail logs at all.

@@ -27,7 +27,12 @@ struct run_box {
   run_box& operator=(const run_box&) = delete;
   rescode solve(lp_box& lp) {
     sol = lp.solution();
-    return opt_ipmslv(lp.view(), {form, set}, {mon}, *mman, told, sol);
+    opt_settings all;
+    all.form = form;
+    all.ipm = set;
+    all.prs.use = false;  // what is tested here is the optimizer
+    const opt_monitors monitors{mon, mon, mon};
+    return opt_ipmslv(lp.view(), {all, monitors, *mman, told}, sol);
   }
 };
 
@@ -317,7 +322,10 @@ TEST(HomoEnds, EveryFailedAllocationIsThrownAndNothingLeaks) {
       monitor mon;
       mon.clock = timer_start();
       try {
-        const rescode r = opt_ipmslv(lp.view(), {opt_form(k % 2 + 1), {}}, {mon}, *mman, info, sol);
+        opt_settings set;
+        set.form = opt_form(k % 2 + 1);
+        set.prs.use = false;
+        const rescode r = opt_ipmslv(lp.view(), {set, {mon, mon, mon}, *mman, info}, sol);
         failed = r == rescode::err_space;
       } catch (const std::bad_alloc&) {
         failed = true;

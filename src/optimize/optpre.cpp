@@ -1,0 +1,140 @@
+#include "optimize/optpre.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cpub/callback.h"
+#include "misc/exactsum.h"
+
+namespace {
+
+// What a result must keep on the original problem before it leaves the pipeline, relative. A tenth of
+// what a stored status promises.
+constexpr double goodfeas = 1e-7;
+constexpr double goodgap = 1e-7;
+
+double size_of(double bound) {
+  return std::isfinite(bound) ? std::abs(bound) : 0;
+}
+
+// A dual value against the sides that can carry it: its violation, and what it adds to the objective.
+struct dual_judge {
+  double worst = 0;
+  exact_sum objective;
+  void add(double d, double lower, double upper) {
+    const double bound = d > 0 ? lower : upper;
+    if (std::isfinite(bound)) {
+      objective.add(d * bound);
+    } else {
+      worst = std::max(worst, std::abs(d));
+    }
+    if (std::isnan(d)) worst = d;
+  }
+};
+
+double outside(double v, double lower, double upper) {
+  const double d = std::max(lower - v, v - upper);
+  return d > 0 || std::isnan(v) ? (std::isnan(v) ? v : d) : 0;
+}
+
+struct primal_judge {
+  double worst = 0, objective = 0;
+};
+
+primal_judge judge_primal(const lp_view& lp, const lp_point& point, bool isray) {
+  auto side = [isray](double bound) { return isray && std::isfinite(bound) ? 0.0 : bound; };
+  mm_vector<double> act(lp.numcon, 0.0, point.x.get_allocator().place);
+  spmat_addax(lp.a, 1, point.x, act);
+  primal_judge judged;
+  exact_sum objective;
+  if (!isray) objective.add(lp.cfix);
+  auto worse = [&judged](double d) {
+    if (!(d <= judged.worst)) judged.worst = d;
+  };
+  for (int32_t j = 0; j < lp.numvar; ++j) {
+    objective.add(lp.c[j] * point.x[j]);
+    worse(outside(point.x[j], side(lp.blx[j]), side(lp.bux[j])));
+  }
+  for (int32_t i = 0; i < lp.numcon; ++i) {
+    worse(outside(act[i], side(lp.blc[i]), side(lp.buc[i])));
+  }
+  judged.objective = objective.value();
+  return judged;
+}
+
+dual_judge judge_dual(const lp_view& lp, const lp_point& point, bool isray) {
+  dual_judge judged;
+  if (!isray) judged.objective.add(lp.cfix);
+  for (int32_t i = 0; i < lp.numcon; ++i) judged.add(point.y[i], lp.blc[i], lp.buc[i]);
+  for (int32_t j = 0; j < lp.numvar; ++j) {
+    exact_sum z;
+    if (!isray) z.add(lp.c[j]);
+    for (ptrdiff_t p = lp.a.ptr[j]; p < lp.a.ptr[j + 1]; ++p) {
+      z.add(-lp.a.val[p] * point.y[lp.a.sub[p]]);
+    }
+    judged.add(z.value(), lp.blx[j], lp.bux[j]);
+  }
+  return judged;
+}
+
+}  // namespace
+
+opt_quality opt_judge(const lp_view& lp, const lp_point& point, opt_kind kind) {
+  opt_quality q;
+  if (kind == opt_kind::dualray) {
+    const dual_judge d = judge_dual(lp, point, true);
+    const double objective = d.objective.value();
+    q.dual = objective > 0 ? d.worst / objective : INFINITY;
+    return q;
+  }
+  const primal_judge p = judge_primal(lp, point, kind == opt_kind::primalray);
+  if (kind == opt_kind::primalray) {
+    q.primal = p.objective < 0 ? p.worst / -p.objective : INFINITY;
+    return q;
+  }
+  double nrmb = 0, nrmc = 0;
+  for (int32_t i = 0; i < lp.numcon; ++i) {
+    nrmb = std::max({nrmb, size_of(lp.blc[i]), size_of(lp.buc[i])});
+  }
+  for (const double c : lp.c) nrmc = std::max(nrmc, std::abs(c));
+  const dual_judge d = judge_dual(lp, point, false);
+  q.primal = p.worst / (1 + nrmb);
+  q.dual = d.worst / (1 + nrmc);
+  q.gap = std::abs(p.objective - d.objective.value()) / (1 + std::abs(p.objective));
+  return q;
+}
+
+bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind) {
+  const opt_quality q = opt_judge(lp, point, kind);
+  return q.primal <= goodfeas && q.dual <= goodfeas && q.gap <= goodgap;
+}
+
+void opt_slackbasis(const lp_view& lp, lp_basis& basis) {
+  basis.con.assign(lp.numcon, lp_key::basic);
+  basis.var.resize(lp.numvar);
+  for (int32_t j = 0; j < lp.numvar; ++j) {
+    const bool lower = std::isfinite(lp.blx[j]), upper = std::isfinite(lp.bux[j]);
+    if (lower && lp.blx[j] == lp.bux[j]) {
+      basis.var[j] = lp_key::fixed;
+    } else if (lower) {
+      basis.var[j] = lp_key::lower;
+    } else {
+      basis.var[j] = upper ? lp_key::upper : lp_key::superbasic;
+    }
+  }
+}
+
+rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool forinterior,
+                     const opt_stage& stage, prslv_rec& rec) {
+  rec.verdict = prslv_verdict::undecided;
+  if (!stage.set.prs.use) return rescode::ok;
+  if (const rescode r = stage.mon.announce(callback_code::begin_presolve); r != rescode::ok) {
+    return r;
+  }
+  prslv_settings set = stage.set.prs;
+  set.forinterior = forinterior;
+  const rescode r = prslv_reduce(lp, held, set, stage.mon.prs, stage.mman, rec);
+  stage.info.prs = rec.info;
+  const rescode end = stage.mon.announce(callback_code::end_presolve, r);
+  return r == rescode::ok ? end : r;
+}
