@@ -70,11 +70,11 @@ struct lu_count {
   int32_t numupdate = 0;
   int64_t nnzl = 0, nnzu = 0;  // of the fresh factors, without diagonals
   int64_t nnzupdate = 0;       // entries that updates have added
-  double facwork = 0;          // entries touched by the factorization
-  double solvework = 0;        // entries touched by solves and updates since
-  double extrawork = 0;        // the part of solvework that comes from the age of the factors
-  int32_t numkernel = 0;       // pivots that were no singletons
-  int32_t numdense = 0;        // of these, pivots of the dense tail
+  double facwork = 0;     // of the factorization, in entries that a solve would touch meanwhile
+  double solvework = 0;   // entries touched by solves and updates since
+  double extrawork = 0;   // the part of solvework that comes from the age of the factors
+  int32_t numkernel = 0;  // pivots that were no singletons
+  int32_t numdense = 0;   // of these, pivots of the dense tail
   int64_t totfactor = 0, totupdate = 0, totsingular = 0;
 };
 
@@ -100,6 +100,9 @@ struct lu_rec {
   mm_vector<int32_t> useqat;  // by row, its place in useq
   lu_file reta;               // row transformations of the updates
   mm_vector<int32_t> retabeg, retarow;
+  lu_file rcol;               // the same by columns: number of the transformation and value,
+  mm_vector<lu_slot> rcolat;  // by row, numbers increasing
+  int32_t rcolnum = 0;        // transformations that rcol has; a sparse solve adds the others
 
   // What an update needs of the last solves: the spike (the entering column after L and R) and the
   // row of U's inverse that the last lu_btran of a unit vector passed through.
@@ -115,6 +118,8 @@ struct lu_rec {
   mm_vector<int32_t> topo, stack, stackpos, outind;
   mm_vector<double> outval, dense;  // dense is zero between calls
   mm_vector<uint8_t> mark;          // zero between calls
+  mm_vector<double> rsum;           // by row transformation, zero between calls
+  mm_vector<uint64_t> rwaiting;     // a bit for each, likewise
   lu_kernel ker;
   explicit lu_rec(mm_place at);
 };

@@ -7,6 +7,8 @@
 namespace {
 
 constexpr int32_t blockwidth = 16;
+// Cost of an entry of the dense block at one pivot, against one of the sparse elimination.
+constexpr double densecost = 0.05;
 
 struct dense_tail {
   int32_t nrow = 0, ncol = 0;
@@ -145,7 +147,7 @@ void lu_densetail(lu_rec& f) {
         drop_column(f, t, k);
     }
     for (int32_t j = k; j < t.ncol; ++j) apply_block(t, k0, k, t.col(j));
-    f.count.facwork += double(k - k0) * double(t.ncol - k0) * double(t.nrow - k0) * 0.25;
+    f.count.facwork += double(k - k0) * double(t.ncol - k0) * double(t.nrow - k0) * densecost;
   }
   store(f, t, k);
 }

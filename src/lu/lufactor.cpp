@@ -22,7 +22,7 @@ void size_all(lu_rec& f, int32_t m, int32_t n) {
   f.ker.rank.assign(s, -1);
   f.ker.state.assign(s, lu_colactive);
   for (auto* v : {&f.lcolat, &f.lrowat, &f.ucolat}) v->assign(s, lu_range{});
-  for (auto* v : {&f.urowat, &f.ker.cat, &f.ker.rat}) v->assign(s, lu_slot{});
+  for (auto* v : {&f.urowat, &f.rcolat, &f.ker.cat, &f.ker.rat}) v->assign(s, lu_slot{});
 }
 
 void begin(lu_rec& f) {
@@ -32,10 +32,13 @@ void begin(lu_rec& f) {
   f.ueinvrow = -1;
   f.numsing = 0;
   for (auto* v : {&f.useq, &f.lseq, &f.lrseq, &f.lcol.sub, &f.retarow, &f.retabeg, &f.reta.sub,
-                  &ker.urrow, &ker.urbeg, &ker.ursub, &ker.queue})
+                  &f.rcol.sub, &ker.urrow, &ker.urbeg, &ker.ursub, &ker.queue})
     v->clear();
-  for (auto* v : {&f.lcol.val, &f.reta.val, &ker.urval}) v->clear();
+  for (auto* v : {&f.lcol.val, &f.reta.val, &f.rcol.val, &ker.urval}) v->clear();
   f.retabeg.push_back(0);
+  f.rcolnum = 0;
+  std::fill(f.rsum.begin(), f.rsum.end(), 0.0);
+  std::fill(f.rwaiting.begin(), f.rwaiting.end(), 0);
   ker.numrow = ker.numcol = 0;
   ker.nnz = 0;
   const int64_t tot[] = {f.count.totfactor, f.count.totupdate, f.count.totsingular};

@@ -1,4 +1,4 @@
-// Shared by the files that factorize: growing of files, lists by count, one pivot's bookkeeping.
+// Shared by the files that change factors: growing of files, lists by count, one pivot's bookkeeping.
 #pragma once
 
 #include <algorithm>
@@ -18,6 +18,19 @@ void lu_ensure(mm_vector<T>& v, size_t need) {
 inline void lu_ensure(lu_file& file, size_t need) {
   lu_ensure(file.sub, need);
   lu_ensure(file.val, need);
+}
+
+// lu_makeroom: room for one more entry; a full vector moves to the end of its file.
+inline void lu_makeroom(lu_file& file, lu_slot& at) {
+  if (at.num < at.cap) return;
+  const size_t beg = file.sub.size(), cap = 2 * size_t(at.cap) + 4;
+  if (beg + cap > size_t(std::numeric_limits<int32_t>::max())) throw std::bad_alloc();
+  file.sub.resize(beg + cap);
+  file.val.resize(beg + cap);
+  std::copy_n(file.sub.begin() + at.beg, at.num, file.sub.begin() + ptrdiff_t(beg));
+  std::copy_n(file.val.begin() + at.beg, at.num, file.val.begin() + ptrdiff_t(beg));
+  at.beg = int32_t(beg);
+  at.cap = int32_t(cap);
 }
 
 // lu_pivoted: row i and position p are the next pivot, with that diagonal of U.

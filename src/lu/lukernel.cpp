@@ -11,10 +11,10 @@
 namespace {
 
 // Lists looked into once a candidate is known.
-constexpr int32_t searchlimit = 6;
+constexpr int32_t searchlimit = 4;
 // The rest of the kernel becomes dense when it has that many rows and that share of entries.
 constexpr int32_t densemin = 24;
-constexpr double densefrac = 0.35;
+constexpr double densefrac = 0.3;
 // Pivots between two polls.
 constexpr int32_t pollevery = 256;
 

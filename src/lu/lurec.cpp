@@ -51,6 +51,8 @@ lu_rec::lu_rec(mm_place at)
       reta(at),
       retabeg(at),
       retarow(at),
+      rcol(at),
+      rcolat(at),
       spikeind(at),
       ueinvind(at),
       spikeval(at),
@@ -62,6 +64,8 @@ lu_rec::lu_rec(mm_place at)
       outval(at),
       dense(at),
       mark(at),
+      rsum(at),
+      rwaiting(at),
       ker(at) {}
 
 void lu_vecsize(lu_vector& x, int32_t m) {

@@ -5,9 +5,10 @@
 // Sci. Stat. Comput. 9 (1988); Hall, McKinnon, "Hyper-sparsity in the revised simplex method and how
 // to exploit it", Comput. Optim. Appl. 32 (2005).
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
-#include "lu/lu.h"
+#include "lu/lufactor_impl.h"
 
 namespace {
 
@@ -17,10 +18,16 @@ enum stage { stage_ftranl, stage_ftranu, stage_btranu, stage_btranl };
 constexpr double listedzero = 1e-100;
 // Weight of the last result in the expected density.
 constexpr double densityweight = 0.1;
+// Up to this expected density a pass over all pivots keeps the list of nonzeros.
+constexpr double listdensity = 0.15;
+// Where nobody counts the nonzeros, the expected density fades until a listed pass is tried again.
+constexpr double unlistedfade = 0.99;
 // Below this order searches do not pay.
 constexpr int32_t searchorder = 64;
 // A search that reaches this multiple of what was thought sparse is given up.
 constexpr double giveup = 2;
+// Cost of an entry met by following columns of row transformations, against one in a dot product.
+constexpr double sparsecost = 4;
 
 void expect(lu_rec& f, stage s, int32_t num) {
   double& d = f.density[s];
@@ -120,7 +127,7 @@ void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
       return;
     }
   }
-  const bool listed = x.num >= 0 && f.density[s] <= 3 * f.set.sparseexpected;
+  const bool listed = x.num >= 0 && f.density[s] <= listdensity;
   int32_t num = listed ? x.num : -1;
   for (const int32_t i : seq) {
     const double v = val[i];
@@ -138,7 +145,7 @@ void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
     expect(f, s, num);
   } else {
     x.num = -1;
-    f.density[s] *= 1 - 0.02;  // not counted; after a while a listed pass finds out
+    f.density[s] *= unlistedfade;
   }
   f.count.solvework += double(work + int64_t(seq.size()) / 4);
 }
@@ -173,9 +180,80 @@ void lu_ftranl(lu_rec& f, lu_vector& x) {
   unit_solve(f, stage_ftranl, f.lcolat.data(), f.lcol, f.lseq, x);
 }
 
-// Each row transformation is one dot product.
+namespace {
+
+// Brings the columns of the row transformations up to date: only where sparse vectors are met.
+void rcol_catchup(lu_rec& f) {
+  const auto num = int32_t(f.retarow.size());
+  if (f.rcolnum == num) return;
+  f.isfactored = false;  // until all is in place
+  lu_ensure(f.rsum, size_t(num));
+  lu_ensure(f.rwaiting, size_t(num) / 64 + 1);
+  for (int32_t k = f.rcolnum; k < num; ++k) {
+    for (int32_t e = f.retabeg[k]; e < f.retabeg[k + 1]; ++e) {
+      lu_slot& at = f.rcolat[f.reta.sub[e]];
+      lu_makeroom(f.rcol, at);
+      f.rcol.sub[at.beg + at.num] = k;
+      f.rcol.val[at.beg + at.num++] = f.reta.val[e];
+    }
+    f.count.extrawork += f.retabeg[k + 1] - f.retabeg[k];
+  }
+  f.rcolnum = num;
+  f.isfactored = true;
+}
+
+// Row transformations by columns: what the nonzeros of x add to each dot product is summed up, and
+// the transformations with a sum are done in their order; what one changes goes to those behind it.
+int64_t ftranr_sparse(lu_rec& f, lu_vector& x) {
+  double *val = x.val.data(), *sums = f.rsum.data();
+  uint64_t* waiting = f.rwaiting.data();
+  const int32_t* sub = f.rcol.sub.data();
+  const double* mult = f.rcol.val.data();
+  const auto words = (int32_t(f.retarow.size()) + 63) / 64;
+  int64_t work = words + x.num;
+  const auto spread = [&](int32_t beg, int32_t end, double v) {
+    for (int32_t e = beg; e < end; ++e) {
+      sums[sub[e]] += mult[e] * v;
+      waiting[sub[e] / 64] |= uint64_t(1) << (sub[e] % 64);
+    }
+    work += end - beg;
+  };
+  for (int32_t k = 0; k < x.num; ++k) {
+    const int32_t i = x.ind[k];
+    const lu_slot at = f.rcolat[i];
+    spread(at.beg, at.beg + at.num, val[i]);
+  }
+  for (int32_t w = 0; w < words; ++w) {
+    while (waiting[w] != 0) {
+      const int32_t k = 64 * w + std::countr_zero(waiting[w]);
+      waiting[w] &= waiting[w] - 1;
+      const double sum = sums[k];
+      sums[k] = 0;
+      if (std::abs(sum) < f.set.droptol) continue;
+      const int32_t t = f.retarow[k];
+      subtract(val, x.ind.data(), x.num, t, sum);
+      const lu_slot at = f.rcolat[t];
+      int32_t beg = at.beg + at.num;
+      while (beg > at.beg && sub[beg - 1] > k) --beg;
+      spread(beg, at.beg + at.num, -sum);
+    }
+  }
+  return work;
+}
+
+}  // namespace
+
+// Each row transformation is one dot product; a sparse vector meets few of them.
 void lu_ftranr(lu_rec& f, lu_vector& x) {
   const auto num = int32_t(f.retarow.size());
+  const double entries = double(f.reta.sub.size());
+  if (x.num >= 0 && num > 0 && x.num * sparsecost * (1 + entries / f.m) < entries) {
+    rcol_catchup(f);
+    const auto work = double(ftranr_sparse(f, x));
+    f.count.solvework += work;
+    f.count.extrawork += work;
+    return;
+  }
   const int32_t *sub = f.reta.sub.data(), *beg = f.retabeg.data();
   const double* mult = f.reta.val.data();
   double* val = x.val.data();
@@ -203,6 +281,7 @@ static void keep_spike(lu_rec& f, const lu_vector& x) {
     f.spikeind[num] = i;
     f.spikeval[num++] = v;
   }
+  if (x.num < 0) expect(f, stage_ftranl, num);
   f.spikenum = num;
   f.isspike = true;
 }
@@ -350,8 +429,10 @@ void lu_btran(lu_rec& f, lu_vector& x) {
   }
   lu_btranr(f, x);
   lu_btranl(f, x);
-  if (x.num >= 0)
+  if (x.num >= 0) {
     drop_small(f, x);
-  else
+  } else {
     list_all(f, x);
+    expect(f, stage_btranl, x.num);
+  }
 }

@@ -48,16 +48,7 @@ void take_out(lu_file& file, Range& at, int32_t s) {
 
 void put_in_row(lu_rec& f, int32_t i, int32_t t, double v) {
   lu_slot& at = f.urowat[i];
-  if (at.num == at.cap) {
-    const size_t beg = f.urow.sub.size(), cap = 2 * size_t(at.cap) + 4;
-    if (beg + cap > size_t(std::numeric_limits<int32_t>::max())) throw std::bad_alloc();
-    f.urow.sub.resize(beg + cap);
-    f.urow.val.resize(beg + cap);
-    std::copy_n(f.urow.sub.begin() + at.beg, at.num, f.urow.sub.begin() + ptrdiff_t(beg));
-    std::copy_n(f.urow.val.begin() + at.beg, at.num, f.urow.val.begin() + ptrdiff_t(beg));
-    at.beg = int32_t(beg);
-    at.cap = int32_t(cap);
-  }
+  lu_makeroom(f.urow, at);
   f.urow.sub[at.beg + at.num] = t;
   f.urow.val[at.beg + at.num++] = v;
 }
