@@ -4,6 +4,9 @@
 #include <algorithm>
 
 #include "cpub/timer.h"
+#include "prslv/prsdom.h"
+#include "prslv/prsdup.h"
+#include "prslv/prselim.h"
 #include "prslv/prsray.h"
 #include "prslv/prsrow.h"
 #include "prslv/prswork.h"
@@ -14,19 +17,19 @@ namespace {
 constexpr double worthround = 0.01;
 
 // Everything that one row or one column shows, until nothing changes.
-bool simplepass(prslv_work& w) {
+void simplepass(prslv_work& w) {
   for (;;) {
     for (int32_t i = prslv_dequeue(w.rowq); i >= 0; i = prslv_dequeue(w.rowq)) {
       prslv_rowcheck(w, i);
-      if (!prslv_poll(w)) return false;
+      if (!prslv_poll(w)) return;
     }
     bool any = false;
     for (int32_t j = prslv_dequeue(w.colq); j >= 0; j = prslv_dequeue(w.colq)) {
       prslv_colcheck(w, j);
       any = true;
-      if (!prslv_poll(w)) return false;
+      if (!prslv_poll(w)) return;
     }
-    if (!any) return true;
+    if (!any) return;
   }
 }
 
@@ -34,11 +37,25 @@ double sizeof_problem(const prslv_work& w) {
   return double(w.numlivecon) + w.numlivevar + double(w.numanz);
 }
 
+// One search and, after it, what it made simple. Returns whether to go on.
+bool timed(prslv_work& w, void (*search)(prslv_work&), double prslv_info::*time) {
+  const timer clock = timer_start();
+  search(w);
+  if (time != nullptr) w.rec.info.*time += timer_cpu(clock);
+  if (prslv_poll(w)) simplepass(w);
+  return prslv_poll(w);
+}
+
 bool reducerounds(prslv_work& w) {
   for (int32_t round = 0; round < w.set.maxround; ++round) {
     const double before = sizeof_problem(w);
     ++w.rec.info.numpass;
-    if (!simplepass(w)) return false;
+    if (!timed(w, &simplepass, nullptr) || !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
+        !timed(w, &prslv_dupcols, &prslv_info::dupcputime) ||
+        !timed(w, &prslv_domcols, &prslv_info::domcputime)) {
+      return false;
+    }
+    if (w.set.eliminatoruse && !timed(w, &prslv_eliminate, &prslv_info::elicputime)) return false;
     if (before - sizeof_problem(w) <= worthround * before && round > 0) break;
   }
   return true;

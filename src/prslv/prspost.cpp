@@ -263,9 +263,10 @@ void undo_dupcol(post_state& st, prslv_reader& in) {
   const bool lowk = isheld ? atlower : std::isfinite(bk.lower);
   const bool lowj = isheld ? atlower == (s > 0) : std::isfinite(bj.lower);
   double xk = prefer(bk, lowk), xj = (v - xk) / s;
-  const bool fits = xj >= bj.lower && xj <= bj.upper;
+  const bool isfreek = std::isinf(bk.lower) && std::isinf(bk.upper);
+  const bool fits = xj >= bj.lower && xj <= bj.upper && !isfreek;
   if (!fits) {
-    xj = std::clamp(xj, bj.lower, bj.upper);
+    xj = isfreek ? prefer(bj, lowj) : std::clamp(xj, bj.lower, bj.upper);
     xk = v - s * xj;
   }
   st.x[j] = xj;
@@ -380,21 +381,23 @@ void unwind(const prslv_rec& rec, post_state& st) {
 
 // Keys as the bounds of the original problem allow them.
 void normalize(const prslv_rec& rec, post_state& st) {
-  const auto fit = [](lp_key& key, double lower, double upper) {
+  const auto fit = [](lp_key& key, double mult, double lower, double upper) {
     if (key == lp_key::basic) return;
     if (lower == upper) {
       key = lp_key::fixed;
     } else if (std::isinf(lower) && std::isinf(upper)) {
       key = lp_key::superbasic;
+    } else if (key == lp_key::fixed) {  // an inequality that presolve made an equation
+      key = std::isinf(lower) ? lp_key::upper : std::isinf(upper) ? lp_key::lower : bysign(mult);
     }
   };
   int64_t numbasic = 0;
   for (int32_t i = 0; i < rec.orig.numcon; ++i) {
-    fit(st.con[i], rec.orig.blc[i], rec.orig.buc[i]);
+    fit(st.con[i], st.y[i], rec.orig.blc[i], rec.orig.buc[i]);
     numbasic += st.con[i] == lp_key::basic ? 1 : 0;
   }
   for (int32_t j = 0; j < rec.orig.numvar; ++j) {
-    fit(st.var[j], rec.orig.blx[j], rec.orig.bux[j]);
+    fit(st.var[j], st.z[j], rec.orig.blx[j], rec.orig.bux[j]);
     numbasic += st.var[j] == lp_key::basic ? 1 : 0;
   }
   if (numbasic != rec.orig.numcon) fault_raise(fault_here(), "Not a basic soloution");
@@ -431,8 +434,15 @@ void prslv_postsolvebas(const prslv_rec& rec, const lp_point& red, const lp_basi
   spread(rec, red, st);
   st.con.assign(rec.orig.numcon, lp_key::unknown);
   st.var.assign(rec.orig.numvar, lp_key::unknown);
-  for (size_t i = 0; i < rec.conof.size(); ++i) st.con[rec.conof[i]] = redbas.con[i];
-  for (size_t j = 0; j < rec.varof.size(); ++j) st.var[rec.varof[j]] = redbas.var[j];
+  const auto plain = [](lp_key key, double lower, double upper) {
+    return key != lp_key::basic && lower == upper ? lp_key::fixed : key;
+  };
+  for (size_t i = 0; i < rec.conof.size(); ++i) {
+    st.con[rec.conof[i]] = plain(redbas.con[i], rec.blc[i], rec.buc[i]);
+  }
+  for (size_t j = 0; j < rec.varof.size(); ++j) {
+    st.var[rec.varof[j]] = plain(redbas.var[j], rec.blx[j], rec.bux[j]);
+  }
   unwind(rec, st);
   normalize(rec, st);
   out.verdict = red.verdict;

@@ -78,6 +78,7 @@ prslv_work::prslv_work(prslv_rec& record, const prslv_settings& settings, const 
       rlive(mm_at(mman)),
       clive(mm_at(mman)),
       held(mm_at(mman)),
+      merged(mm_at(mman)),
       blc(mm_at(mman)),
       buc(mm_at(mman)),
       blx(mm_at(mman)),
@@ -121,6 +122,7 @@ void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const uint8_t> he
   copy(w.c, prob.c);
   w.cfix.add(prob.cfix);
   w.held.assign(w.n, 0);
+  w.merged.assign(w.n, 0);
   std::copy(held.begin(), held.end(), w.held.begin());
   w.rhead.assign(w.m, -1);
   w.chead.assign(w.n, -1);

@@ -64,6 +64,7 @@ struct prslv_work {
   int64_t numanz = 0;
   mm_vector<int32_t> rhead, rlen, chead, clen;
   mm_vector<uint8_t> rlive, clive, held;
+  mm_vector<uint8_t> merged;  // columns that stand for several
   mm_vector<double> blc, buc, blx, bux, c;
   exact_sum cfix;
   mm_vector<prslv_act> act;

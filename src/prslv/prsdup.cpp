@@ -1,0 +1,216 @@
+// Duplicates are found by a hash of the pattern and of the values divided by the value of the smallest
+// subscript, and then compared entry by entry. A pair that rounding hides from the hash is missed.
+// Tomlin, Welch, "Finding duplicate rows in a linear programming model", Oper. Res. Lett. 5 (1986),
+// reach the same in linear time by splitting classes.
+#include "prslv/prsdup.h"
+
+#include <algorithm>
+
+namespace {
+
+// Two entries are proportional when they agree to this part.
+constexpr double dupltol = 1e-12;
+// A multiple beyond this or its inverse is left alone: merged bounds would lose digits.
+constexpr double duplmaxscale = 1e6;
+// Grid on which quotients of entries are hashed; not a power of two, so that simple fractions do not
+// fall halfway between its points.
+constexpr double hashgrid = 1048573.25;
+
+uint64_t mix(uint64_t v) {  // the finalizer of MurmurHash3
+  v = (v ^ (v >> 33)) * 0xff51afd7ed558ccdULL;
+  v = (v ^ (v >> 33)) * 0xc4ceb9fe1a85ec53ULL;
+  return v ^ (v >> 33);
+}
+
+struct hashed {
+  uint64_t key;
+  int32_t index;
+};
+
+// Row and column seen alike: subscript and successor of an entry along the vector.
+struct along {
+  bool rows;
+  int32_t head(const prslv_work& w, int32_t k) const { return rows ? w.rhead[k] : w.chead[k]; }
+  int32_t next(const prslv_entry& e) const { return rows ? e.rnext : e.cnext; }
+  int32_t sub(const prslv_entry& e) const { return rows ? e.col : e.row; }
+  int32_t len(const prslv_work& w, int32_t k) const { return rows ? w.rlen[k] : w.clen[k]; }
+};
+
+// The value that the others are divided by.
+double leading(const prslv_work& w, const along& dir, int32_t k) {
+  int32_t first = -1;
+  double value = 1;
+  for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
+    const int32_t sub = dir.sub(w.ent[e]);
+    if (first >= 0 && sub > first) continue;
+    first = sub;
+    value = w.ent[e].val;
+  }
+  return value;
+}
+
+uint64_t hashof(const prslv_work& w, const along& dir, int32_t k) {
+  const double lead = leading(w, dir, k);
+  uint64_t key = mix(uint64_t(dir.len(w, k)));
+  for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
+    const double quotient = std::clamp(w.ent[e].val / lead, -1e12, 1e12);
+    const auto grid = uint64_t(std::llround(quotient * hashgrid));
+    key += mix(mix(uint64_t(dir.sub(w.ent[e])) + 1) ^ grid);
+  }
+  return key;
+}
+
+// The multiple s with vector i = s times vector k; 0 when there is none.
+double multiple(prslv_work& w, const along& dir, int32_t i, int32_t k) {
+  if (dir.len(w, i) != dir.len(w, k)) return 0;
+  for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
+    w.place[dir.sub(w.ent[e])] = e;
+  }
+  double s = leading(w, dir, i) / leading(w, dir, k);
+  for (int32_t e = dir.head(w, i); e >= 0 && s != 0; e = dir.next(w.ent[e])) {
+    const int32_t f = w.place[dir.sub(w.ent[e])];
+    const double value = w.ent[e].val;
+    if (f < 0 || std::abs(value - s * w.ent[f].val) > dupltol * std::abs(value)) s = 0;
+  }
+  for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
+    w.place[dir.sub(w.ent[e])] = -1;
+  }
+  w.work += 2.0 * dir.len(w, k);
+  return std::abs(s) <= duplmaxscale && std::abs(s) * duplmaxscale >= 1 ? s : 0;
+}
+
+// Live vectors sorted by hash, then by index.
+void sorted(prslv_work& w, const along& dir, mm_vector<hashed>& list) {
+  const int32_t num = dir.rows ? w.m : w.n;
+  list.clear();
+  for (int32_t k = 0; k < num; ++k) {
+    const bool live = dir.rows ? w.rlive[k] != 0 : w.clive[k] != 0 && !prslv_isheld(w, k);
+    if (!live || dir.len(w, k) == 0) continue;
+    list.push_back({hashof(w, dir, k), k});
+  }
+  w.work += 2.0 * double(w.numanz);
+  std::sort(list.begin(), list.end(), [](const hashed& a, const hashed& b) {
+    return a.key != b.key ? a.key < b.key : a.index < b.index;
+  });
+}
+
+void drain(prslv_queue& q) {
+  while (prslv_dequeue(q) >= 0) continue;
+}
+
+// Row i = s times row k: k gets the tighter sides of both.
+void mergerow(prslv_work& w, int32_t i, int32_t k, double s) {
+  const double low = (s > 0 ? w.blc[i] : w.buc[i]) / s, high = (s > 0 ? w.buc[i] : w.blc[i]) / s;
+  const auto misses = [](double lower, double upper) {
+    return lower - upper > prslv_infeastol * (1 + std::min(std::abs(lower), std::abs(upper)));
+  };
+  if (misses(low, w.buc[k]) || misses(w.blc[k], high)) {
+    const double sign = misses(low, w.buc[k]) ? 1 : -1;
+    w.seed.assign(1, {i, sign / s});
+    w.seed.emplace_back(k, -sign);
+    prslv_infeasible(w);
+    return;
+  }
+  int32_t flags = 0;
+  double lower = w.blc[k], upper = w.buc[k];
+  const auto tighter = [](double gain, double side) {
+    return std::isinf(side) ? gain > 0 : gain > prslv_equtol * (1 + std::abs(side));
+  };
+  if (tighter(low - lower, lower)) {
+    lower = std::min(low, upper);
+    flags |= prslv_lower;
+  }
+  if (tighter(upper - high, upper)) {
+    upper = std::max(high, lower);
+    flags |= prslv_upper;
+  }
+  prslv_push(w.rec.stack, prslv_opcode::duprow, {{i, k, flags}}, {{s}});
+  prslv_removerow(w, i);
+  if (flags != 0) prslv_setsides(w, k, lower, upper);
+  ++w.rec.info.numduprow;
+}
+
+// Column j = s times column k, and k may take the room of j at less cost: j goes to a bound.
+bool dominates(prslv_work& w, int32_t k, int32_t j, double s) {
+  const double delta = prslv_cleansum(w.c[j], -s * w.c[k]);
+  if (std::abs(delta) <= w.set.tols * (1 + std::abs(w.c[j]))) return false;
+  const double room = (delta > 0) == (s > 0) ? w.bux[k] : w.blx[k];
+  if (std::isfinite(room)) return false;
+  const double bound = delta > 0 ? w.blx[j] : w.bux[j];
+  if (std::isinf(bound)) {
+    const double dir = delta > 0 ? -1 : 1;
+    w.seed.assign(1, {j, dir});
+    w.seed.emplace_back(k, -dir * s);
+    prslv_unbound(w);
+    return true;
+  }
+  prslv_fixcol(w, j, bound);
+  ++w.rec.info.numdomcol;
+  return true;
+}
+
+// Column j = s times column k with costs alike: k stands for x_k + s x_j.
+bool mergecol(prslv_work& w, int32_t j, int32_t k, double s) {
+  const double delta = w.c[j] - s * w.c[k];
+  if (std::abs(delta) > dupltol * (std::abs(w.c[j]) + std::abs(s * w.c[k]))) return false;
+  const auto isfree = [&](int32_t col) { return std::isinf(w.blx[col]) && std::isinf(w.bux[col]); };
+  if (isfree(j) && isfree(k)) {  // one is as good; zero is where a free one may stay
+    if (w.merged[j] != 0 && w.merged[k] != 0) return false;
+    prslv_fixcol(w, w.merged[j] != 0 ? k : j, 0);
+    ++w.rec.info.numdupcol;
+    return true;
+  }
+  w.merged[k] = 1;
+  prslv_push(w.rec.stack, prslv_opcode::dupcol, {{j, k}},
+             {{s, w.blx[j], w.bux[j], w.blx[k], w.bux[k]}});
+  const double lower = w.blx[k] + s * (s > 0 ? w.blx[j] : w.bux[j]);
+  const double upper = w.bux[k] + s * (s > 0 ? w.bux[j] : w.blx[j]);
+  prslv_removecol(w, j);
+  if (lower != w.blx[k]) prslv_setblx(w, k, lower);
+  if (upper != w.bux[k]) prslv_setbux(w, k, upper);
+  ++w.rec.info.numdupcol;
+  return true;
+}
+
+}  // namespace
+
+void prslv_duprows(prslv_work& w) {
+  const bool any = prslv_dequeue(w.duprowq) >= 0;
+  drain(w.duprowq);
+  if (!any) return;
+  mm_vector<hashed> list(w.tmpsub.get_allocator().place);
+  const along dir = {true};
+  sorted(w, dir, list);
+  for (size_t p = 1, first = 0; p < list.size() && prslv_poll(w); ++p) {
+    if (list[p].key != list[first].key) {
+      first = p;
+      continue;
+    }
+    const double s = multiple(w, dir, list[p].index, list[first].index);
+    if (s != 0) mergerow(w, list[p].index, list[first].index, s);
+  }
+}
+
+void prslv_dupcols(prslv_work& w) {
+  const bool any = prslv_dequeue(w.dupcolq) >= 0;
+  drain(w.dupcolq);
+  if (!any) return;
+  mm_vector<hashed> list(w.tmpsub.get_allocator().place);
+  const along dir = {false};
+  sorted(w, dir, list);
+  for (size_t p = 1, first = 0; p < list.size() && prslv_poll(w); ++p) {
+    if (list[p].key != list[first].key) {
+      first = p;
+      continue;
+    }
+    const int32_t j = list[p].index, k = list[first].index;
+    const double s = multiple(w, dir, j, k);
+    if (s == 0) continue;
+    if (dominates(w, k, j, s)) continue;
+    if (mergecol(w, j, k, s)) {
+      if (w.clive[k] == 0) first = p;
+      continue;
+    }
+    if (dominates(w, j, k, 1 / s)) first = p;
+  }
+}
