@@ -5,7 +5,9 @@
 
 #include "cpub/callback.h"
 #include "simplex/simcore.h"
+#include "simplex/simcrash.h"
 #include "simplex/simdual.h"
+#include "simplex/simprimal.h"
 
 namespace {
 
@@ -31,7 +33,7 @@ sim_end run_method(opt_run& run, sim_method method) {
                             : callback_code::begin_dual_simplex) == rescode::ok &&
       sim_poll(st, isprimal ? callback_code::primal_simplex : callback_code::dual_simplex) ==
           rescode::ok) {
-    end = sim_dual(st, run.mayperturb);
+    end = isprimal ? sim_primal(st, run.mayperturb) : sim_dual(st, run.mayperturb);
   }
   (isprimal ? st.info.primtime : st.info.dualtime) += timer_cpu(st.mon.clock) - t0;
   const rescode r =
@@ -42,9 +44,29 @@ sim_end run_method(opt_run& run, sim_method method) {
   return end;
 }
 
-rescode run_turns(opt_run& run) {
+// The method to begin with: a given start that is feasible on one side only decides.
+sim_method first_method(const sim_state& st, bool ishot) {
+  if (st.set.method != sim_method::free) return st.set.method;
+  const sim_measures s = sim_measure(st);
+  return ishot && s.numprim == 0 && s.numdual > 0 ? sim_method::primal : sim_method::dual;
+}
+
+// Puts columns in place of logicals for the primal simplex.
+void take_crash(sim_state& st) {
+  const double t0 = timer_cpu(st.mon.clock);
+  mm_vector<int32_t> colofrow(mm_at(st.mman));
+  st.info.numcrash = sim_crash(st.lp, st.set.primcrash, st.mman, colofrow);
+  if (st.info.numcrash > 0) {
+    for (int32_t i = 0; i < st.m; ++i) {
+      if (colofrow[i] < 0) colofrow[i] = st.n + i;
+    }
+    sim_takebasis(st, colofrow);
+  }
+  st.info.crashtime += timer_cpu(st.mon.clock) - t0;
+}
+
+rescode run_turns(opt_run& run, sim_method method) {
   sim_state& st = run.st;
-  sim_method method = sim_method::dual;
   for (; run.turn < opt_maxturn; ++run.turn) {
     const sim_end end = run_method(run, method);
     if (end == sim_end::stopped) return st.code;
@@ -57,6 +79,8 @@ rescode run_turns(opt_run& run) {
       }
       st.tolx = std::max(opt_leasttol, opt_tolstep * st.tolx);
       st.tols = std::max(opt_leasttol, opt_tolstep * st.tols);
+    } else {
+      method = method == sim_method::primal ? sim_method::dual : sim_method::primal;
     }
     run.mayperturb = false;
   }
@@ -75,14 +99,18 @@ rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor
   st.point = &found;
   st.tolx = opt_tolshare * set.tolx;
   st.tols = opt_tolshare * set.tols;
-  info.dualhot = set.hotstart && !basis.var.empty();
+  const bool ishot = set.hotstart && int32_t(basis.con.size()) == prob.numcon &&
+                     int32_t(basis.var.size()) == prob.numvar && prob.numvar + prob.numcon > 0;
   sim_setup(st, basis);
+  if (set.method == sim_method::primal && !ishot) take_crash(st);
   rescode code = sim_factorize(st);
   if (code == rescode::ok) {
     sim_primals(st);
     sim_duals(st);
     opt_run run{st, set.perturb};
-    code = run_turns(run);
+    const sim_method method = first_method(st, ishot);
+    (method == sim_method::primal ? info.primhot : info.dualhot) = ishot;
+    code = run_turns(run, method);
   }
   info.running = sim_method::free;
   if (found.verdict == lp_verdict::none) (void)sim_truemeasure(st);

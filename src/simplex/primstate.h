@@ -1,0 +1,117 @@
+// What the primal simplex keeps besides the shared state; used by its own units only.
+//
+//   simprimal.cpp  the loop, phases, ends
+//   primprice.cpp  choice of the entering variable; reduced costs and weights after a step
+//   primratio.cpp  choice of the leaving one; the step
+//   primpert.cpp   bounds widened against stalling
+#pragma once
+
+#include <cstdint>
+
+#include "simplex/simcore.h"
+
+// Tolerances of the primal simplex, absolute and in scaled space unless said otherwise.
+constexpr double prim_pivfresh = 1e-9;  // entries of the column at most this do not block, when the
+constexpr double prim_pivyoung = 1e-8;  // factors are fresh (below 10 exchanges), young (below 20)
+constexpr double prim_pivold = 1e-7;    // and old
+constexpr int32_t prim_youngage = 10, prim_oldage = 20;
+constexpr double prim_pivaccept = 1e-5;   // a smaller pivot is looked at again with fresh factors
+constexpr double prim_pivdiffer = 1e-7;   // of the pivot by column and by row, relative
+constexpr double prim_duadiffer = 1e-6;   // of a reduced cost kept and recomputed, relative
+constexpr double prim_degenerate = 1e-9;  // a shorter step counts as degenerate
+constexpr double prim_shift = 1e-12;      // a leaving variable further off its bound takes it along
+constexpr double prim_badresidual = 1e-6;  // of fresh values, relative: factors are not trusted
+
+// A basic variable that reaches a bound at step t.
+struct prim_break {
+  double t, relaxed;  // relaxed: with the bound the feasibility tolerance further away
+  double rate;        // > 0, at which it moves
+  int32_t at;         // 2 * position + (1: the upper bound)
+};
+
+enum class prim_action {
+  ok,
+  rebuild,    // factors or values should be made anew
+  nonelects,  // no variable is attractive
+  unblocked,  // nothing blocks the entering one
+  stopped,    // st.code
+};
+
+struct prim_state {
+  sim_state& st;
+  bool isphase1 = false;
+  double tolp = 1e-7, told = 1e-7;
+
+  // Pricing. cand lists all attractive variables, hot those whose score is above cutoff.
+  sim_selection rule = sim_selection::ase;
+  mm_vector<double> weight;         // nt: norm of the edge in the reference space, at least about
+  mm_vector<uint8_t> isref;         // nt: in the reference framework
+  mm_vector<int32_t> cand, candat;  // candat: nt, place in cand or -1
+  mm_vector<int32_t> hot;
+  mm_vector<uint8_t> ishot;  // nt
+  mm_vector<double> score;   // scratch of a rebuild of hot
+  double cutoff = 0;
+  int32_t numbadweight = 0;    // weights found far off since the framework was set
+  mm_vector<int32_t> taboo;    // not to enter until the next success
+  mm_vector<uint8_t> istaboo;  // nt
+  mm_vector<uint8_t> isheld;   // nt: fixed, never enters
+
+  // The step: q enters upwards (dir 1) or downwards (-1) and takes position p; -1: it reaches its
+  // other bound.
+  int32_t q = -1, p = -1;
+  int32_t dir = 1;
+  double dq = 0, alpha = 0, theta = 0, wq = 1;
+  bool toupper = false;                 // the bound at which the leaving variable stays
+  lu_vector col, rho, row, tau, delta;  // row: of the structurals; delta: phase 1 cost changes
+  mm_vector<prim_break> breaks;
+
+  // Phase 1.
+  mm_vector<int8_t> infeas;  // m: -1 below its bounds, 1 above, 0 within
+  int32_t numinfeas = 0;
+  double suminfeas = 0, maxinfeas = 0;  // of the last look at all
+
+  // Stalling.
+  bool isperturbed = false, isshifted = false;
+  bool mayperturb = true;
+  double pertsize = 0;   // relative to 1 + |bound|
+  int32_t numstall = 0;  // degenerate steps in a row
+  double pivaccept = prim_pivaccept;
+  int32_t numperturb = 0, numrestore = 0, numretry = 0, numbaddual = 0;
+  mm_vector<uint64_t> seen;  // hashes of bases since the last step that was not degenerate
+  uint64_t hash = 0;
+
+  explicit prim_state(sim_state& state);
+};
+
+// ---- primprice.cpp
+// prim_setweights: a fresh reference framework; with mayexact all variables are in it when the basis
+// is logical and the rule is steepest edge.
+void prim_setweights(prim_state& p, bool mayexact);
+void prim_setcands(prim_state& p);          // lists from st.d
+void prim_touch(prim_state& p, int32_t k);  // d, weight or move of k may have changed
+int32_t prim_chuzc(prim_state& p);          // the entering variable, -1: none
+// prim_checkweight: the true norm of the entering edge, from col, against the stored one.
+void prim_checkweight(prim_state& p);
+// prim_updateduals: d, weights and lists for the exchange of q and the variable at p, before it is
+// made. row and rho hold the pivotal row.
+void prim_updateduals(prim_state& p);
+// prim_addcosts: d after the costs of basic variables rose by delta (by position); delta is cleared.
+void prim_addcosts(prim_state& p);
+
+// ---- primratio.cpp
+double prim_pivtol(const prim_state& p);
+// prim_chuzr: sets p, theta and toupper; ok or unblocked.
+prim_action prim_chuzr(prim_state& p);
+// prim_move: moves the basic variables along col by theta; in phase 1 fills delta with the changes
+// of their costs but for that of the leaving variable.
+void prim_move(prim_state& p);
+// prim_judge: infeasibilities of all basic variables from scratch.
+void prim_judge(prim_state& p);
+
+// ---- primpert.cpp
+// prim_stall: counts a degenerate or a real step; perturbs when there were too many of the first.
+// Returns whether bounds of basic variables were changed.
+bool prim_stall(prim_state& p);
+void prim_widen(prim_state& p, int32_t k);  // the bounds of one variable, when perturbing is on
+void prim_hash(prim_state& p, int32_t entering, int32_t leaving);  // the basis changes so
+bool prim_restore(prim_state& p);  // true bounds again; whether any had changed

@@ -1,0 +1,394 @@
+#include "simplex/simprimal.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cpub/callback.h"
+#include "simplex/primstate.h"
+
+namespace {
+
+// Times that taboos are lifted, each with smaller pivots allowed, and that true bounds are restored
+// with perturbation still allowed afterwards.
+constexpr int32_t loop_maxretry = 3, loop_maxperturb = 3;
+// Times that an end may be taken back before the method gives up.
+constexpr int32_t loop_maxround = 60;
+constexpr double loop_retrypivot = 0.01;  // of the accepted size of pivots, at each lifting
+constexpr double loop_pivstep = 5.0, loop_maxpivrel = 0.5;  // of the threshold of the factorization
+// Reduced costs found wrong, since the last rebuild, before all are made anew.
+constexpr int32_t loop_maxbaddual = 5;
+// Fresh factors: pivots by row and column may differ by so much, relative, before q is refused.
+constexpr double loop_worstpivot = 1e-3;
+
+bool stop(sim_state& st, rescode why) {
+  st.code = why;
+  return false;
+}
+
+void set_costs(prim_state& p) {
+  sim_state& st = p.st;
+  if (!p.isphase1) {
+    std::copy(st.cost0.begin(), st.cost0.end(), st.cost.begin());
+    return;
+  }
+  std::fill(st.cost.begin(), st.cost.end(), 0.0);
+  for (int32_t i = 0; i < st.m; ++i) st.cost[st.basic[i]] = p.infeas[i];
+}
+
+// The objective without perturbation of costs; x may lie at widened bounds.
+double true_objective(const sim_state& st) {
+  double obj = 0;
+  for (int32_t k = 0; k < st.n; ++k) {
+    if (st.cost0[k] != 0) obj += st.cost0[k] * (st.pos[k] >= 0 ? st.xb[st.pos[k]] : st.xval[k]);
+  }
+  return sim_objective(st, obj);
+}
+
+void tell(prim_state& p) {
+  prim_judge(p);
+  p.st.info.feas = p.suminfeas;
+  p.st.info.primobj = true_objective(p.st);
+}
+
+void clear_taboo(prim_state& p) {
+  for (const int32_t k : p.taboo) p.istaboo[k] = 0;
+  p.taboo.clear();
+}
+void refuse(prim_state& p) {
+  p.taboo.push_back(p.q);
+  p.istaboo[p.q] = 1;
+  prim_touch(p, p.q);
+}
+
+bool factorize(prim_state& p) {
+  bool isrestored = false;
+  if (sim_factorize(p.st, &isrestored) != rescode::ok) return false;
+  if (isrestored) prim_setweights(p, false);
+  return true;
+}
+
+// Factors when they are not fresh (and asked for), values, phase, costs and reduced costs.
+bool rebuild(prim_state& p, bool refactor) {
+  sim_state& st = p.st;
+  lu_vecclear(p.delta);
+  if (!st.lu.isfactored || (refactor && !st.isfresh)) {
+    if (!factorize(p)) return false;
+  }
+  while (sim_primals(st) > prim_badresidual && st.pivrel < loop_maxpivrel) {
+    st.pivrel = std::min(st.pivrel * loop_pivstep, loop_maxpivrel);
+    if (!factorize(p)) return false;
+  }
+  prim_judge(p);
+  p.isphase1 = p.numinfeas > 0;
+  set_costs(p);
+  sim_duals(st);
+  prim_setcands(p);
+  p.numbaddual = 0;
+  return true;
+}
+
+// The entering column and what can be checked with it. ok with q < 0: choose again.
+prim_action take_column(prim_state& p) {
+  sim_state& st = p.st;
+  const int32_t q = p.q;
+  lu_vecclear(p.col);
+  sim_column(st, q, p.col);
+  sim_ftran(st, p.col, true);
+  double dq = st.cost[q];
+  for (int32_t t = 0; t < p.col.num; ++t) {
+    const int32_t i = p.col.ind[t];
+    dq -= st.cost[st.basic[i]] * p.col.val[i];
+  }
+  const double off = std::abs(dq - st.d[q]);
+  st.d[q] = dq;
+  prim_touch(p, q);
+  const bool isout = p.candat[q] < 0;
+  if (isout || off > prim_duadiffer * (1 + std::abs(dq))) {
+    if (++p.numbaddual > loop_maxbaddual && !st.isfresh) return prim_action::rebuild;
+  }
+  if (isout) {
+    p.q = -1;
+    return prim_action::ok;
+  }
+  p.dq = dq;
+  p.dir = dq < 0 ? 1 : -1;
+  prim_checkweight(p);
+  return prim_action::ok;
+}
+
+// The pivotal row; whether it confirms the pivot.
+bool take_row(prim_state& p) {
+  sim_state& st = p.st;
+  if (p.rule == sim_selection::se) {
+    lu_vecclear(p.tau);
+    for (int32_t t = 0; t < p.col.num; ++t) {
+      const int32_t i = p.col.ind[t];
+      if (p.isref[st.basic[i]] != 0) lu_vecset(p.tau, i, p.col.val[i]);
+    }
+    sim_btran(st, p.tau);
+  }
+  lu_vecclear(p.rho);
+  lu_vecset(p.rho, p.p, 1.0);
+  sim_btran(st, p.rho);
+  const double byrow = sim_dotcolumn(st, p.q, p.rho.val);
+  const double off = std::abs(byrow - p.alpha);
+  if (off > prim_pivdiffer * (1 + std::abs(p.alpha)) && !st.isfresh) return false;
+  if (off > loop_worstpivot * std::abs(p.alpha)) return false;
+  lu_vecclear(p.row);
+  sim_price(st, p.rho, p.row);
+  return true;
+}
+
+prim_action flip(prim_state& p) {
+  sim_state& st = p.st;
+  prim_move(p);
+  st.xval[p.q] = st.move[p.q] > 0 ? st.up[p.q] : st.lo[p.q];
+  st.move[p.q] = int8_t(-st.move[p.q]);
+  prim_touch(p, p.q);
+  if (p.delta.num > 0) prim_addcosts(p);
+  return p.isphase1 && p.numinfeas == 0 ? prim_action::rebuild : prim_action::ok;
+}
+
+// The leaving variable's bound: taken along when it is not quite there; both, of a fixed one.
+void settle_leaving(prim_state& p, int32_t k) {
+  sim_state& st = p.st;
+  double& bound = p.toupper ? st.up[k] : st.lo[k];
+  if (std::abs(st.xb[p.p] - bound) > prim_shift) {
+    bound = st.xb[p.p];
+    p.isshifted = true;
+  }
+  if (p.isheld[k] != 0) st.lo[k] = st.up[k] = bound;
+}
+
+prim_action pivot(prim_state& p) {
+  sim_state& st = p.st;
+  const int32_t leaving = st.basic[p.p];
+  const double x = st.xval[p.q] + p.dir * p.theta;
+  prim_move(p);
+  settle_leaving(p, leaving);
+  prim_updateduals(p);
+  if (p.isphase1 && p.infeas[p.p] != 0) {
+    st.d[leaving] -= p.infeas[p.p];
+    st.cost[leaving] = 0;
+    --p.numinfeas;
+    p.infeas[p.p] = 0;
+  }
+  prim_widen(p, p.q);
+  const lu_state lus = sim_exchange(st, p.p, p.q, p.alpha, x, p.toupper);
+  prim_hash(p, p.q, leaving);
+  prim_touch(p, p.q);
+  prim_touch(p, leaving);
+  ++st.info.primiter;
+  if (p.isphase1) ++st.info.priminf;
+  if (p.theta <= prim_degenerate) ++st.info.primdeg;
+  if (lus == lu_state::unstable) return prim_action::rebuild;
+  if (p.delta.num > 0) prim_addcosts(p);
+  if (p.isphase1 && p.numinfeas == 0) return prim_action::rebuild;
+  return lus == lu_state::refactor || sim_wantfactor(st) ? prim_action::rebuild : prim_action::ok;
+}
+
+// Whether the pivot is good enough; else asks for fresh factors or refuses q.
+prim_action accept(prim_state& p) {
+  if (std::abs(p.alpha) >= p.pivaccept) return prim_action::ok;
+  if (!p.st.isfresh) return prim_action::rebuild;
+  refuse(p);
+  p.q = -1;
+  return prim_action::ok;
+}
+
+prim_action iterate(prim_state& p) {
+  sim_state& st = p.st;
+  p.q = prim_chuzc(p);
+  if (p.q < 0) return prim_action::nonelects;
+  prim_action action = take_column(p);
+  if (action != prim_action::ok || p.q < 0) return action;
+  action = prim_chuzr(p);
+  if (action != prim_action::ok) return action;
+  if (p.p < 0) {
+    action = flip(p);
+  } else {
+    action = accept(p);
+    if (action != prim_action::ok || p.q < 0) return action;
+    if (!take_row(p)) {
+      if (st.isfresh) {
+        refuse(p);
+        return prim_action::ok;
+      }
+      st.pivrel = std::min(st.pivrel * loop_pivstep, loop_maxpivrel);
+      return prim_action::rebuild;
+    }
+    action = pivot(p);
+  }
+  if (!p.taboo.empty() && p.theta > prim_degenerate) {
+    const size_t num = p.taboo.size();
+    for (size_t t = 0; t < num; ++t) p.istaboo[p.taboo[t]] = 0;
+    for (size_t t = 0; t < num; ++t) prim_touch(p, p.taboo[t]);
+    p.taboo.clear();
+  }
+  prim_stall(p);
+  return action;
+}
+
+bool poll_row(prim_state& p) {
+  sim_state& st = p.st;
+  const int32_t iter = st.info.primiter;
+  if (st.set.logfreq > 0 && iter > 0 && iter % st.set.logfreq == 0) {
+    st.info.feas = p.isphase1 ? p.suminfeas : 0;
+    st.info.primobj = true_objective(st);
+    if (sim_poll(st, callback_code::update_primal_simplex) != rescode::ok) return false;
+  } else if (sim_poll(st) != rescode::ok) {
+    return false;
+  }
+  if (iter + st.info.dualiter >= st.set.maxiter) return stop(st, rescode::trm_max_iterations);
+  return true;
+}
+
+// True bounds and costs, factors and values: what every end leaves.
+sim_end finish(prim_state& p, sim_end end) {
+  sim_state& st = p.st;
+  prim_restore(p);
+  if (!st.lu.isfactored || (!st.isfresh && st.lu.count.numupdate > 0)) {
+    const rescode before = st.code;
+    if (sim_factorize(st) != rescode::ok) return sim_end::stopped;
+    st.code = before;
+  }
+  sim_primals(st);
+  sim_duals(st);
+  tell(p);
+  return end;
+}
+
+// The last basis of phase 1 is optimal: is the problem infeasible?
+bool prove_infeasible(prim_state& p) {
+  sim_state& st = p.st;
+  lu_vecclear(p.rho);
+  for (int32_t i = 0; i < st.m; ++i) {
+    if (p.infeas[i] != 0) lu_vecset(p.rho, i, double(p.infeas[i]));
+  }
+  sim_btran(st, p.rho);
+  return sim_provedual(st, p.rho.val);
+}
+
+bool prove_unbounded(prim_state& p) {
+  sim_state& st = p.st;
+  std::fill(st.dwork.begin(), st.dwork.end(), 0.0);
+  st.dwork[p.q] = p.dir;
+  for (int32_t t = 0; t < p.col.num; ++t) {
+    const int32_t i = p.col.ind[t];
+    st.dwork[st.basic[i]] = -p.dir * p.col.val[i];
+  }
+  return sim_proveprimal(st, st.dwork);
+}
+
+// What becomes of an apparent end: go on (ok) after what was doubtful was made anew, or the end.
+struct loop_verdict {
+  bool goeson = true;
+  sim_end end = sim_end::undecided;
+};
+
+loop_verdict judge_optimal(prim_state& p) {
+  sim_state& st = p.st;
+  if (!st.isfresh) return {rebuild(p, true), sim_end::stopped};
+  if (!p.taboo.empty() && p.numretry < loop_maxretry) {
+    ++p.numretry;
+    p.pivaccept *= loop_retrypivot;
+    clear_taboo(p);
+    return {rebuild(p, true), sim_end::stopped};
+  }
+  if (prim_restore(p)) {
+    p.mayperturb = p.mayperturb && ++p.numrestore < loop_maxperturb;
+    return {rebuild(p, true), sim_end::stopped};
+  }
+  if (!p.isphase1) return {false, p.taboo.empty() ? sim_end::optimal : sim_end::undecided};
+  if (prove_infeasible(p)) return {false, sim_end::priminfeas};
+  if (p.maxinfeas <= st.tolx && p.tolp < st.tolx) {
+    p.tolp = st.tolx;
+    return {rebuild(p, true), sim_end::stopped};
+  }
+  if (st.pivrel < loop_maxpivrel) {
+    st.pivrel = std::min(st.pivrel * loop_pivstep, loop_maxpivrel);
+    st.isfresh = false;
+    return {rebuild(p, true), sim_end::stopped};
+  }
+  return {false, sim_end::undecided};
+}
+
+loop_verdict judge_unblocked(prim_state& p) {
+  if (!p.st.isfresh) return {rebuild(p, true), sim_end::stopped};
+  if (!p.isphase1 && prove_unbounded(p)) return {false, sim_end::dualinfeas};
+  refuse(p);
+  return {};
+}
+
+sim_end run(prim_state& p) {
+  sim_state& st = p.st;
+  if (!rebuild(p, true)) return sim_end::stopped;
+  prim_setweights(p, true);
+  for (int32_t round = 0; round < loop_maxround;) {
+    if (!poll_row(p)) return sim_end::stopped;
+    loop_verdict verdict;
+    switch (iterate(p)) {
+      case prim_action::ok:
+        continue;
+      case prim_action::rebuild:
+        if (!rebuild(p, st.lu.count.numupdate > 0 && (p.numinfeas > 0 || !p.isphase1)))
+          return sim_end::stopped;
+        continue;
+      case prim_action::nonelects:
+        verdict = judge_optimal(p);
+        break;
+      case prim_action::unblocked:
+        verdict = judge_unblocked(p);
+        break;
+      case prim_action::stopped:
+        return sim_end::stopped;
+    }
+    ++round;
+    if (!verdict.goeson) return verdict.end;
+  }
+  return sim_end::undecided;
+}
+
+}  // namespace
+
+prim_state::prim_state(sim_state& state)
+    : st(state),
+      weight(mm_at(state.mman)),
+      isref(mm_at(state.mman)),
+      cand(mm_at(state.mman)),
+      candat(mm_at(state.mman)),
+      hot(mm_at(state.mman)),
+      ishot(mm_at(state.mman)),
+      score(mm_at(state.mman)),
+      taboo(mm_at(state.mman)),
+      istaboo(mm_at(state.mman)),
+      isheld(mm_at(state.mman)),
+      col(mm_at(state.mman)),
+      rho(mm_at(state.mman)),
+      row(mm_at(state.mman)),
+      tau(mm_at(state.mman)),
+      delta(mm_at(state.mman)),
+      breaks(mm_at(state.mman)),
+      infeas(mm_at(state.mman)),
+      seen(mm_at(state.mman)) {
+  weight.assign(st.nt, 1.0);
+  isref.assign(st.nt, 0);
+  candat.assign(st.nt, -1);
+  ishot.assign(st.nt, 0);
+  istaboo.assign(st.nt, 0);
+  isheld.resize(st.nt);
+  for (int32_t k = 0; k < st.nt; ++k) isheld[k] = st.lo0[k] == st.up0[k] ? 1 : 0;
+  for (lu_vector* v : {&col, &rho, &tau, &delta}) lu_vecsize(*v, st.m);
+  lu_vecsize(row, st.n);
+  infeas.assign(st.m, 0);
+  tolp = st.tolx;
+  told = st.tols;
+  if (st.set.primsel != sim_selection::free) rule = st.set.primsel;
+}
+
+sim_end sim_primal(sim_state& st, bool mayperturb) {
+  prim_state p(st);
+  p.mayperturb = mayperturb;
+  sim_truedata(st);
+  return finish(p, run(p));
+}
