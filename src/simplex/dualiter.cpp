@@ -176,6 +176,7 @@ dual_action make_step(dual_state& ds) {
   const double xq = st.xval[ds.q] + thetap;
   const lu_state s = sim_exchange(st, ds.p, ds.q, ds.alpha, xq, ds.moveout > 0);
   dual_judge(ds, ds.p);
+  dual_heat(ds, ds.p);
   return s == lu_state::ok && !sim_wantfactor(st) ? dual_action::ok : dual_action::rebuild;
 }
 

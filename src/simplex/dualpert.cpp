@@ -62,10 +62,13 @@ void dual_shift(dual_state& ds, int32_t k, double d) {
 
 void dual_correct(dual_state& ds) {
   sim_state& st = ds.st;
+  ds.numfree = 0;
   for (int32_t k = 0; k < st.nt; ++k) {
     if (st.pos[k] >= 0) continue;
     if (st.move[k] == 0) {
-      if (st.lo[k] != st.up[k] && std::abs(st.d[k]) > ds.told) dual_shift(ds, k, 0);
+      if (st.lo[k] == st.up[k]) continue;
+      ++ds.numfree;
+      if (std::abs(st.d[k]) > ds.told) dual_shift(ds, k, 0);
       continue;
     }
     if (st.d[k] * st.move[k] >= -ds.told) continue;

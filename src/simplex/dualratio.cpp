@@ -21,23 +21,50 @@ double pivot_tol(const dual_state& ds) {
   return age < dual_youngage ? dual_pivfresh : age < dual_oldage ? dual_pivyoung : dual_pivold;
 }
 
-void collect(dual_state& ds) {
-  const sim_state& st = ds.st;
-  const double ta = pivot_tol(ds), out = ds.moveout;
-  ds.cand.clear();
+// The candidates but for their reduced costs; without a branch that depends on the data, since both
+// ways are about equally likely. Fixed variables have no side, so their rate is zero.
+int32_t collect_sided(dual_state& ds, double ta) {
+  const int8_t* move = ds.st.move.data();
+  const double out = ds.moveout;
+  dual_cand* to = ds.cand.data();
+  int32_t num = 0;
   for (int32_t t = 0; t < ds.packnum; ++t) {
     const int32_t k = ds.packind[t];
-    const double a = ds.packval[t] * out;
-    double side = st.move[k];
-    if (side == 0) {
-      if (st.lo[k] == st.up[k] || std::abs(a) <= ta) continue;
-      side = a > 0 ? 1 : -1;  // free
-    } else if (a * side <= ta) {
-      continue;
-    }
-    if (ds.isdropped[k] != 0) continue;
-    const double alpha = a * side, d = st.d[k] * side;
-    ds.cand.push_back({k, alpha, d, d / alpha});
+    const double a = ds.packval[t] * out * move[k];
+    to[num].k = k;
+    to[num].alpha = a;
+    num += a > ta;
+  }
+  return num;
+}
+
+int32_t collect_free(dual_state& ds, double ta, int32_t num) {
+  for (int32_t t = 0; t < ds.packnum; ++t) {
+    const int32_t k = ds.packind[t];
+    if (ds.st.move[k] != 0 || ds.st.lo[k] == ds.st.up[k]) continue;
+    ds.cand[num].k = k;
+    ds.cand[num].alpha = std::abs(ds.packval[t]);
+    num += ds.cand[num].alpha > ta;
+  }
+  return num;
+}
+
+void collect(dual_state& ds) {
+  const sim_state& st = ds.st;
+  const double ta = pivot_tol(ds);
+  ds.cand.resize(st.nt + 1);
+  int32_t num = collect_sided(ds, ta);
+  const int32_t numsided = num;
+  if (ds.numfree > 0) num = collect_free(ds, ta, num);
+  ds.cand.resize(num);
+  for (int32_t t = 0; t < num; ++t) {
+    dual_cand& c = ds.cand[t];
+    // A free variable's d is zero or nearly: either sign makes it the first to enter.
+    c.d = t < numsided ? st.d[c.k] * st.move[c.k] : 0;
+    c.ratio = c.d / c.alpha;
+  }
+  if (!ds.dropped.empty()) {
+    std::erase_if(ds.cand, [&](const dual_cand& c) { return ds.isdropped[c.k] != 0; });
   }
 }
 
@@ -112,20 +139,24 @@ void dual_pack(dual_state& ds) {
   int32_t num = 0;
   int32_t* ind = ds.packind.data();
   double* val = ds.packval.data();
-  const auto add = [&](int32_t k, double v) {
-    ind[num] = k;
-    val[num++] = v;
-  };
   if (ds.row.num < 0) {
+    const double* row = ds.row.val.data();
     for (int32_t j = 0; j < st.n; ++j) {
-      if (ds.row.val[j] != 0) add(j, ds.row.val[j]);
+      ind[num] = j;
+      val[num] = row[j];
+      num += row[j] != 0;
     }
   } else {
-    for (int32_t t = 0; t < ds.row.num; ++t) add(ds.row.ind[t], ds.row.val[ds.row.ind[t]]);
+    for (int32_t t = 0; t < ds.row.num; ++t) {
+      ind[num] = ds.row.ind[t];
+      val[num++] = ds.row.val[ds.row.ind[t]];
+    }
   }
   for (int32_t t = 0; t < ds.rho.num; ++t) {
     const int32_t i = ds.rho.ind[t];
-    if (st.pos[st.n + i] < 0 && ds.rho.val[i] != 0) add(st.n + i, -ds.rho.val[i]);
+    ind[num] = st.n + i;
+    val[num] = -ds.rho.val[i];
+    num += st.pos[st.n + i] < 0 && ds.rho.val[i] != 0;
   }
   ds.packnum = num;
 }
@@ -143,7 +174,7 @@ dual_action dual_chuzc(dual_state& ds) {
   for (int32_t t = 0; t < g.beg; ++t) ds.flips.push_back(ds.cand[t].k);
   ds.q = c.k;
   ds.alpharow = ds.q < ds.st.n ? ds.row.val[ds.q] : -ds.rho.val[ds.q - ds.st.n];
-  if (c.d < 0) dual_shift(ds, ds.q, 0);
+  if (c.d < 0 || ds.st.move[c.k] == 0) dual_shift(ds, ds.q, 0);
   return dual_action::ok;
 }
 
@@ -176,5 +207,6 @@ void dual_doflips(dual_state& ds) {
     const int32_t p = f.ind[t];
     st.xb[p] -= f.val[p];
     dual_judge(ds, p);
+    dual_heat(ds, p);
   }
 }

@@ -1,13 +1,74 @@
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <limits>
 
 #include "simplex/dualstate.h"
 
 namespace {
 
+constexpr double inf = std::numeric_limits<double>::infinity();
 // Weights of a start basis are made exact when that touches at most this many entries.
 constexpr double row_weightwork = 2e7;
 constexpr int32_t row_trial = 20;  // rows solved before the work is estimated
+
+// Lists of infeasible rows no longer than this are searched as a whole; from longer ones the best
+// are kept apart, so many or this share.
+constexpr int32_t row_shortlist = 200, row_minhot = 50;
+constexpr double row_hotshare = 0.02;
+
+void cool(dual_state& ds) {
+  for (const int32_t p : ds.hot) ds.ishot[p] = 0;
+  ds.hot.clear();
+  ds.cutoff = inf;
+}
+
+// The best row of a list, at least as good as the cutoff, -1: none. Drops feasible ones from it.
+int32_t best_of(dual_state& ds, mm_vector<int32_t>& list, mm_vector<uint8_t>& flag, double cutoff) {
+  int32_t best = -1;
+  size_t to = 0;
+  double bestinfeas = cutoff, bestweight = 1;
+  for (const int32_t p : list) {
+    if (ds.infeas[p] == 0) {
+      flag[p] = 0;
+      continue;
+    }
+    list[to++] = p;
+    if (ds.infeas[p] * bestweight <= bestinfeas * ds.weight[p] || ds.istaboo[p] != 0) continue;
+    best = p;
+    bestinfeas = ds.infeas[p];
+    bestweight = ds.weight[p];
+  }
+  ds.st.pollwork += ptrdiff_t(list.size());
+  list.resize(to);
+  return best;
+}
+
+// Chooses the cutoff anew and fills hot.
+void reheat(dual_state& ds) {
+  cool(ds);
+  ds.merit.clear();
+  size_t to = 0;
+  for (const int32_t p : ds.list) {
+    if (ds.infeas[p] == 0) {
+      ds.islisted[p] = 0;
+      continue;
+    }
+    ds.list[to++] = p;
+    if (ds.istaboo[p] == 0) ds.merit.push_back(ds.infeas[p] / ds.weight[p]);
+  }
+  ds.list.resize(to);
+  ds.st.pollwork += 2 * ptrdiff_t(to);
+  const auto keep = ptrdiff_t(std::max(double(row_minhot), row_hotshare * double(to)));
+  ds.cutoff = 0;
+  if (keep < ptrdiff_t(ds.merit.size())) {
+    std::nth_element(ds.merit.begin(), ds.merit.begin() + keep, ds.merit.end(),
+                     std::greater<double>());
+    // A little less, so that all of several equal ones belong.
+    ds.cutoff = ds.merit[keep] * (1 - 1e-12);
+  }
+  for (const int32_t p : ds.list) dual_heat(ds, p);
+}
 
 }  // namespace
 
@@ -44,48 +105,33 @@ void dual_judgeall(dual_state& ds) {
   for (const int32_t p : ds.list) ds.islisted[p] = 0;
   ds.list.clear();
   for (int32_t p = 0; p < ds.st.m; ++p) dual_judge(ds, p);
+  cool(ds);
 }
 
 int32_t dual_chuzr(dual_state& ds) {
-  const auto numlist = int32_t(ds.list.size());
-  int32_t best = -1, to = 0;
-  double bestinfeas = 0, bestweight = 1;
-  const auto start = int32_t(ds.st.random.next() * numlist);
-  for (int32_t t = 0; t < numlist; ++t) {
-    const int32_t p = ds.list[t];
-    if (ds.infeas[p] == 0) {
-      ds.islisted[p] = 0;
-      continue;
-    }
-    ds.list[to++] = p;
-    const double ours = ds.infeas[p] * bestweight, theirs = bestinfeas * ds.weight[p];
-    // Among equals the first one behind a random place.
-    if (ds.istaboo[p] != 0 || ours < theirs || (ours == theirs && t != start)) continue;
-    best = p;
-    bestinfeas = ds.infeas[p];
-    bestweight = ds.weight[p];
-  }
-  ds.list.resize(to);
-  ds.st.pollwork += numlist;
-  return best;
+  if (int32_t(ds.list.size()) <= row_shortlist) return best_of(ds, ds.list, ds.islisted, 0);
+  const int32_t p = ds.cutoff < inf ? best_of(ds, ds.hot, ds.ishot, ds.cutoff) : -1;
+  if (p >= 0) return p;
+  reheat(ds);
+  return best_of(ds, ds.hot, ds.ishot, 0);
 }
 
 void dual_updateweights(dual_state& ds) {
-  if (ds.rule == sim_selection::full || ds.rule == sim_selection::partial) return;
   const double alpha = ds.alpha, wp = ds.weight[ds.p] / (alpha * alpha);
   const double kai = -2 / alpha;
-  const bool isexact = ds.rule == sim_selection::se;
+  const bool isexact = ds.rule == sim_selection::se, isdevex = ds.rule == sim_selection::ase;
   for (int32_t t = 0; t < ds.col.num; ++t) {
     const int32_t i = ds.col.ind[t];
     const double a = ds.col.val[i];
     if (isexact) {
       const double w = ds.weight[i] + a * (a * wp + kai * ds.tau.val[i]);
       ds.weight[i] = std::max(w, dual_minweight);
-    } else {
+    } else if (isdevex) {
       ds.weight[i] = std::max(ds.weight[i], a * a * wp);
     }
+    dual_heat(ds, i);
   }
-  ds.weight[ds.p] = std::max(wp, isexact ? dual_minweight : 1.0);
+  if (isexact || isdevex) ds.weight[ds.p] = std::max(wp, isexact ? dual_minweight : 1.0);
 }
 
 void dual_maketaboo(dual_state& ds, int32_t p) {

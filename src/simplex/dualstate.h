@@ -51,6 +51,11 @@ struct dual_state {
   mm_vector<int32_t> list;
   mm_vector<uint8_t> islisted, istaboo;  // m
   mm_vector<int32_t> taboo;
+  // hot: those of list whose infeas is above cutoff times their weight, perhaps more.
+  mm_vector<int32_t> hot;
+  mm_vector<uint8_t> ishot;  // m
+  mm_vector<double> merit;   // scratch
+  double cutoff = 0;
   mm_vector<double> savedweight;  // nt, of the variables basic at the last factorization
 
   // The step: p leaves for its lower (moveout -1) or upper (1) bound, q enters.
@@ -62,7 +67,7 @@ struct dual_state {
   lu_vector rho, row, col, tau, flip;  // row: of the structurals, length n
   mm_vector<int32_t> packind;
   mm_vector<double> packval;
-  int32_t packnum = 0;
+  int32_t packnum = 0, numfree = 0;  // numfree: free nonbasic variables at the last rebuild
   mm_vector<dual_cand> cand;
   mm_vector<double> sufmin;  // scratch of the ratio test
   mm_vector<int32_t> flips;
@@ -97,6 +102,13 @@ inline void dual_judge(dual_state& ds, int32_t p) {
   if (ds.islisted[p] == 0) {
     ds.islisted[p] = 1;
     ds.list.push_back(p);  // reserved for m
+  }
+}
+// dual_heat: puts p into hot when it belongs there now; after its weight or infeas changed.
+inline void dual_heat(dual_state& ds, int32_t p) {
+  if (ds.infeas[p] > ds.cutoff * ds.weight[p] && ds.ishot[p] == 0) {
+    ds.ishot[p] = 1;
+    ds.hot.push_back(p);  // reserved for m
   }
 }
 int32_t dual_chuzr(dual_state& ds);       // the leaving row, -1: none

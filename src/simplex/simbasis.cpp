@@ -7,8 +7,11 @@ namespace {
 
 // A singular basis is factored again with a threshold so much stricter, up to the second.
 constexpr double basis_pivstep = 5.0, basis_maxpivrel = 0.5;
-// Changes of the basis between two factorizations, by the number of rows, when nothing else asks.
-constexpr int32_t basis_minupdate = 100, basis_maxupdate = 1000;
+// Changes of the basis between two factorizations, however cheap they are: the least and the most,
+// and between them one per so many rows more.
+constexpr int32_t basis_minupdate = 500, basis_maxupdate = 5000, basis_rowsperupdate = 20;
+// What recomputing the values costs besides a factorization, in entries touched per entry of A and row.
+constexpr double basis_rebuildwork = 2;
 
 void save_basis(sim_state& st) {
   st.saved.basic = st.basic;
@@ -88,49 +91,43 @@ rescode sim_factorize(sim_state& st, bool* isrestored) {
 double sim_primals(sim_state& st) {
   const spmat_view& a = st.lp.a;
   lu_vector& b = st.work;
+  double* rhs = st.dwork.data();
   lu_vecclear(b);
-  double obj = 0;
-  const auto addnonbasic = [&] {
-    for (int32_t j = 0; j < st.n; ++j) {
-      const double x = st.pos[j] < 0 ? st.xval[j] : 0;
-      if (x == 0) continue;
-      for (ptrdiff_t k = a.ptr[j]; k < a.ptr[j + 1]; ++k) b.val[a.sub[k]] -= a.val[k] * x;
+  double obj = 0, size = 1, residual = 0;
+  for (int32_t j = 0; j < st.n; ++j) {
+    const double x = st.pos[j] < 0 ? st.xval[j] : 0;
+    if (x == 0) continue;
+    obj += st.cost[j] * x;
+    for (ptrdiff_t k = a.ptr[j]; k < a.ptr[j + 1]; ++k) b.val[a.sub[k]] -= a.val[k] * x;
+  }
+  for (int32_t i = 0; i < st.m; ++i) {
+    if (st.pos[st.n + i] < 0) {
+      b.val[i] += st.xval[st.n + i];
+      obj += st.cost[st.n + i] * st.xval[st.n + i];
     }
-    for (int32_t i = 0; i < st.m; ++i) {
-      if (st.pos[st.n + i] < 0) b.val[i] += st.xval[st.n + i];
-    }
-  };
-  addnonbasic();
-  double size = 1;
-  for (const double v : b.val) size = std::max(size, std::abs(v));
+    rhs[i] = b.val[i];
+    size = std::max(size, std::abs(rhs[i]));
+  }
   b.num = -1;
   sim_ftran(st, b);
   for (int32_t p = 0; p < st.m; ++p) {
     const int32_t k = st.basic[p];
-    st.xb[p] = b.val[p];
+    const double x = st.xb[p] = b.val[p];
     st.lob[p] = st.lo[k];
     st.upb[p] = st.up[k];
-    obj += st.cost[k] * st.xb[p];
-    size = std::max(size, std::abs(st.xb[p]));
-  }
-  lu_vecclear(b);
-  addnonbasic();
-  for (int32_t p = 0; p < st.m; ++p) {
-    const int32_t k = st.basic[p];
+    if (x == 0) continue;
+    obj += st.cost[k] * x;
+    size = std::max(size, std::abs(x));
     if (k >= st.n) {
-      b.val[k - st.n] += st.xb[p];
+      rhs[k - st.n] += x;
       continue;
     }
-    for (ptrdiff_t q = a.ptr[k]; q < a.ptr[k + 1]; ++q) b.val[a.sub[q]] -= a.val[q] * st.xb[p];
+    for (ptrdiff_t q = a.ptr[k]; q < a.ptr[k + 1]; ++q) rhs[a.sub[q]] -= a.val[q] * x;
   }
-  double residual = 0;
-  for (const double v : b.val) residual = std::max(residual, std::abs(v));
-  b.num = -1;
+  for (int32_t i = 0; i < st.m; ++i) residual = std::max(residual, std::abs(rhs[i]));
   lu_vecclear(b);
-  for (int32_t k = 0; k < st.nt; ++k) {
-    if (st.pos[k] < 0 && st.cost[k] != 0) obj += st.cost[k] * st.xval[k];
-  }
   st.primobj = obj;
+  st.pollwork += ptrdiff_t(st.rows.sub.size());
   return residual / size;
 }
 
@@ -181,7 +178,10 @@ lu_state sim_exchange(sim_state& st, int32_t p, int32_t q, double alpha, double 
 }
 
 bool sim_wantfactor(const sim_state& st) {
-  const int32_t num = st.lu.count.numupdate;
-  if (st.set.refactorfreq > 0) return num >= st.set.refactorfreq;
-  return num >= std::min(basis_minupdate + st.m / 100, basis_maxupdate) || lu_wantfactor(st.lu);
+  const lu_count& count = st.lu.count;
+  if (st.set.refactorfreq > 0) return count.numupdate >= st.set.refactorfreq;
+  const int32_t most = basis_minupdate + st.m / basis_rowsperupdate;
+  if (count.numupdate >= std::min(most, basis_maxupdate)) return true;
+  const double rebuildwork = basis_rebuildwork * (double(st.rows.sub.size()) + st.m);
+  return count.extrawork > count.facwork + rebuildwork;
 }

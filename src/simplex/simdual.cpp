@@ -238,6 +238,9 @@ dual_state::dual_state(sim_state& state)
       islisted(mm_at(state.mman)),
       istaboo(mm_at(state.mman)),
       taboo(mm_at(state.mman)),
+      hot(mm_at(state.mman)),
+      ishot(mm_at(state.mman)),
+      merit(mm_at(state.mman)),
       savedweight(mm_at(state.mman)),
       rho(mm_at(state.mman)),
       row(mm_at(state.mman)),
@@ -258,12 +261,14 @@ dual_state::dual_state(sim_state& state)
   infeas.assign(st.m, 0.0);
   islisted.assign(st.m, 0);
   istaboo.assign(st.m, 0);
-  list.reserve(st.m);
+  ishot.assign(st.m, 0);
+  for (auto* v : {&list, &hot, &taboo}) v->reserve(st.m);
+  merit.reserve(st.m);
   for (lu_vector* v : {&rho, &col, &tau, &flip}) lu_vecsize(*v, st.m);
   lu_vecsize(row, st.n);
-  packind.resize(st.nt);
-  packval.resize(st.nt);
-  cand.reserve(st.nt);
+  packind.resize(st.nt + 1);  // one more: what is written and not counted
+  packval.resize(st.nt + 1);
+  cand.reserve(st.nt + 1);
   flips.reserve(st.nt);
   isdropped.assign(st.nt, 0);
   savedweight.assign(st.nt, 1.0);
