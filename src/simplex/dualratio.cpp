@@ -52,11 +52,10 @@ int32_t collect_free(dual_state& ds, double ta, int32_t num) {
 void collect(dual_state& ds) {
   const sim_state& st = ds.st;
   const double ta = pivot_tol(ds);
-  ds.cand.resize(st.nt + 1);
   int32_t num = collect_sided(ds, ta);
   const int32_t numsided = num;
   if (ds.numfree > 0) num = collect_free(ds, ta, num);
-  ds.cand.resize(num);
+  ds.numcand = num;
   for (int32_t t = 0; t < num; ++t) {
     dual_cand& c = ds.cand[t];
     // A free variable's d is zero or nearly: either sign makes it the first to enter.
@@ -64,7 +63,9 @@ void collect(dual_state& ds) {
     c.ratio = c.d / c.alpha;
   }
   if (!ds.dropped.empty()) {
-    std::erase_if(ds.cand, [&](const dual_cand& c) { return ds.isdropped[c.k] != 0; });
+    const auto end = std::remove_if(ds.cand.begin(), ds.cand.begin() + num,
+                                    [&](const dual_cand& c) { return ds.isdropped[c.k] != 0; });
+    ds.numcand = int32_t(end - ds.cand.begin());
   }
 }
 
@@ -72,9 +73,11 @@ void collect(dual_state& ds) {
 int32_t shrink(dual_state& ds) {
   const sim_state& st = ds.st;
   double least = inf;
-  for (const dual_cand& c : ds.cand) least = std::min(least, (c.d + ds.told) / c.alpha);
+  const int32_t num = ds.numcand;
+  for (int32_t t = 0; t < num; ++t) {
+    least = std::min(least, (ds.cand[t].d + ds.told) / ds.cand[t].alpha);
+  }
   double reach = ratio_reach * std::max(least, 0.0) + ratio_plus, slope = std::abs(ds.delta);
-  const auto num = int32_t(ds.cand.size());
   int32_t front = 0;
   for (;;) {
     for (int32_t t = front; t < num; ++t) {
@@ -164,7 +167,7 @@ void dual_pack(dual_state& ds) {
 dual_action dual_chuzc(dual_state& ds) {
   ds.flips.clear();
   collect(ds);
-  if (ds.cand.empty()) return dual_action::noenter;
+  if (ds.numcand == 0) return dual_action::noenter;
   const int32_t num = shrink(ds);
   std::sort(ds.cand.begin(), ds.cand.begin() + num, [](const dual_cand& a, const dual_cand& b) {
     return a.ratio < b.ratio || (a.ratio == b.ratio && a.k < b.k);

@@ -68,7 +68,8 @@ struct dual_state {
   mm_vector<int32_t> packind;
   mm_vector<double> packval;
   int32_t packnum = 0, numfree = 0;  // numfree: free nonbasic variables at the last rebuild
-  mm_vector<dual_cand> cand;
+  mm_vector<dual_cand> cand;         // the first numcand
+  int32_t numcand = 0;
   mm_vector<double> sufmin;  // scratch of the ratio test
   mm_vector<int32_t> flips;
   mm_vector<uint8_t> isdropped;  // nt: not to enter in this iteration

@@ -268,7 +268,7 @@ dual_state::dual_state(sim_state& state)
   lu_vecsize(row, st.n);
   packind.resize(st.nt + 1);  // one more: what is written and not counted
   packval.resize(st.nt + 1);
-  cand.reserve(st.nt + 1);
+  cand.resize(st.nt + 1);
   flips.reserve(st.nt);
   isdropped.assign(st.nt, 0);
   savedweight.assign(st.nt, 1.0);
