@@ -1,6 +1,17 @@
 // Factorization of the systems of the interior-point methods, set up once for a structure and
 // factorized once an iteration. Two kinds: the normal equations A D A' with a positive diagonal D,
-// and the symmetric quasi-definite ("big") system of the quadratic and conic optimizers.
+// and the symmetric quasi-definite ("big") system of the quadratic and conic optimizers,
+//     K = [ -(H + D)   A' ]   n
+//         [    A       E  ]   m
+// with H symmetric positive semidefinite and D, E >= 0 diagonal. K is factorized as L D L' in any
+// order, since the signs of its pivots are known; what regularization adds is refined away.
+// Operations on an object of the other kind are internal faults.
+//
+//   kktfac_ptr fac = kktfac_make(kktfac_kind::sqd, m, n, mman);
+//   kktfac_inaij(*fac, a); kktfac_inqij(*fac, h);               // views, values read at each numfac
+//   kktfac_autosetup(*fac, set, mon, orderlog);
+//   kktfac_numfacsqd(*fac, d, e, {}, mon);                      // each iteration
+//   kktfac_sqdrefine(*fac, d, e, rhs, x, {});                   // x := K^-1 rhs, x and rhs (n + m)
 #pragma once
 
 #include <cstdint>
@@ -26,11 +37,18 @@ struct kktfac_settings {
   int32_t cputype = 0;      // ZLV_CPU_*; chooses the kernel family
   int32_t cachel1 = 32;     // kilobytes
   int32_t cachel2 = 1024;   // kilobytes
+  int32_t form = 0;         // of the big system: 1 columns first, 2 any order, 0 open
 };
 
 struct kktfac_regul {
   double shift = 1e-10;   // added to the diagonal of A D A'; absolute, data scaled to about 1
   double pivrel = 1e-13;  // a pivot of at most pivrel times its original diagonal is skipped
+  // Of the big system; absolute, data scaled to about 1. A pivot whose part of the known sign is at
+  // most dynthr (or pivrel of its diagonal before elimination) is replaced by dynval of that sign;
+  // a row that falls below pivrel depends on others and leaves the system instead.
+  double regcol = 1e-10;  // added to H + D
+  double regrow = 1e-10;  // added to E
+  double dynthr = 1e-13, dynval = 2e-7;
 };
 
 struct kktfac_stats {
@@ -41,7 +59,8 @@ struct kktfac_stats {
   int64_t numnz = 0;              // L with its diagonal, before amalgamation
   int64_t storednz = 0;           // doubles that L takes, with padding
   int32_t num = 0, numsolve = 0;  // factorizations and right-hand sides so far
-  int32_t numskipped = 0;         // pivots skipped by the last factorization
+  int32_t numskipped = 0;         // pivots skipped or replaced by the last factorization
+  int32_t form = 0;               // of the big system: 1 or 2
   bool gpused = false;            // graph-partitioning order taken
   int64_t gpsavednz = 0;
   double gpsavedflops = 0;
@@ -72,5 +91,48 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
 // kktfac_adasolve: solves in place for nrhs right-hand sides, each of numrow entries, one after the
 // other in x.
 void kktfac_adasolve(kktfac& fac, std::span<double> x, int32_t nrhs);
+
+// ---- The big system
+
+// kktfac_inqij: H by its lower triangle (n x n), columns with increasing rows, diagonal entries
+// optional. The view is kept; an H without entries is given as such, not left out.
+void kktfac_inqij(kktfac& fac, const spmat_view& h);
+// kktfac_numinaij, kktfac_numinqij: other arrays with the values of the same patterns.
+void kktfac_numinaij(kktfac& fac, std::span<const double> val);
+void kktfac_numinqij(kktfac& fac, std::span<const double> val);
+// kktfac_checkh: whether H is what kktfac_inqij asks for: the lower triangle, rows increasing, finite
+// values and no negative diagonal.
+bool kktfac_checkh(const kktfac& fac);
+
+// kktfac_setup: as kktfac_adasetup, with the form of the settings; open means the one that the object
+// had, or 1. kktfac_autosetup: an open form is chosen by the cost of a factorization, 1 (columns
+// first, more accurate) unless 2 is much cheaper. The choice is kept.
+rescode kktfac_setup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
+                     const monitor& orderlog);
+rescode kktfac_autosetup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
+                         const monitor& orderlog);
+
+// kktfac_numfacsqd: factorizes K with the values that A and H have now. Never fails for its values.
+//   d, e  numcol and numrow entries, >= 0
+// Returns ok or a termination code of the monitor, after which the factor is not usable.
+rescode kktfac_numfacsqd(kktfac& fac, std::span<const double> d, std::span<const double> e,
+                         const kktfac_regul& regul, const monitor& mon);
+// kktfac_solve: solves in place with the factor for nrhs right-hand sides of numcol + numrow entries
+// (columns first), one after the other in x. The regularization is not refined away.
+void kktfac_solve(kktfac& fac, std::span<double> x, int32_t nrhs);
+// kktfac_sqdresidual: r := rhs - K x with the K of d and e, without regularization. No overlaps.
+void kktfac_sqdresidual(const kktfac& fac, std::span<const double> d, std::span<const double> e,
+                        std::span<const double> x, std::span<const double> rhs,
+                        std::span<double> r);
+// kktfac_sqdrefine: x := K^-1 rhs by solves and refinement until the residual stalls or is small. x
+// and rhs may not overlap. Returns the largest component of the last residual rhs - K x, relative to
+// that of rhs (zero for a zero right-hand side).
+struct kktfac_refine {
+  int32_t maxround = 8;  // solves after the first
+  double stop = 1e-15;   // residual, relative to the right-hand side
+  double gain = 2;       // a round that does not reduce the residual by this factor is the last
+};
+double kktfac_sqdrefine(kktfac& fac, std::span<const double> d, std::span<const double> e,
+                        std::span<const double> rhs, std::span<double> x, const kktfac_refine& set);
 
 const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept;

@@ -1,4 +1,5 @@
-// Driver of the factorization: setup, the numeric phase and the solves of the normal equations.
+// Driver of the factorization: the object, and setup, numeric phase and solves of the normal
+// equations.
 #include <omp.h>
 
 #include <algorithm>
@@ -7,54 +8,13 @@
 #include <numeric>
 #include <utility>
 
+#include "cpub/fault.h"
 #include "cpub/timer.h"
 #include "kfac/kktfac.h"
-#include "kfac/pcholfac.h"
+#include "kfac/kktfacrec.h"
 #include "kfac/pchsolve.h"
-#include "kfac/pkktfac1.h"
-#include "kfac/psschur.h"
 #include "kfac/psymface.h"
 #include "kfac/sorder1.h"
-#include "kfac/symface.h"
-
-struct kktfac {
-  kktfac_kind kind;
-  int32_t numrow, numcol;
-  memman* mman;
-  spmat_view a;
-  bool isset = false, isfactored = false;
-  kktfac_stats stats;
-  symface sym;
-  psched sched;
-  adaform form;
-  pcholfac chol;
-  psschur schur;
-  mm_vector<int32_t> place;  // numrow per thread without a map, scratch of the forming
-  mm_vector<double> diag;    // numrow, of A D A' + shift I without the dense columns, permuted
-  mm_vector<double> front;   // maxrow x 4, scratch of the solves
-  mm_vector<double> rhs;     // numrow x 4
-  mm_vector<double> d;       // numcol when there are dense columns: D of the last factorization
-  mm_vector<double> cg;      // numrow x 6 when there are dense columns
-  mm_vector<double> cgcol;   // numcol then
-  double shift = 0;
-  kktfac(kktfac_kind k, int32_t m, int32_t n, memman& mm)
-      : kind(k),
-        numrow(m),
-        numcol(n),
-        mman(&mm),
-        sym(mm_at(mm)),
-        sched(mm_at(mm)),
-        form(mm_at(mm)),
-        chol(mm_at(mm)),
-        schur(mm_at(mm)),
-        place(mm_at(mm)),
-        diag(mm_at(mm)),
-        front(mm_at(mm)),
-        rhs(mm_at(mm)),
-        d(mm_at(mm)),
-        cg(mm_at(mm)),
-        cgcol(mm_at(mm)) {}
-};
 
 void kktfac_deleter::operator()(kktfac* fac) const noexcept {
   memman* mman = fac->mman;
@@ -63,6 +23,7 @@ void kktfac_deleter::operator()(kktfac* fac) const noexcept {
 }
 
 kktfac_ptr kktfac_make(kktfac_kind kind, int32_t numrow, int32_t numcol, memman& mman) {
+  if (kind != kktfac_kind::ada && kind != kktfac_kind::sqd) fault_raise(fault_here(), "Wrong ktpe");
   void* space = memman_alloc(&mman, 1, sizeof(kktfac), __FILE__, __LINE__);
   if (space == nullptr) throw std::bad_alloc();
   return kktfac_ptr(new (space) kktfac(kind, numrow, numcol, mman));
@@ -70,6 +31,7 @@ kktfac_ptr kktfac_make(kktfac_kind kind, int32_t numrow, int32_t numcol, memman&
 
 void kktfac_inaij(kktfac& fac, const spmat_view& a) {
   fac.a = a;
+  fac.hasa = true;
   fac.isset = fac.isfactored = false;
 }
 
@@ -113,10 +75,8 @@ void fill_stats(kktfac& fac, const spmat_view& graph) {
 
 rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
                         const monitor& orderlog) {
-  if (fac.kind != kktfac_kind::ada) {
-    mon.log(0, "ADAT and big system mix\n");
-    return rescode::err_internal;
-  }
+  if (fac.kind != kktfac_kind::ada) fault_raise(fault_here(), "ADAT and big system mix");
+  if (!fac.hasa) fault_raise(fault_here(), "acol==NULL");
   fac.isset = fac.isfactored = false;
   const timer clock = timer_start();
   memman& mman = *fac.mman;
@@ -138,7 +98,7 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   fac.stats.gpsavedflops = part.gpsavedflops;
   if (r != rescode::ok) return r;
   symface_make(spmat_look(graph), order, fac.sym);
-  adaform_make(fac.a, isoff, fac.sym, fac.form);
+  adaform_make(fac.a, isoff, fac.sym, 0, false, fac.form);
   const bool replaces = !fac.schur.cols.empty();
   psched_make(fac.sym, set.numthreads, fac.sched);
   pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), replaces, fac.chol);
@@ -180,10 +140,12 @@ void set_pivots(kktfac& fac, const kktfac_regul& regul) {
 
 rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul& regul,
                       const monitor& mon) {
+  if (fac.kind != kktfac_kind::ada) fault_raise(fault_here(), "Wrong factor type");
   if (!fac.isset) return rescode::err_internal;
   fac.isfactored = false;
   const timer clock = timer_start();
-  adaform_scale(fac.form, d, regul.shift, fac.diag);
+  std::ranges::fill(fac.diag, regul.shift);
+  adaform_scale(fac.form, d, fac.diag);
   form_panels(fac);
   set_pivots(fac, regul);
   fac.stats.tada += timer_wall(clock);
@@ -283,6 +245,7 @@ void solve_refined(kktfac& fac, std::span<double> x) {
 }  // namespace
 
 void kktfac_adasolve(kktfac& fac, std::span<double> x, int32_t nrhs) {
+  if (fac.kind != kktfac_kind::ada) fault_raise(fault_here(), "Wrong factor type");
   if (!fac.isfactored) return;
   const timer clock = timer_start();
   const auto m = size_t(fac.numrow);

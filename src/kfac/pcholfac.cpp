@@ -40,6 +40,7 @@ front look_front(const symface& sym, pcholfac& fac, int32_t s) {
   f.up = fac.stack.data() + fac.stackbase + sym.stackpos[s];
   f.piv.thr = fac.thr.data() + f.first;
   f.piv.rep = fac.rep.empty() ? nullptr : fac.rep.data() + f.first;
+  f.piv.sign = fac.sign.empty() ? nullptr : fac.sign.data() + f.first;
   f.piv.delta = fac.delta.empty() ? nullptr : fac.delta.data() + f.first;
   f.piv.d = fac.d.data() + f.first;
   f.piv.dinv = fac.dinv.data() + f.first;
@@ -126,6 +127,7 @@ int32_t share_panel(const pcholfac& fac, const front& f, const member& me) {
     parblas_pivots piv;
     piv.thr = f.piv.thr + j;
     piv.rep = f.piv.rep == nullptr ? nullptr : f.piv.rep + j;
+    piv.sign = f.piv.sign == nullptr ? nullptr : f.piv.sign + j;
     piv.delta = f.piv.delta == nullptr ? nullptr : f.piv.delta + j;
     piv.d = f.piv.d + j;
     piv.dinv = f.piv.dinv + j;

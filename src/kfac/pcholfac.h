@@ -19,8 +19,9 @@ struct pcholfac {
   ptrdiff_t worksize = 0;
   mm_vector<int32_t> refused;  // for each thread
   mm_vector<double> d, dinv;   // n; zero where the pivot was skipped
-  mm_vector<double> thr;       // n, in: what a pivot must exceed
+  mm_vector<double> thr;       // n, in: what a pivot times its sign must exceed
   mm_vector<double> rep;       // n or empty, in: what replaces a pivot that does not
+  mm_vector<double> sign;      // n or empty (all 1), in: sign of each pivot, 1 or -1
   mm_vector<double> delta;     // as rep, out: what the replacement added
   ptrdiff_t base = 0;          // first cache line of values
   ptrdiff_t stackbase = 0;
@@ -33,6 +34,7 @@ struct pcholfac {
         dinv(at),
         thr(at),
         rep(at),
+        sign(at),
         delta(at) {}
 };
 inline double* pcholfac_panel(pcholfac& fac, const symface& sym, int32_t s) {

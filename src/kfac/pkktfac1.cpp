@@ -11,8 +11,9 @@ constexpr double mapextra = 1e7;
 
 // Columns in the order of the factor, rows sorted: the entries are dealt out row by row.
 void permute_columns(const spmat_view& a, std::span<const uint8_t> isoff, const symface& sym,
-                     adaform& form) {
+                     int32_t rowbase, adaform& form) {
   const mm_place at = form.col.get_allocator().place;
+  const std::span<const int32_t> place = std::span(sym.iperm).subspan(size_t(rowbase));
   const auto n = size_t(sym.n);
   form.singleptr.assign(n + 1, 0);
   form.rowptr.assign(n + 1, 0);
@@ -21,13 +22,13 @@ void permute_columns(const spmat_view& a, std::span<const uint8_t> isoff, const 
     const ptrdiff_t len = a.ptr[j + 1] - a.ptr[j];
     if (isoff[j] != 0 || len == 0) continue;
     if (len == 1) {
-      ++form.singleptr[sym.iperm[a.sub[a.ptr[j]]] + 1];
+      ++form.singleptr[place[a.sub[a.ptr[j]]] + 1];
       continue;
     }
     form.col.push_back(j);
     form.colptr.push_back(total);
     total += len;
-    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) ++form.rowptr[sym.iperm[a.sub[p]] + 1];
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) ++form.rowptr[place[a.sub[p]] + 1];
   }
   form.colptr.push_back(total);
   for (size_t i = 0; i < n; ++i) {
@@ -46,7 +47,7 @@ void permute_columns(const spmat_view& a, std::span<const uint8_t> isoff, const 
   mm_vector<ptrdiff_t> fill(form.rowptr.begin(), form.rowptr.end(), at);
   for (size_t c = 0; c < form.col.size(); ++c) {
     for (ptrdiff_t p = a.ptr[form.col[c]]; p < a.ptr[form.col[c] + 1]; ++p) {
-      const ptrdiff_t q = fill[sym.iperm[a.sub[p]]]++;
+      const ptrdiff_t q = fill[place[a.sub[p]]]++;
       form.entpos[q] = ptrdiff_t(c);
       form.scaled[q] = a.val[p];
     }
@@ -64,7 +65,7 @@ void permute_columns(const spmat_view& a, std::span<const uint8_t> isoff, const 
   fill.assign(form.singleptr.begin(), form.singleptr.end());
   for (int32_t j = 0; j < a.ncol; ++j) {
     if (isoff[j] != 0 || a.ptr[j + 1] - a.ptr[j] != 1) continue;
-    const ptrdiff_t p = a.ptr[j], q = fill[sym.iperm[a.sub[p]]]++;
+    const ptrdiff_t p = a.ptr[j], q = fill[place[a.sub[p]]]++;
     form.singlecol[q] = j;
     form.singlesq[q] = a.val[p] * a.val[p];
   }
@@ -100,10 +101,41 @@ void make_map(const symface& sym, double numproduct, adaform& form) {
 
 }  // namespace
 
+namespace {
+
+// The same walk as that of permute_columns, for the places of the entries in A.
+void find_sources(const spmat_view& a, std::span<const uint8_t> isoff,
+                  std::span<const int32_t> place, adaform& form) {
+  const mm_place at = form.col.get_allocator().place;
+  form.valfrom.resize(form.val.size());
+  form.singlefrom.resize(form.singlesq.size());
+  mm_vector<std::pair<int32_t, ptrdiff_t>> entry(at);
+  for (size_t c = 0; c < form.col.size(); ++c) {
+    entry.clear();
+    for (ptrdiff_t p = a.ptr[form.col[c]]; p < a.ptr[form.col[c] + 1]; ++p) {
+      entry.emplace_back(place[a.sub[p]], p);
+    }
+    std::sort(entry.begin(), entry.end());
+    for (size_t k = 0; k < entry.size(); ++k) {
+      form.valfrom[size_t(form.colptr[c]) + k] = entry[k].second;
+    }
+  }
+  mm_vector<ptrdiff_t> fill(form.singleptr.begin(), form.singleptr.end(), at);
+  for (int32_t j = 0; j < a.ncol; ++j) {
+    if (isoff[j] != 0 || a.ptr[j + 1] - a.ptr[j] != 1) continue;
+    form.singlefrom[fill[place[a.sub[a.ptr[j]]]]++] = a.ptr[j];
+  }
+}
+
+}  // namespace
+
 void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const symface& sym,
-                  adaform& form) {
+                  int32_t rowbase, bool rereads, adaform& form) {
   adaform made(form.col.get_allocator().place);
-  permute_columns(a, isoff, sym, made);
+  permute_columns(a, isoff, sym, rowbase, made);
+  if (rereads) {
+    find_sources(a, isoff, std::span(sym.iperm).subspan(size_t(rowbase)), made);
+  }
   double numproduct = 0;
   for (const int32_t len : made.entlen) numproduct += len;
   made.flops = 2 * numproduct + double(made.val.size()) + 2 * double(made.singlesq.size());
@@ -111,7 +143,15 @@ void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const sym
   form = std::move(made);
 }
 
-void adaform_scale(adaform& form, std::span<const double> d, double shift, std::span<double> diag) {
+void adaform_reread(adaform& form, std::span<const double> val) {
+  for (size_t p = 0; p < form.val.size(); ++p) form.val[p] = val[form.valfrom[p]];
+  for (size_t p = 0; p < form.singlesq.size(); ++p) {
+    const double v = val[form.singlefrom[p]];
+    form.singlesq[p] = v * v;
+  }
+}
+
+void adaform_scale(adaform& form, std::span<const double> d, std::span<double> diag) {
   for (size_t c = 0; c < form.col.size(); ++c) {
     const double dj = d[form.col[c]];
     for (ptrdiff_t p = form.colptr[c]; p < form.colptr[c + 1]; ++p) {
@@ -119,7 +159,7 @@ void adaform_scale(adaform& form, std::span<const double> d, double shift, std::
     }
   }
   for (size_t i = 0; i < diag.size(); ++i) {
-    double sum = shift;
+    double sum = diag[i];
     for (ptrdiff_t p = form.singleptr[i]; p < form.singleptr[i + 1]; ++p) {
       sum += form.singlesq[p] * d[form.singlecol[p]];
     }

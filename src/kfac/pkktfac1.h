@@ -23,6 +23,8 @@ struct adaform {
   mm_vector<ptrdiff_t> singleptr;  // n + 1
   mm_vector<int32_t> singlecol;
   mm_vector<double> singlesq;  // squared entry
+  // Where each entry stands in the caller's values, when these are read again each time.
+  mm_vector<ptrdiff_t> valfrom, singlefrom;
   double flops = 0;
   explicit adaform(mm_place at)
       : col(at),
@@ -37,17 +39,23 @@ struct adaform {
         map(at),
         singleptr(at),
         singlecol(at),
-        singlesq(at) {}
+        singlesq(at),
+        valfrom(at),
+        singlefrom(at) {}
 };
 
 // adaform_make: A by columns, columns with a flag in isoff left out.
+//   rowbase  row i of A is row rowbase + i of the matrix that sym factorizes
+//   rereads  adaform_reread will be called
 void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const symface& sym,
-                  adaform& form);
+                  int32_t rowbase, bool rereads, adaform& form);
+// adaform_reread: takes new values of the same A.
+void adaform_reread(adaform& form, std::span<const double> val);
 // adaform_scale: takes the diagonal D of this iteration; before adaform_rows.
-//   diag  out, n, in the order of the factor: shift and the columns with one entry
-void adaform_scale(adaform& form, std::span<const double> d, double shift, std::span<double> diag);
+//   diag  n, in the order of the factor: the columns with one entry are added
+void adaform_scale(adaform& form, std::span<const double> d, std::span<double> diag);
 // adaform_rows: A D A' of the columns of supernode s, into its panel (which is overwritten).
-//   diag    n, as adaform_scale left it; out, the whole diagonal at the columns of s
+//   diag    n, added to the diagonal; out, the whole diagonal at the columns of s
 //   place   n, scratch that may hold anything
 void adaform_rows(const adaform& form, const symface& sym, int32_t s, double* panel,
                   std::span<double> diag, std::span<int32_t> place);

@@ -48,9 +48,13 @@ rescode part_order(const spmat_view& graph, int32_t form, bool forced, const sym
   if (r != rescode::ok) return r;
   const symface_cost cost = symface_size(graph, part, mman);
   result.tgporder = timer_wall(clock);
+  result.nnzl = local.nnzl;
+  result.flops = local.flops;
   if (!forced && !(cost.flops < partgain * local.flops)) return rescode::ok;
   std::ranges::copy(part, perm.begin());
   result.gpused = true;
+  result.nnzl = cost.numnz;
+  result.flops = cost.flops;
   result.gpsavednz = local.nnzl - cost.numnz;
   result.gpsavedflops = local.flops - cost.flops;
   return rescode::ok;
@@ -74,14 +78,19 @@ rescode sorder1_order(const spmat_view& graph, int32_t method, const monitor& or
     return rescode::ok;
   }
   symord_result local;
+  rescode r = rescode::ok;
   if (kind == order_method::appminloc2) {
-    return symord_order(graph, symord_score::fill, orderlog, mman, perm, local);
+    r = symord_order(graph, symord_score::fill, orderlog, mman, perm, local);
+  } else if (kind == order_method::appminloc1) {
+    r = symord_order(graph, symord_score::clique, orderlog, mman, perm, local);
+  } else {
+    r = local_order(graph, orderlog, mman, perm, local);
   }
-  if (kind == order_method::appminloc1) {
-    return symord_order(graph, symord_score::clique, orderlog, mman, perm, local);
+  result.nnzl = local.nnzl;
+  result.flops = local.flops;
+  if (r != rescode::ok || kind == order_method::appminloc1 || kind == order_method::appminloc2) {
+    return r;
   }
-  const rescode r = local_order(graph, orderlog, mman, perm, local);
-  if (r != rescode::ok) return r;
   const bool forced = kind != order_method::free;
   if (!forced && !part_may_pay(graph, local)) return r;
   const int32_t form =

@@ -13,6 +13,8 @@ struct sorder1_result {
   int64_t gpsavednz = 0;    // nonzeros of L that it saves against the local-fill order
   double gpsavedflops = 0;  // the same for flops
   double tgporder = 0;      // seconds spent on it, taken or not
+  int64_t nnzl = 0;         // of the order that was taken; zero when it was not counted
+  double flops = 0;
 };
 
 // sorder1_order: an elimination order of a pattern by the method (ZLV_ORDER_METHOD_*). The free choice

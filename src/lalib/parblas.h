@@ -21,14 +21,16 @@ struct parblas_update {
   double* work = nullptr;  // parblas_worksize(n, k) doubles
 };
 
-// The pivots of a panel, all arrays of its number of columns. A pivot must be greater than thr, or it
-// is replaced by rep (when rep is given and positive) or its column leaves the system: d = dinv = 0.
+// The pivots of a panel, all arrays of its number of columns. A pivot times its sign must be greater
+// than thr, or it is replaced by sign times rep (when rep is given and positive) or its column leaves
+// the system: d = dinv = 0.
 struct parblas_pivots {
   const double* thr = nullptr;
-  const double* rep = nullptr;  // null: nothing is replaced
-  double* d = nullptr;          // out
-  double* dinv = nullptr;       // out, 1 / d or 0
-  double* delta = nullptr;      // out, what a replacement added; unused when rep is null
+  const double* rep = nullptr;   // null: nothing is replaced
+  double* d = nullptr;           // out
+  double* dinv = nullptr;        // out, 1 / d or 0
+  double* delta = nullptr;       // out, what a replacement added; unused when rep is null
+  const double* sign = nullptr;  // 1 or -1; null: all are 1
 };
 
 // Adds columns j0 .. j1-1 of the lower triangle of u (n x n) into dst: entry (i, j) goes to row

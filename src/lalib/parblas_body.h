@@ -141,16 +141,17 @@ int32_t parblas_diagblock(double (&t)[NB][NB], const parblas_pivots& piv, int32_
   for (int p = 0; p < NB; ++p) {
     double d = t[p][p];
     double inv = 0;
-    if (d > piv.thr[j0 + p]) {
+    const double sign = piv.sign != nullptr ? piv.sign[j0 + p] : 1.0;
+    if (sign * d > piv.thr[j0 + p]) {
       inv = 1.0 / d;
       if (piv.rep != nullptr) piv.delta[j0 + p] = 0;
     } else {  // also when d is not a number
       ++refused;
       const double r = piv.rep != nullptr ? piv.rep[j0 + p] : 0.0;
       if (r > 0) {
-        piv.delta[j0 + p] = r - d;
-        d = r;
-        inv = 1.0 / r;
+        piv.delta[j0 + p] = sign * r - d;
+        d = sign * r;
+        inv = 1.0 / d;
       } else {
         if (piv.rep != nullptr) piv.delta[j0 + p] = 0;
         d = 0;

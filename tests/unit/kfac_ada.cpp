@@ -295,19 +295,6 @@ TEST(KktfacTeam, SameBitsForEverySizeOfTheTeam) {
   }
 }
 
-TEST(KktfacMix, OtherKindIsRefusedWithItsText) {
-  counted_memory memory;
-  std::string text;
-  monitor mon;
-  mon.ctx = &text;
-  mon.sinkfn = [](void* ctx, const char* t) { *static_cast<std::string*>(ctx) += t; };
-  const kfac_matrix a = kfac_chain(4);
-  const kktfac_ptr fac = kktfac_make(kktfac_kind::sqd, a.m, a.n, *memory.mman);
-  kktfac_inaij(*fac, a.view());
-  EXPECT_EQ(kktfac_adasetup(*fac, {}, mon, mon), rescode::err_internal);
-  EXPECT_EQ(text, "ADAT and big system mix\n");
-}
-
 TEST(KktfacStop, MonitorEndsAFactorization) {
   const kfac_matrix a = with_dense(kfac_edges(1000, {}), 1, 0, 1);  // long enough for a poll
   setup_box box(a, {.ordermethod = 5, .offcoltrh = 0});

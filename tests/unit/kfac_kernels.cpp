@@ -117,6 +117,32 @@ TEST_P(ParblasFamily, PanelReproducesItsMatrix) {
   }
 }
 
+TEST_P(ParblasFamily, PivotsOfKnownSign) {
+  for (int32_t ncol = 1; ncol <= 20; ++ncol) {
+    const int32_t nrow = ncol + 5, bad = ncol / 2;
+    block l = make_panel(ncol, nrow);
+    std::vector<double> sign(size_t(ncol), 1.0), thr(size_t(ncol), 1e-10), rep(size_t(ncol), 1e5),
+        d(thr), dinv(thr), delta(thr), work(size_t(parblas_worksize(nrow, ncol)));
+    for (int32_t j = 0; j < ncol; ++j) {
+      if (j % 3 == 0) l.at(j, j) *= sign[j] = -1;
+    }
+    l.at(bad, bad) *= -1;  // the wrong sign
+    const block before = l;
+    const parblas_pivots piv{thr.data(),  rep.data(),   d.data(),
+                             dinv.data(), delta.data(), sign.data()};
+    ASSERT_EQ(family->panel(ncol, nrow, l.val.data(), l.ld, piv, work.data()), 1);
+    ASSERT_EQ(d[bad], sign[bad] * 1e5);
+    for (int32_t j = 0; j < ncol; ++j) {
+      ASSERT_GT(d[j] * sign[j], 0);
+      for (int32_t i = j; i < nrow; ++i) {
+        double want = before.at(i, j) + (i == j ? delta[j] : 0.0);
+        for (int32_t p = 0; p < j; ++p) want -= l.at(i, p) * d[p] * l.at(j, p);
+        ASSERT_NEAR(i == j ? d[j] : l.at(i, j) * d[j], want, 1e-9) << ncol;
+      }
+    }
+  }
+}
+
 TEST_P(ParblasFamily, RefusedPivotsLeaveOrAreReplaced) {
   constexpr int32_t ncol = 11, nrow = 20, bad = 6;
   for (const double poison : {0.0, -3.0, std::nan("")}) {

@@ -1,0 +1,268 @@
+// Driver of the factorization: setup, numeric phase and solves of the quasi-definite system.
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "cpub/fault.h"
+#include "cpub/timer.h"
+#include "kfac/kktfac.h"
+#include "kfac/kktfacrec.h"
+#include "kfac/pchsolve.h"
+#include "kfac/sqdplan.h"
+
+namespace {
+
+constexpr double form1cheap = 1e6;   // flops up to which form 2 is not tried
+constexpr double form1cliques = 10;  // nor when columns first joins at most that many rows an entry
+constexpr double form2gain = 3;      // form 2 is taken when form 1 costs that many times as much
+constexpr double serialform = 1e6;   // less work to form the matrix is left to one thread
+
+void check_kind(const kktfac& fac, const char* text, fault_place place = fault_here()) {
+  if (fac.kind == kktfac_kind::sqd) return;
+  fault_raise(place, "%s", fac.isset ? "ADAT and big system mix" : text);
+}
+
+void check_input(const kktfac& fac) {
+  check_kind(fac, "wrong factor type");
+  if (!fac.hasa) fault_raise(fault_here(), "acol==NULL");
+  if (!fac.hash) fault_raise(fault_here(), "h!=NULL in SQDT");
+}
+
+rescode make_plan(const kktfac& fac, const kktfac_settings& set, int32_t form,
+                  const monitor& orderlog, sqdplan& plan) {
+  return sqdplan_make(fac.a, fac.h, form, {set.ordermethod, set.offcoltrh}, orderlog, plan);
+}
+
+// The cheaper form, with some favour for the first.
+rescode choose_plan(const kktfac& fac, const kktfac_settings& set, const monitor& orderlog,
+                    sqdplan& plan) {
+  if (const rescode r = make_plan(fac, set, 1, orderlog, plan); r != rescode::ok) return r;
+  const auto numnz = double(fac.a.sub.size()) + double(fac.h.sub.size());
+  if (plan.flops <= form1cheap || plan.cliques <= form1cliques * numnz) return rescode::ok;
+  sqdplan other(mm_at(*fac.mman));
+  if (const rescode r = make_plan(fac, set, 2, orderlog, other); r != rescode::ok) return r;
+  other.torder += plan.torder;
+  if (other.flops * form2gain < plan.flops) {
+    plan = std::move(other);
+  } else {
+    plan.torder = other.torder;
+  }
+  return rescode::ok;
+}
+
+void fill_stats(kktfac& fac, const sqdplan& plan) {
+  kktfac_stats& st = fac.stats;
+  st.form = plan.form;
+  st.dim = fac.sym.n;
+  st.numoffcol = plan.numoffcol;
+  st.torder += plan.torder;
+  st.tgporder += plan.part.tgporder;
+  st.gpused = plan.part.gpused;
+  st.gpsavednz = plan.part.gpsavednz;
+  st.gpsavedflops = plan.part.gpsavedflops;
+  st.matnumnz = int64_t(plan.graph.sub.size()) / 2 + fac.sym.n;
+  st.numnz = fac.sym.numnz;
+  st.storednz = int64_t(fac.sym.panelpos[fac.sym.numsn]);
+  st.flops = fac.sym.flops;
+  st.adaflops = fac.big.elim.flops;
+}
+
+void finish_setup(kktfac& fac, const kktfac_settings& set, const sqdplan& plan) {
+  symface_make(spmat_look(plan.graph), plan.order, fac.sym);
+  sqdform_make(fac.a, fac.h, plan, fac.sym, fac.big);
+  psched_make(fac.sym, set.numthreads, fac.sched);
+  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), true, fac.chol);
+  const auto dim = size_t(fac.sym.n);
+  fac.chol.sign.resize(dim);
+  for (size_t k = 0; k < dim; ++k) fac.chol.sign[k] = fac.big.index[k] < fac.numcol ? -1 : 1;
+  if (fac.big.elim.mapptr.empty()) fac.place.resize(dim * size_t(fac.sched.numthreads));
+  fac.diag.resize(dim);
+  fac.front.resize(size_t(fac.sym.maxrow) * parblas_maxrhs);
+  fac.rhs.resize(dim * parblas_maxrhs);
+  fac.refine.resize((size_t(fac.numcol) + size_t(fac.numrow)) * 2);
+  fill_stats(fac, plan);
+}
+
+rescode setup(kktfac& fac, const kktfac_settings& set, bool open, const monitor& mon,
+              const monitor& orderlog) {
+  fac.isset = fac.isfactored = false;
+  const timer clock = timer_start();
+  sqdplan plan(mm_at(*fac.mman));
+  const int32_t form = set.form != 0 ? set.form : std::max(fac.bigform, 1);
+  const rescode r =
+      open ? choose_plan(fac, set, orderlog, plan) : make_plan(fac, set, form, orderlog, plan);
+  if (r != rescode::ok) return r;
+  finish_setup(fac, set, plan);
+  fac.bigform = plan.form;
+  fac.stats.tsetup += timer_wall(clock);
+  fac.isset = true;
+  return mon.poll();
+}
+
+}  // namespace
+
+void kktfac_inqij(kktfac& fac, const spmat_view& h) {
+  if (fac.kind != kktfac_kind::sqd) fault_raise(fault_here(), "ADAT and big system mix");
+  fac.h = h;
+  fac.hash = true;
+  fac.isset = fac.isfactored = false;
+}
+
+void kktfac_numinaij(kktfac& fac, std::span<const double> val) {
+  fault_check(val.size() == fac.a.sub.size());
+  fac.a.val = val;
+}
+
+void kktfac_numinqij(kktfac& fac, std::span<const double> val) {
+  fault_check(val.size() == fac.h.sub.size());
+  fac.h.val = val;
+}
+
+bool kktfac_checkh(const kktfac& fac) {
+  check_input(fac);
+  const spmat_view& h = fac.h;
+  if (h.ncol != fac.numcol || h.nrow != fac.numcol) return false;
+  for (int32_t j = 0; j < h.ncol; ++j) {
+    for (ptrdiff_t p = h.ptr[j]; p < h.ptr[j + 1]; ++p) {
+      const int32_t least = p == h.ptr[j] ? j : h.sub[p - 1] + 1;
+      if (h.sub[p] < least || h.sub[p] >= h.nrow || !std::isfinite(h.val[p])) return false;
+      if (h.sub[p] == j && h.val[p] < 0) return false;
+    }
+  }
+  return true;
+}
+
+rescode kktfac_setup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
+                     const monitor& orderlog) {
+  check_input(fac);
+  return setup(fac, set, false, mon, orderlog);
+}
+
+rescode kktfac_autosetup(kktfac& fac, const kktfac_settings& set, const monitor& mon,
+                         const monitor& orderlog) {
+  check_input(fac);
+  return setup(fac, set, set.form == 0 && fac.bigform == 0, mon, orderlog);
+}
+
+namespace {
+
+void form_panels(kktfac& fac, const sqdmatrix& k) {
+  const auto one = [&](int32_t s, int32_t thread) {
+    const size_t size = fac.big.elim.mapptr.empty() ? size_t(fac.sym.n) : 0;
+    sqdform_rows(k, fac.big, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag,
+                 std::span(fac.place).subspan(size_t(thread) * size, size));
+  };
+  const double work = fac.big.elim.flops + 2 * double(fac.big.from.size());
+  const int32_t numthreads = work < serialform ? 1 : fac.sched.numthreads;
+  if (numthreads == 1) {
+    for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, 0);
+    return;
+  }
+#pragma omp parallel for schedule(dynamic, 64) num_threads(numthreads)
+  for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, omp_get_thread_num());
+}
+
+// A row that falls to rounding of its diagonal depends on rows before it: it leaves the system, so
+// that its rounding errors are not divided by something tiny. Other refused pivots get a value.
+void set_pivots(kktfac& fac, const kktfac_regul& regul) {
+  for (size_t k = 0; k < fac.diag.size(); ++k) {
+    const double relative = regul.pivrel * std::abs(fac.diag[k]);
+    const bool isrow = fac.chol.sign[k] > 0;
+    fac.chol.thr[k] = std::max(relative, regul.dynthr);
+    fac.chol.rep[k] = isrow && relative > regul.dynthr ? 0 : std::max(relative, regul.dynval);
+  }
+}
+
+}  // namespace
+
+rescode kktfac_numfacsqd(kktfac& fac, std::span<const double> d, std::span<const double> e,
+                         const kktfac_regul& regul, const monitor& mon) {
+  check_kind(fac, "Wrong factor type");
+  if (!fac.isset) return rescode::err_internal;
+  fac.isfactored = false;
+  const timer clock = timer_start();
+  const sqdmatrix k{fac.a, fac.h, d, e, regul.regcol, regul.regrow};
+  sqdform_begin(k, fac.big, fac.diag);
+  form_panels(fac, k);
+  set_pivots(fac, regul);
+  fac.stats.tada += timer_wall(clock);
+  const rescode r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, fac.stats.numskipped);
+  if (r != rescode::ok) return r;
+  ++fac.stats.num;
+  fac.stats.tfactor += timer_wall(clock);
+  fac.isfactored = true;
+  return rescode::ok;
+}
+
+namespace {
+
+// nrhs is 1, 2 or 4.
+void solve_group(kktfac& fac, double* x, int32_t nrhs) {
+  const ptrdiff_t dim = fac.sym.n, ldx = ptrdiff_t(fac.numcol) + fac.numrow;
+  double* y = fac.rhs.data();
+  for (int32_t r = 0; r < nrhs; ++r) sqdform_fold(fac.a, fac.big, x + r * ldx, y + r * dim);
+  pchsolve_lower(fac.sym, fac.chol, y, dim, nrhs, fac.front);
+  pchsolve_diag(fac.chol, y, dim, nrhs);
+  pchsolve_upper(fac.sym, fac.chol, y, dim, nrhs, fac.front);
+  for (int32_t r = 0; r < nrhs; ++r) sqdform_unfold(fac.a, fac.big, y + r * dim, x + r * ldx);
+}
+
+double largest(std::span<const double> x) {
+  double most = 0;
+  for (const double v : x) {
+    if (!(std::abs(v) <= most)) most = std::abs(v);  // NaN is the largest
+  }
+  return most;
+}
+
+}  // namespace
+
+void kktfac_solve(kktfac& fac, std::span<double> x, int32_t nrhs) {
+  check_kind(fac, "Wrong factor type");
+  if (!fac.isfactored) return;
+  const timer clock = timer_start();
+  const size_t ldx = size_t(fac.numcol) + size_t(fac.numrow);
+  for (int32_t r = 0; r < nrhs;) {
+    const int32_t left = nrhs - r;
+    const int32_t now = left >= parblas_maxrhs ? parblas_maxrhs : left >= 2 ? 2 : 1;
+    solve_group(fac, x.data() + size_t(r) * ldx, now);
+    r += now;
+  }
+  fac.stats.numsolve += nrhs;
+  fac.stats.tsolve += timer_wall(clock);
+}
+
+void kktfac_sqdresidual(const kktfac& fac, std::span<const double> d, std::span<const double> e,
+                        std::span<const double> x, std::span<const double> rhs,
+                        std::span<double> r) {
+  check_kind(fac, "Wrong factor type");
+  sqdform_residual({fac.a, fac.h, d, e}, x, rhs, r);
+}
+
+double kktfac_sqdrefine(kktfac& fac, std::span<const double> d, std::span<const double> e,
+                        std::span<const double> rhs, std::span<double> x,
+                        const kktfac_refine& set) {
+  check_kind(fac, "Wrong factor type");
+  const size_t dim = rhs.size();
+  const std::span<double> res = std::span(fac.refine).first(dim),
+                          tried = std::span(fac.refine).subspan(dim, dim);
+  const double size = largest(rhs);
+  std::ranges::copy(rhs, x.begin());
+  if (size == 0 || !fac.isfactored) return 0;
+  kktfac_solve(fac, x, 1);
+  kktfac_sqdresidual(fac, d, e, x, rhs, res);
+  double now = largest(res);
+  for (int32_t round = 0; round < set.maxround && now > set.stop * size; ++round) {
+    kktfac_solve(fac, res, 1);
+    for (size_t i = 0; i < dim; ++i) tried[i] = x[i] + res[i];
+    kktfac_sqdresidual(fac, d, e, tried, rhs, res);
+    const double next = largest(res);
+    if (!(next < now)) break;
+    std::ranges::copy(tried, x.begin());
+    const bool isslow = next * set.gain > now;
+    now = next;
+    if (isslow) break;
+  }
+  return now / size;
+}
