@@ -44,8 +44,9 @@ struct lu_settings {
       1e-14;             // a smaller result becomes an exact zero, so solves stay sparse; absolute
   double updtol = 1e-8;  // how far the two values of a new pivot may differ, relative
   double agedtol =
-      1e-10;  // beyond this the factors count as worn after minaged exchanges, relative
-  int32_t minaged = 50;
+      1e-10;             // factors that have had minaged exchanges are worn beyond this difference,
+  double maxmult = 1e5;  // or with a larger multiplier in a row transformation
+  int32_t minaged = 20;
   double maxfill = 3;  // updates may hold this many times nnz(L + U) + m before lu_state::refactor
   int32_t maxupdate = 5000;     // exchanges before lu_state::refactor
   double sparsedens = 0.05;     // a denser right-hand side is not followed by depth-first search,
@@ -96,6 +97,8 @@ struct lu_rec {
   mm_vector<lu_range> ucolat;      // by pivot row
   mm_vector<lu_slot> urowat;
   mm_vector<double> udiag;
+  // Node of the vector that each entry of lcol, lrow and ucol belongs to, for passes over all entries.
+  mm_vector<int32_t> lcolof, lrowof, ucolof;
   mm_vector<int32_t> useq;  // pivot rows in order of elimination; -1: moved to the end by an update
   mm_vector<int32_t> useqat;  // by row, its place in useq
   lu_file reta;               // row transformations of the updates
@@ -112,7 +115,10 @@ struct lu_rec {
   mm_vector<int32_t> spikeind, ueinvind;
   mm_vector<double> spikeval, ueinvval;
 
-  double density[4] = {};  // expected of the results of ftranl, ftranu, btranu, btranl
+  // Expected of the results of ftranl, ftranu, btranu, btranl, for two kinds of right-hand sides:
+  // columns that enter and unit vectors; others.
+  double density[2][4] = {};
+  int32_t kind = 0;  // of the solve at work
 
   // Scratch.
   mm_vector<int32_t> topo, stack, stackpos, outind;

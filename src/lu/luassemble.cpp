@@ -92,6 +92,25 @@ void fill_rows(lu_rec& f) {
   }
 }
 
+// Divides the columns by their diagonals and names the column of each entry.
+void scale_columns(lu_rec& f) {
+  f.ucolof.resize(size_t(f.count.nnzu));
+  for (int32_t k = 0; k < f.m; ++k) {
+    const int32_t j = f.useq[k];
+    const lu_range col = f.ucolat[j];
+    const double diag = f.udiag[j];
+    for (int32_t e = col.beg; e < col.beg + col.num; ++e) {
+      f.ucol.val[e] /= diag;
+      f.ucolof[e] = j;
+    }
+  }
+}
+
+void name_nodes(const mm_vector<int32_t>& seq, const mm_vector<lu_range>& at,
+                mm_vector<int32_t>& of) {
+  for (const int32_t i : seq) std::fill_n(of.begin() + at[i].beg, at[i].num, i);
+}
+
 void transpose_l(lu_rec& f) {
   const size_t nnz = f.lcol.sub.size();
   f.count.nnzl = int64_t(nnz);
@@ -116,6 +135,10 @@ void transpose_l(lu_rec& f) {
       f.lrow.val[at.beg + at.num++] = f.lcol.val[e];
     }
   }
+  lu_ensure(f.lcolof, nnz);
+  lu_ensure(f.lrowof, nnz);
+  name_nodes(f.lseq, f.lcolat, f.lcolof);
+  name_nodes(f.lrseq, f.lrowat, f.lrowof);
 }
 
 }  // namespace
@@ -127,6 +150,7 @@ void lu_assemble(lu_rec& f, const lu_columns& b) {
   f.ucol.sub.resize(size_t(f.count.nnzu));  // its size is where updates append
   f.ucol.val.resize(size_t(f.count.nnzu));
   fill_rows(f);
+  scale_columns(f);
   transpose_l(f);
   f.count.facwork += 2.0 * double(f.count.nnzu + f.count.nnzl) + 2.0 * f.m;
   f.count.facwork *= entrycost;

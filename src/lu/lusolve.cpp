@@ -19,7 +19,11 @@ constexpr double listedzero = 1e-100;
 // Weight of the last result in the expected density.
 constexpr double densityweight = 0.1;
 // Up to this expected density a pass over all pivots keeps the list of nonzeros.
-constexpr double listdensity = 0.15;
+constexpr double listdensity = 0.05;
+// From this expected density on, a pass over all entries without a look at zeros may be faster: one
+// entry costs 1 then, and else an entry that is met costs 0.7 and a node 3 (by its branches).
+constexpr double flatdensity = 0.3;
+constexpr double metcost = 0.7, nodecost = 3;
 // Where nobody counts the nonzeros, the expected density fades until a listed pass is tried again.
 constexpr double unlistedfade = 0.99;
 // Below this order searches do not pay.
@@ -30,13 +34,18 @@ constexpr double giveup = 2;
 constexpr double sparsecost = 4;
 
 void expect(lu_rec& f, stage s, int32_t num) {
-  double& d = f.density[s];
+  double& d = f.density[f.kind][s];
   d += densityweight * (double(num) / double(std::max(f.m, 1)) - d);
 }
 
 bool worth_search(const lu_rec& f, stage s, const lu_vector& x) {
   return x.num >= 0 && f.m >= searchorder && x.num <= f.set.sparsedens * f.m &&
-         f.density[s] <= f.set.sparseexpected;
+         f.density[f.kind][s] <= f.set.sparseexpected;
+}
+
+bool worth_flat(const lu_rec& f, stage s, int64_t nnz, int64_t numnode) {
+  const double d = f.density[f.kind][s];
+  return d > flatdensity && double(nnz) * (1 - metcost * d) < nodecost * double(numnode);
 }
 
 // Entry i minus d in a listed vector.
@@ -94,9 +103,15 @@ int32_t reach(lu_rec& f, const Range* at, const int32_t* sub, const lu_vector& x
   return -1;
 }
 
+// A pass over all entries in the order of their file: no branch depends on the data.
+void flat_pass(const int32_t* sub, const int32_t* of, const double* mult, int64_t num,
+               double* val) {
+  for (int64_t e = 0; e < num; ++e) val[sub[e]] -= mult[e] * val[of[e]];
+}
+
 // x := T^-1 x for a unit triangular factor with the multipliers at, file; seq are the nodes with
 // entries in order of elimination.
-void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
+void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file, const int32_t* of,
                 const mm_vector<int32_t>& seq, lu_vector& x) {
   if (seq.empty()) return;
   double* val = x.val.data();
@@ -127,7 +142,14 @@ void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
       return;
     }
   }
-  const bool listed = x.num >= 0 && f.density[s] <= listdensity;
+  if (worth_flat(f, s, f.count.nnzl, int64_t(seq.size()))) {
+    flat_pass(sub, of, mult, f.count.nnzl, val);
+    x.num = -1;
+    f.density[f.kind][s] *= unlistedfade;
+    f.count.solvework += double(f.count.nnzl);
+    return;
+  }
+  const bool listed = x.num >= 0 && f.density[f.kind][s] <= listdensity;
   int32_t num = listed ? x.num : -1;
   for (const int32_t i : seq) {
     const double v = val[i];
@@ -145,7 +167,7 @@ void unit_solve(lu_rec& f, stage s, const lu_range* at, const lu_file& file,
     expect(f, s, num);
   } else {
     x.num = -1;
-    f.density[s] *= unlistedfade;
+    f.density[f.kind][s] *= unlistedfade;
   }
   f.count.solvework += double(work + int64_t(seq.size()) / 4);
 }
@@ -177,7 +199,7 @@ void drop_small(lu_rec& f, lu_vector& x) {
 }  // namespace
 
 void lu_ftranl(lu_rec& f, lu_vector& x) {
-  unit_solve(f, stage_ftranl, f.lcolat.data(), f.lcol, f.lseq, x);
+  unit_solve(f, stage_ftranl, f.lcolat.data(), f.lcol, f.lcolof.data(), f.lseq, x);
 }
 
 namespace {
@@ -286,7 +308,28 @@ static void keep_spike(lu_rec& f, const lu_vector& x) {
   f.isspike = true;
 }
 
+// U by a pass over all entries of its file, last column first; then all results at once.
+static void ftranu_flat(lu_rec& f, lu_vector& x) {
+  double* val = x.val.data();
+  const int32_t *sub = f.ucol.sub.data(), *of = f.ucolof.data();
+  const double* mult = f.ucol.val.data();
+  for (auto e = int64_t(f.ucol.sub.size()) - 1; e >= 0; --e) val[sub[e]] -= mult[e] * val[of[e]];
+  int32_t num = 0;
+  for (int32_t p = 0; p < f.m; ++p) {
+    const int32_t i = f.rowofpos[p];
+    const bool some = std::abs(val[i]) >= f.set.droptol;
+    f.outval[p] = some ? val[i] / f.udiag[i] : 0.0;
+    x.ind[num] = p;
+    num += int32_t(some);
+  }
+  std::copy_n(f.outval.begin(), f.m, val);
+  x.num = num;
+  f.count.solvework += double(f.ucol.sub.size()) + f.m;
+  expect(f, stage_ftranu, num);
+}
+
 void lu_ftranu(lu_rec& f, lu_vector& x) {
+  if (worth_flat(f, stage_ftranu, int64_t(f.ucol.sub.size()), f.m)) return ftranu_flat(f, x);
   double* val = x.val.data();
   int32_t* outind = f.outind.data();
   double* outval = f.outval.data();
@@ -296,12 +339,11 @@ void lu_ftranu(lu_rec& f, lu_vector& x) {
   int32_t num = 0;
   int64_t work = 0;
   const auto eliminate = [&](int32_t i) {
-    double v = val[i];
+    const double v = val[i];
     val[i] = 0;
     if (std::abs(v) < f.set.droptol) return;
-    v /= diag[i];
     outind[num] = posof[i];
-    outval[num++] = v;
+    outval[num++] = v / diag[i];
     const lu_range r = at[i];
     for (int32_t e = r.beg; e < r.beg + r.num; ++e) val[sub[e]] -= mult[e] * v;
     work += r.num;
@@ -400,10 +442,11 @@ void lu_btranr(lu_rec& f, lu_vector& x) {
 }
 
 void lu_btranl(lu_rec& f, lu_vector& x) {
-  unit_solve(f, stage_btranl, f.lrowat.data(), f.lrow, f.lrseq, x);
+  unit_solve(f, stage_btranl, f.lrowat.data(), f.lrow, f.lrowof.data(), f.lrseq, x);
 }
 
 void lu_ftran(lu_rec& f, lu_vector& x, bool keepspike) {
+  f.kind = keepspike ? 0 : 1;
   if (x.num >= 0) drop_small(f, x);
   lu_ftranl(f, x);
   lu_ftranr(f, x);
@@ -414,6 +457,7 @@ void lu_ftran(lu_rec& f, lu_vector& x, bool keepspike) {
 void lu_btran(lu_rec& f, lu_vector& x) {
   btran_permute(f, x);
   const bool isunit = x.num == 1;
+  f.kind = isunit ? 0 : 1;
   const int32_t row = isunit ? x.ind[0] : -1;
   const double scale = isunit ? x.val[row] : 0;
   lu_btranu(f, x);

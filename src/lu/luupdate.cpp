@@ -35,7 +35,7 @@ void row_of_inverse(lu_rec& f, int32_t t) {
   f.ueinvrow = t;
 }
 
-// Takes the entry of subscript s out of a vector.
+// Takes the entry of subscript s out of a vector; its place becomes a zero.
 template <class Range>
 void take_out(lu_file& file, Range& at, int32_t s) {
   const int32_t* sub = file.sub.data();
@@ -44,6 +44,7 @@ void take_out(lu_file& file, Range& at, int32_t s) {
   const int32_t last = at.beg + --at.num;
   file.sub[e] = file.sub[last];
   file.val[e] = file.val[last];
+  file.val[last] = 0;
 }
 
 void put_in_row(lu_rec& f, int32_t i, int32_t t, double v) {
@@ -61,13 +62,15 @@ void exchange(lu_rec& f, int32_t t, double diag) {
   const lu_range col = f.ucolat[t];
   for (int32_t e = col.beg; e < col.beg + col.num; ++e)
     take_out(f.urow, f.urowat[f.ucol.sub[e]], t);
+  std::fill_n(f.ucol.val.begin() + col.beg, col.num, 0.0);
 
   f.ucolat[t] = {int32_t(f.ucol.sub.size()), 0};
   for (int32_t k = 0; k < f.spikenum; ++k) {
     const int32_t i = f.spikeind[k];
     if (i == t) continue;
     f.ucol.sub.push_back(i);
-    f.ucol.val.push_back(f.spikeval[k]);
+    f.ucol.val.push_back(f.spikeval[k] / diag);
+    f.ucolof.push_back(t);
     put_in_row(f, i, t, f.spikeval[k]);
   }
   f.ucolat[t].num = int32_t(f.ucol.sub.size()) - f.ucolat[t].beg;
@@ -98,8 +101,12 @@ lu_state lu_update(lu_rec& f, int32_t p, double alpha) {
   const int32_t t = f.rowofpos[p];
   row_of_inverse(f, t);
   // The new pivot, by elimination of the row and by the determinant's quotient.
-  double st = 0, sum = 0;
-  for (int32_t k = 0; k < f.ueinvnum; ++k) f.dense[f.ueinvind[k]] = f.ueinvval[k];
+  double st = 0, sum = 0, most = 0;
+  for (int32_t k = 0; k < f.ueinvnum; ++k) {
+    f.dense[f.ueinvind[k]] = f.ueinvval[k];
+    most = std::max(most, std::abs(f.ueinvval[k]));
+  }
+  most *= std::abs(f.udiag[t]);
   for (int32_t k = 0; k < f.spikenum; ++k) {
     const int32_t i = f.spikeind[k];
     if (i == t) st = f.spikeval[k];
@@ -119,7 +126,8 @@ lu_state lu_update(lu_rec& f, int32_t p, double alpha) {
   ++f.count.numupdate;
   ++f.count.totupdate;
   const double room = f.set.maxfill * (double(f.count.nnzl + f.count.nnzu) + f.m);
-  const bool worn = differ > f.set.agedtol * size && f.count.numupdate >= f.set.minaged;
+  const bool worn =
+      (differ > f.set.agedtol * size || most > f.set.maxmult) && f.count.numupdate >= f.set.minaged;
   const bool full = f.count.numupdate >= f.set.maxupdate || double(f.count.nnzupdate) > room;
   return worn || full ? lu_state::refactor : lu_state::ok;
 }

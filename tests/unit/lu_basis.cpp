@@ -141,7 +141,7 @@ TEST_P(LuBasis, EveryWayOfSolvingGivesTheSame) {
     for (int32_t w = 0; w < 3; ++w) {
       box.f->set.sparsedens = w == 0 ? 1 : -1;
       box.f->set.sparseexpected = w == 0 ? 1 : 0.1;
-      if (w == 2) std::fill_n(box.f->density, 4, 1.0);
+      if (w == 2) std::fill_n(&box.f->density[0][0], 8, 1.0);
       way[0].push_back(box.ftran(b, w < 2));
       way[1].push_back(box.btran(b, w < 2));
     }
