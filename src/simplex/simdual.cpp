@@ -280,7 +280,12 @@ sim_end sim_dual(sim_state& st, bool mayperturb) {
   dual_state ds(st);
   ds.mayperturb = mayperturb;
   ds.lastlog = st.info.dualiter;
-  if (mayperturb) dual_perturb(ds, 1), ds.numpert = 1, sim_duals(st);
+  // A given basis is close to optimal as a rule: then only a stall is reason to perturb.
+  if (mayperturb && !st.info.dualhot) {
+    dual_perturb(ds, 1);
+    ds.numpert = 1;
+    sim_duals(st);
+  }
   const sim_end end = phases(ds);
   leave(ds);
   return end;
