@@ -134,8 +134,7 @@ void mergerow(prslv_work& w, int32_t i, int32_t k, double s) {
 bool dominates(prslv_work& w, int32_t k, int32_t j, double s) {
   const double delta = prslv_cleansum(w.c[j], -s * w.c[k]);
   if (std::abs(delta) <= w.set.tols * (1 + std::abs(w.c[j]))) return false;
-  const double room = (delta > 0) == (s > 0) ? w.bux[k] : w.blx[k];
-  if (std::isfinite(room)) return false;
+  if (!prslv_relax(w, k, (delta > 0) == (s > 0))) return false;
   const double bound = delta > 0 ? w.blx[j] : w.bux[j];
   if (std::isinf(bound)) {
     const double dir = delta > 0 ? -1 : 1;

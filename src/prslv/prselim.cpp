@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int32_t elimmaxcol = 6;      // entries of a column
+constexpr int32_t elimmaxcol = 60;     // entries of a column
 constexpr int32_t elimmaxrow = 200;    // entries of its equation
 constexpr double elimpivotcol = 0.01;  // of the largest entry of the column
 constexpr double elimpivotrow = 1e-3;  // of the largest entry of the equation
@@ -21,17 +21,6 @@ struct elim_pick {
   int32_t entry = -1;
   int64_t cost = 0;
 };
-
-bool impliedfree(const prslv_work& w, int32_t j) {
-  const double tol = prslv_equtol;
-  bool low = std::isinf(w.blx[j]), high = std::isinf(w.bux[j]);
-  for (int32_t e = w.chead[j]; e >= 0 && !(low && high); e = w.ent[e].cnext) {
-    const prslv_entry& ent = w.ent[e];
-    low = low || prslv_impliedlower(w, ent) >= w.blx[j] - tol;
-    high = high || prslv_impliedupper(w, ent) <= w.bux[j] + tol;
-  }
-  return low && high;
-}
 
 // Whether the entry may be the pivot, by its row; without columns that must stay as they are.
 bool rowallows(const prslv_work& w, int32_t e) {
@@ -141,9 +130,9 @@ void prslv_eliminate(prslv_work& w) {
     prique_remove(queue, j);
     if (!prslv_poll(w)) return;
     const elim_pick p = pick(w, j);
-    if (p.entry < 0 || !impliedfree(w, j)) continue;
+    if (p.entry < 0 || !prslv_isimplied(w, j, false) || !prslv_isimplied(w, j, true)) continue;
     const int32_t i = w.ent[p.entry].row;
-    const int64_t allowed = int64_t(w.set.elimfill) * (w.rlen[i] + w.clen[j] - 1);
+    const int64_t allowed = int64_t(w.set.elimfill) * 5;
     if (netfill(w, i, j) > allowed) continue;
     touched.clear();
     for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);

@@ -374,3 +374,26 @@ double prslv_impliedupper(const prslv_work& w, const prslv_entry& e) {
   return e.val > 0 ? (w.buc[e.row] - restbound(w, e, false)) / e.val
                    : (w.blc[e.row] - restbound(w, e, true)) / e.val;
 }
+
+bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper) {
+  if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
+  for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
+    const prslv_entry& ent = w.ent[e];
+    if (upper ? prslv_impliedupper(w, ent) <= w.bux[j] + prslv_equtol
+              : prslv_impliedlower(w, ent) >= w.blx[j] - prslv_equtol) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool prslv_relax(prslv_work& w, int32_t j, bool upper) {
+  if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
+  if (!prslv_isimplied(w, j, upper)) return false;
+  if (upper) {
+    prslv_setbux(w, j, prslv_inf);
+  } else {
+    prslv_setblx(w, j, -prslv_inf);
+  }
+  return true;
+}

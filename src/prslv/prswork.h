@@ -135,6 +135,11 @@ double prslv_rowscale(const prslv_work& w, int32_t i, bool upper);
 double prslv_impliedlower(const prslv_work& w, const prslv_entry& e);
 double prslv_impliedupper(const prslv_work& w, const prslv_entry& e);
 
+// prslv_isimplied: whether rows keep column j within its bound (upper or lower), or it has none.
+bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper);
+// prslv_relax: takes that bound away if rows imply it. Returns whether there is none now.
+bool prslv_relax(prslv_work& w, int32_t j, bool upper);
+
 // prslv_cleansum: a + b, zero when nothing but rounding is left.
 inline double prslv_cleansum(double a, double b) {
   const double sum = a + b;
