@@ -7,6 +7,7 @@
 #include "prslv/prsdom.h"
 #include "prslv/prsdup.h"
 #include "prslv/prselim.h"
+#include "prslv/prsimpl.h"
 #include "prslv/prsray.h"
 #include "prslv/prsrow.h"
 #include "prslv/prswork.h"
@@ -50,7 +51,8 @@ bool reducerounds(prslv_work& w) {
   for (int32_t round = 0; round < w.set.maxround; ++round) {
     const double before = sizeof_problem(w);
     ++w.rec.info.numpass;
-    if (!timed(w, &simplepass, nullptr) || !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
+    if (!timed(w, &simplepass, nullptr) || !timed(w, &prslv_impliedrows, nullptr) ||
+        !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
         !timed(w, &prslv_dupcols, &prslv_info::dupcputime) ||
         !timed(w, &prslv_domcols, &prslv_info::domcputime)) {
       return false;
