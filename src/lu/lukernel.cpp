@@ -14,7 +14,7 @@ namespace {
 constexpr int32_t searchlimit = 4;
 // The rest of the kernel becomes dense when it has that many rows and that share of entries.
 constexpr int32_t densemin = 24;
-constexpr double densefrac = 0.3;
+constexpr double densefrac = 0.5;
 // Pivots between two polls.
 constexpr int32_t pollevery = 256;
 
