@@ -22,7 +22,7 @@
 #include "lu/lu.h"
 #include "misc/linprob.h"
 #include "simplex/simplex.h"
-#include "simplex/simscale.h"
+#include "misc/simscale.h"
 
 // How a method ended. Whatever it says, it leaves true bounds and costs, and a factored basis with
 // values computed for them.

@@ -15,7 +15,7 @@
 #include "cpub/monitor.h"
 #include "cpub/rescode.h"
 #include "misc/linprob.h"
-#include "simplex/simscale.h"
+#include "misc/simscale.h"
 
 // The values of the next two are those of ZLV_OPTIMIZER_* variants as the driver numbers them, and
 // of ZLV_SIM_SELECTION_*.

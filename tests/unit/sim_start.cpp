@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "simplex/simcrash.h"
-#include "simplex/simscale.h"
+#include "misc/simscale.h"
 
 namespace {
 

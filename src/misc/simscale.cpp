@@ -1,4 +1,4 @@
-#include "simplex/simscale.h"
+#include "misc/simscale.h"
 
 #include <algorithm>
 #include <cmath>

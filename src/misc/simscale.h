@@ -1,4 +1,4 @@
-// Scaling of a linear problem for the simplex methods: rows and columns by geometric means, then an
+// Scaling of a linear problem for methods that work with bases: rows and columns by geometric means, then an
 // equilibration, the costs by one factor. All factors are powers of two, so that scaling and back
 // rounds nothing.
 #pragma once
