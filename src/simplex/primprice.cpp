@@ -16,28 +16,51 @@ constexpr int32_t price_maxbad = 3;
 // The hot list gets this many candidates, or this share of all.
 constexpr int32_t price_hotmin = 64;
 constexpr double price_hotshare = 0.02;
+// No weight falls below this, whatever rounding leaves of the exact update.
+constexpr double price_leastweight = 1e-4;
+// Products with tau are formed by rows of A when the entries so visited are at most this share of
+// those of the columns that need them.
+constexpr double price_crossbyrow = 0.7;
 
 // How attractive k is: the rate at which the objective falls; 0: not at all.
-double attraction(const prim_state& p, int32_t k) {
-  const sim_state& st = p.st;
-  const double d = st.d[k];
-  const int move = st.move[k];
-  if (move != 0) {
-    const double gain = move > 0 ? -d : d;
-    return gain > p.told && p.istaboo[k] == 0 && p.isheld[k] == 0 ? gain : 0;
-  }
-  if (std::abs(d) <= p.told || st.pos[k] >= 0 || p.isheld[k] != 0 || p.istaboo[k] != 0) return 0;
-  return price_freebonus * std::abs(d);
+inline double attraction(const prim_state& p, double d, int move, uint8_t flag) {
+  if ((flag & (prim_isheld | prim_istaboo)) != 0) return 0;
+  const double gain = move > 0 ? -d : move < 0 ? d : std::abs(d);
+  if (!(gain > p.told)) return 0;
+  return move != 0 ? gain : price_freebonus * gain;
+}
+double attraction(const prim_state& p, int32_t k) {  // of a nonbasic variable, or one with d zero
+  return attraction(p, p.st.d[k], p.st.move[k], p.flag[k]);
 }
 
 void drop_cand(prim_state& p, int32_t k) {
   const int32_t at = p.candat[k];
-  if (at < 0) return;
   const int32_t last = p.cand.back();
   p.cand[at] = last;
   p.candat[last] = at;
   p.cand.pop_back();
   p.candat[k] = -1;
+}
+
+// Puts k, with attraction g, on its lists or takes it off.
+inline void list_one(prim_state& p, int32_t k, double g, uint8_t flag) {
+  if (g == 0) {
+    if (p.candat[k] >= 0) drop_cand(p, k);
+    return;
+  }
+  if (p.candat[k] < 0) {
+    p.candat[k] = int32_t(p.cand.size());
+    p.cand.push_back(k);
+  }
+  if ((flag & prim_ishot) == 0 && g * g > p.cutoff * p.weight[k]) {
+    p.flag[k] |= prim_ishot;
+    p.hot.push_back(k);
+  }
+}
+
+void clear_hot(prim_state& p) {
+  for (const int32_t k : p.hot) p.flag[k] &= uint8_t(~prim_ishot);
+  p.hot.clear();
 }
 
 // The best of the hot list, which loses those that are no longer above the cutoff.
@@ -49,7 +72,7 @@ int32_t scan_hot(prim_state& p) {
     const double g = p.candat[k] >= 0 ? attraction(p, k) : 0;
     const double score = g * g / p.weight[k];
     if (!(score > p.cutoff)) {
-      p.ishot[k] = 0;
+      p.flag[k] &= uint8_t(~prim_ishot);
       p.hot[h] = p.hot.back();
       p.hot.pop_back();
       continue;
@@ -65,7 +88,7 @@ int32_t scan_hot(prim_state& p) {
 
 // All candidates above a new cutoff.
 void refill_hot(prim_state& p) {
-  p.hot.clear();
+  clear_hot(p);
   p.cutoff = 0;
   const auto num = int32_t(p.cand.size());
   const int32_t want = std::max(price_hotmin, int32_t(price_hotshare * num));
@@ -81,57 +104,96 @@ void refill_hot(prim_state& p) {
   }
   for (const int32_t k : p.cand) {
     const double g = attraction(p, k);
-    p.ishot[k] = g * g > p.cutoff * p.weight[k] ? 1 : 0;
-    if (p.ishot[k] != 0) p.hot.push_back(k);
+    if (g * g > p.cutoff * p.weight[k]) p.hot.push_back(k);
   }
   if (p.hot.empty()) {  // many equal scores
     p.cutoff = 0;
-    for (const int32_t k : p.cand) p.ishot[k] = 1;
     p.hot.assign(p.cand.begin(), p.cand.end());
   }
+  for (const int32_t k : p.hot) p.flag[k] |= prim_ishot;
 }
 
 struct row_change {
-  double thetad, w;  // of the entering variable: d / alpha and its weight
-  double alpha;      // pivot by row
+  double thetad, inverse;  // of the entering variable: d / alpha and 1 / alpha
+  double w;                // its weight
+  bool isref;              // whether it is in the framework
 };
 
 // Devex, Harris, "Pivot selection methods of the Devex LP code", Math. Programming 5 (1973); or the
 // exact norm, Goldfarb, Reid, "A practicable steepest-edge simplex algorithm", Math. Programming 12
-// (1977), in the reference space.
-void change_one(prim_state& p, const row_change& c, int32_t k, double ar) {
-  sim_state& st = p.st;
-  if (p.isheld[k] != 0) return;
-  st.d[k] -= c.thetad * ar;
-  const double ratio = ar / c.alpha;
-  const double own = p.isref[k] != 0 ? 1.0 : 0.0;
-  if (p.rule == sim_selection::ase) {
-    p.weight[k] = std::max(p.weight[k], ratio * ratio * c.w + own);
-  } else if (p.rule == sim_selection::se) {
-    const double cross = sim_dotcolumn(st, k, p.tau.val);
-    const double least = own + (p.isref[p.q] != 0 ? ratio * ratio : 0.0);
-    p.weight[k] =
-        std::max(p.weight[k] - 2 * ratio * cross + ratio * ratio * c.w, std::max(least, 1e-4));
+// (1977), in the reference space. cross: of the column and tau.
+template <sim_selection Rule>
+inline void change_one(prim_state& p, const row_change& c, int32_t k, double ar, double cross) {
+  const uint8_t flag = p.flag[k];
+  if ((flag & prim_isheld) != 0) return;
+  const double d = p.st.d[k] -= c.thetad * ar;
+  if constexpr (Rule != sim_selection::full) {
+    const double ratio = ar * c.inverse, own = (flag & prim_isref) != 0 ? 1.0 : 0.0;
+    double& w = p.weight[k];
+    if constexpr (Rule == sim_selection::ase) {
+      w = std::max(w, ratio * ratio * c.w + own);
+    } else {
+      const double least = c.isref ? own + ratio * ratio : own;
+      w = std::max(w + ratio * (ratio * c.w - 2 * cross), std::max(least, price_leastweight));
+    }
   }
-  prim_touch(p, k);
+  list_one(p, k, attraction(p, d, p.st.move[k], flag), flag);
+}
+
+template <class F>
+void for_row(const lu_vector& row, std::span<const int32_t> pos, F&& visit) {
+  if (row.num >= 0) {
+    for (int32_t t = 0; t < row.num; ++t) visit(row.ind[t], row.val[row.ind[t]]);
+    return;
+  }
+  for (int32_t j = 0; j < int32_t(row.val.size()); ++j) {
+    if (row.val[j] != 0 && pos[j] < 0) visit(j, row.val[j]);
+  }
+}
+// The nonbasic logicals of a vector by rows.
+template <class F>
+void for_logicals(const lu_vector& y, std::span<const int32_t> pos, F&& visit) {
+  if (y.num >= 0) {
+    for (int32_t t = 0; t < y.num; ++t) {
+      const int32_t i = y.ind[t];
+      if (pos[i] < 0) visit(i, -y.val[i]);
+    }
+    return;
+  }
+  for (int32_t i = 0; i < int32_t(y.val.size()); ++i) {
+    if (y.val[i] != 0 && pos[i] < 0) visit(i, -y.val[i]);
+  }
+}
+
+template <sim_selection Rule>
+void change_row(prim_state& p, const row_change& c) {
+  sim_state& st = p.st;
+  const std::span<const int32_t> pos(st.pos);
+  const int32_t n = st.n;
+  bool isbyrow = false;  // products of columns and tau: all at once when tau is sparse enough
+  if constexpr (Rule == sim_selection::se) {
+    const double share = double(p.tau.num) / std::max(st.m, 1);
+    isbyrow = p.tau.num >= 0 && p.row.num >= 0 && share * n < price_crossbyrow * p.row.num;
+    lu_vecclear(p.cross);
+    if (isbyrow && p.tau.num > 0) sim_price(st, p.tau, p.cross);
+  }
+  for_row(p.row, pos.first(n), [&](int32_t j, double ar) {
+    double cross = 0;
+    if constexpr (Rule == sim_selection::se) {
+      cross = isbyrow ? p.cross.val[j] : sim_dotcolumn(st, j, p.tau.val);
+    }
+    if (j != p.q) change_one<Rule>(p, c, j, ar, cross);
+  });
+  for_logicals(p.rho, pos.subspan(n), [&](int32_t i, double ar) {
+    const double cross = Rule == sim_selection::se ? -p.tau.val[i] : 0;
+    if (n + i != p.q) change_one<Rule>(p, c, n + i, ar, cross);
+  });
 }
 
 }  // namespace
 
 void prim_touch(prim_state& p, int32_t k) {
-  const double g = attraction(p, k);
-  if (g == 0) {
-    drop_cand(p, k);
-    return;
-  }
-  if (p.candat[k] < 0) {
-    p.candat[k] = int32_t(p.cand.size());
-    p.cand.push_back(k);
-  }
-  if (p.ishot[k] == 0 && g * g > p.cutoff * p.weight[k]) {
-    p.ishot[k] = 1;
-    p.hot.push_back(k);
-  }
+  list_one(p, k, attraction(p, k), p.flag[k]);
 }
 
 void prim_setweights(prim_state& p, bool mayexact) {
@@ -139,15 +201,16 @@ void prim_setweights(prim_state& p, bool mayexact) {
   std::fill(p.weight.begin(), p.weight.end(), 1.0);
   p.numbadweight = 0;
   p.cutoff = std::numeric_limits<double>::infinity();  // all scores have changed
-  for (const int32_t k : p.hot) p.ishot[k] = 0;
-  p.hot.clear();
+  clear_hot(p);
   bool islogical = mayexact && p.rule == sim_selection::se;
   for (int32_t i = 0; i < st.m && islogical; ++i) islogical = st.basic[i] >= st.n;
   if (!islogical) {
-    for (int32_t k = 0; k < st.nt; ++k) p.isref[k] = st.pos[k] < 0 ? 1 : 0;
+    for (int32_t k = 0; k < st.nt; ++k) {
+      p.flag[k] = uint8_t((p.flag[k] & ~prim_isref) | (st.pos[k] < 0 ? prim_isref : 0));
+    }
     return;
   }
-  std::fill(p.isref.begin(), p.isref.end(), uint8_t(1));
+  for (uint8_t& f : p.flag) f |= prim_isref;
   for (int32_t j = 0; j < st.n; ++j) {
     for (ptrdiff_t k = st.lp.a.ptr[j]; k < st.lp.a.ptr[j + 1]; ++k) {
       p.weight[j] += st.lp.a.val[k] * st.lp.a.val[k];
@@ -157,9 +220,7 @@ void prim_setweights(prim_state& p, bool mayexact) {
 
 void prim_setcands(prim_state& p) {
   for (const int32_t k : p.cand) p.candat[k] = -1;
-  for (const int32_t k : p.hot) p.ishot[k] = 0;
   p.cand.clear();
-  p.hot.clear();
   for (int32_t k = 0; k < p.st.nt; ++k) {
     if (p.st.pos[k] >= 0 || attraction(p, k) == 0) continue;
     p.candat[k] = int32_t(p.cand.size());
@@ -178,18 +239,34 @@ int32_t prim_chuzc(prim_state& p) {
   return best;
 }
 
-void prim_checkweight(prim_state& p) {
-  p.wq = p.weight[p.q];
-  if (p.rule == sim_selection::full) return;
-  double norm = p.isref[p.q] != 0 ? 1.0 : 0.0;
+double prim_checkcolumn(prim_state& p) {
+  sim_state& st = p.st;
+  double d = st.cost[p.q], norm = (p.flag[p.q] & prim_isref) != 0 ? 1.0 : 0.0;
+  for (int32_t t = 0; t < p.col.num; ++t) {
+    const int32_t i = p.col.ind[t], k = st.basic[i];
+    const double a = p.col.val[i];
+    d -= st.cost[k] * a;
+    if ((p.flag[k] & prim_isref) != 0) norm += a * a;
+  }
+  const double off = std::abs(d - st.d[p.q]), stored = p.weight[p.q];
+  st.d[p.q] = d;
+  if (p.rule != sim_selection::full) {
+    p.wq = std::max(norm, price_leastweight);
+    if (stored > price_weightoff * p.wq) ++p.numbadweight;
+    p.weight[p.q] = p.wq;
+  }
+  prim_touch(p, p.q);
+  return off;
+}
+
+void prim_edge(prim_state& p) {
+  if (p.rule != sim_selection::se) return;
+  lu_vecclear(p.tau);
   for (int32_t t = 0; t < p.col.num; ++t) {
     const int32_t i = p.col.ind[t];
-    if (p.isref[p.st.basic[i]] != 0) norm += p.col.val[i] * p.col.val[i];
+    if ((p.flag[p.st.basic[i]] & prim_isref) != 0) lu_vecset(p.tau, i, p.col.val[i]);
   }
-  p.wq = std::max(norm, 1e-4);
-  const double stored = p.weight[p.q];
-  if (p.wq > price_weightoff * stored || stored > price_weightoff * p.wq) ++p.numbadweight;
-  p.weight[p.q] = p.wq;
+  if (p.tau.num > 0) sim_btran(p.st, p.tau);
 }
 
 void prim_updateduals(prim_state& p) {
@@ -199,27 +276,25 @@ void prim_updateduals(prim_state& p) {
     p.wq = 1;
     if (p.rule == sim_selection::se) lu_vecclear(p.tau);  // the projection of col is zero now
   }
-  const row_change c = {st.d[p.q] / p.alpha, p.wq, p.alpha};
-  if (p.row.num < 0) {
-    for (int32_t j = 0; j < st.n; ++j) {
-      if (p.row.val[j] != 0 && j != p.q && st.pos[j] < 0) change_one(p, c, j, p.row.val[j]);
-    }
-  } else {
-    for (int32_t t = 0; t < p.row.num; ++t) {
-      const int32_t j = p.row.ind[t];
-      if (j != p.q) change_one(p, c, j, p.row.val[j]);
-    }
-  }
-  for (int32_t t = 0; t < p.rho.num; ++t) {
-    const int32_t k = st.n + p.rho.ind[t];
-    const double ar = -p.rho.val[p.rho.ind[t]];
-    if (ar != 0 && k != p.q && st.pos[k] < 0) change_one(p, c, k, ar);
+  const row_change c = {st.d[p.q] / p.alpha, 1 / p.alpha, p.wq, (p.flag[p.q] & prim_isref) != 0};
+  switch (p.rule) {
+    case sim_selection::full:
+      change_row<sim_selection::full>(p, c);
+      break;
+    case sim_selection::se:
+      change_row<sim_selection::se>(p, c);
+      break;
+    default:
+      change_row<sim_selection::ase>(p, c);
+      break;
   }
   const int32_t leaving = st.basic[p.p];
   st.d[p.q] = 0;
   st.d[leaving] = -c.thetad;
-  const double least = p.isref[leaving] != 0 ? 1.0 : 1e-4;
-  if (p.rule != sim_selection::full) p.weight[leaving] = std::max(c.w / (c.alpha * c.alpha), least);
+  const double least = (p.flag[leaving] & prim_isref) != 0 ? 1.0 : price_leastweight;
+  if (p.rule != sim_selection::full) {
+    p.weight[leaving] = std::max(c.w * c.inverse * c.inverse, least);
+  }
 }
 
 void prim_addcosts(prim_state& p) {
@@ -228,23 +303,13 @@ void prim_addcosts(prim_state& p) {
   lu_vecclear(p.row);
   sim_price(st, p.delta, p.row);
   const auto add = [&](int32_t k, double ar) {
-    if (p.isheld[k] != 0) return;
-    st.d[k] -= ar;
-    prim_touch(p, k);
+    const uint8_t flag = p.flag[k];
+    if ((flag & prim_isheld) != 0) return;
+    const double d = st.d[k] -= ar;
+    list_one(p, k, attraction(p, d, st.move[k], flag), flag);
   };
-  if (p.row.num < 0) {
-    for (int32_t j = 0; j < st.n; ++j) {
-      if (p.row.val[j] != 0 && st.pos[j] < 0) add(j, p.row.val[j]);
-    }
-  } else {
-    for (int32_t t = 0; t < p.row.num; ++t) {
-      const int32_t j = p.row.ind[t];
-      add(j, p.row.val[j]);
-    }
-  }
-  for (int32_t t = 0; t < p.delta.num; ++t) {
-    const int32_t i = p.delta.ind[t];
-    if (p.delta.val[i] != 0 && st.pos[st.n + i] < 0) add(st.n + i, -p.delta.val[i]);
-  }
+  const std::span<const int32_t> pos(st.pos);
+  for_row(p.row, pos.first(st.n), add);
+  for_logicals(p.delta, pos.subspan(st.n), [&](int32_t i, double ar) { add(st.n + i, ar); });
   lu_vecclear(p.delta);
 }

@@ -37,32 +37,36 @@ enum class prim_action {
   stopped,    // st.code
 };
 
+// Flags of a variable.
+constexpr uint8_t prim_isheld = 1;   // fixed, never enters; its d is not kept
+constexpr uint8_t prim_istaboo = 2;  // not to enter until the next success
+constexpr uint8_t prim_isref = 4;    // in the reference framework of the weights
+constexpr uint8_t prim_ishot = 8;    // listed in hot
+
 struct prim_state {
   sim_state& st;
   bool isphase1 = false;
   double tolp = 1e-7, told = 1e-7;
 
   // Pricing. cand lists all attractive variables, hot those whose score is above cutoff.
-  sim_selection rule = sim_selection::ase;
+  sim_selection rule = sim_selection::se;
   mm_vector<double> weight;         // nt: norm of the edge in the reference space, at least about
-  mm_vector<uint8_t> isref;         // nt: in the reference framework
+  mm_vector<uint8_t> flag;          // nt: prim_isheld, ...
   mm_vector<int32_t> cand, candat;  // candat: nt, place in cand or -1
   mm_vector<int32_t> hot;
-  mm_vector<uint8_t> ishot;  // nt
-  mm_vector<double> score;   // scratch of a rebuild of hot
+  mm_vector<double> score;  // scratch of a rebuild of hot
   double cutoff = 0;
-  int32_t numbadweight = 0;    // weights found far off since the framework was set
-  mm_vector<int32_t> taboo;    // not to enter until the next success
-  mm_vector<uint8_t> istaboo;  // nt
-  mm_vector<uint8_t> isheld;   // nt: fixed, never enters
+  int32_t numbadweight = 0;  // weights found far off since the framework was set
+  mm_vector<int32_t> taboo;  // not to enter until the next success
 
   // The step: q enters upwards (dir 1) or downwards (-1) and takes position p; -1: it reaches its
   // other bound.
   int32_t q = -1, p = -1;
   int32_t dir = 1;
   double dq = 0, alpha = 0, theta = 0, wq = 1;
-  bool toupper = false;                 // the bound at which the leaving variable stays
-  lu_vector col, rho, row, tau, delta;  // row: of the structurals; delta: phase 1 cost changes
+  bool toupper = false;            // the bound at which the leaving variable stays
+  lu_vector col, rho, row, delta;  // row: of the structurals; delta: phase 1 cost changes
+  lu_vector tau, cross;  // steepest edge: B^-T of the entering edge, its products with columns
   mm_vector<prim_break> breaks;
 
   // Phase 1.
@@ -90,8 +94,11 @@ void prim_setweights(prim_state& p, bool mayexact);
 void prim_setcands(prim_state& p);          // lists from st.d
 void prim_touch(prim_state& p, int32_t k);  // d, weight or move of k may have changed
 int32_t prim_chuzc(prim_state& p);          // the entering variable, -1: none
-// prim_checkweight: the true norm of the entering edge, from col, against the stored one.
-void prim_checkweight(prim_state& p);
+// prim_checkcolumn: the true reduced cost and norm of the entering edge, from col, in place of those
+// stored. Returns how far the reduced cost was off.
+double prim_checkcolumn(prim_state& p);
+// prim_edge: for steepest edge, tau for the entering column.
+void prim_edge(prim_state& p);
 // prim_updateduals: d, weights and lists for the exchange of q and the variable at p, before it is
 // made. row and rho hold the pivotal row.
 void prim_updateduals(prim_state& p);

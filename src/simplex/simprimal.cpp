@@ -51,12 +51,12 @@ void tell(prim_state& p) {
 }
 
 void clear_taboo(prim_state& p) {
-  for (const int32_t k : p.taboo) p.istaboo[k] = 0;
+  for (const int32_t k : p.taboo) p.flag[k] &= uint8_t(~prim_istaboo);
   p.taboo.clear();
 }
 void refuse(prim_state& p) {
   p.taboo.push_back(p.q);
-  p.istaboo[p.q] = 1;
+  p.flag[p.q] |= prim_istaboo;
   prim_touch(p, p.q);
 }
 
@@ -94,14 +94,8 @@ prim_action take_column(prim_state& p) {
   lu_vecclear(p.col);
   sim_column(st, q, p.col);
   sim_ftran(st, p.col, true);
-  double dq = st.cost[q];
-  for (int32_t t = 0; t < p.col.num; ++t) {
-    const int32_t i = p.col.ind[t];
-    dq -= st.cost[st.basic[i]] * p.col.val[i];
-  }
-  const double off = std::abs(dq - st.d[q]);
-  st.d[q] = dq;
-  prim_touch(p, q);
+  const double off = prim_checkcolumn(p);
+  const double dq = st.d[q];
   const bool isout = p.candat[q] < 0;
   if (isout || off > prim_duadiffer * (1 + std::abs(dq))) {
     if (++p.numbaddual > loop_maxbaddual && !st.isfresh) return prim_action::rebuild;
@@ -112,21 +106,13 @@ prim_action take_column(prim_state& p) {
   }
   p.dq = dq;
   p.dir = dq < 0 ? 1 : -1;
-  prim_checkweight(p);
   return prim_action::ok;
 }
 
 // The pivotal row; whether it confirms the pivot.
 bool take_row(prim_state& p) {
   sim_state& st = p.st;
-  if (p.rule == sim_selection::se) {
-    lu_vecclear(p.tau);
-    for (int32_t t = 0; t < p.col.num; ++t) {
-      const int32_t i = p.col.ind[t];
-      if (p.isref[st.basic[i]] != 0) lu_vecset(p.tau, i, p.col.val[i]);
-    }
-    sim_btran(st, p.tau);
-  }
+  prim_edge(p);
   lu_vecclear(p.rho);
   lu_vecset(p.rho, p.p, 1.0);
   sim_btran(st, p.rho);
@@ -157,7 +143,7 @@ void settle_leaving(prim_state& p, int32_t k) {
     bound = st.xb[p.p];
     p.isshifted = true;
   }
-  if (p.isheld[k] != 0) st.lo[k] = st.up[k] = bound;
+  if ((p.flag[k] & prim_isheld) != 0) st.lo[k] = st.up[k] = bound;
 }
 
 prim_action pivot(prim_state& p) {
@@ -220,9 +206,10 @@ prim_action iterate(prim_state& p) {
     action = pivot(p);
   }
   if (!p.taboo.empty() && p.theta > prim_degenerate) {
-    const size_t num = p.taboo.size();
-    for (size_t t = 0; t < num; ++t) p.istaboo[p.taboo[t]] = 0;
-    for (size_t t = 0; t < num; ++t) prim_touch(p, p.taboo[t]);
+    for (const int32_t k : p.taboo) {
+      p.flag[k] &= uint8_t(~prim_istaboo);
+      prim_touch(p, k);
+    }
     p.taboo.clear();
   }
   prim_stall(p);
@@ -354,32 +341,28 @@ sim_end run(prim_state& p) {
 prim_state::prim_state(sim_state& state)
     : st(state),
       weight(mm_at(state.mman)),
-      isref(mm_at(state.mman)),
+      flag(mm_at(state.mman)),
       cand(mm_at(state.mman)),
       candat(mm_at(state.mman)),
       hot(mm_at(state.mman)),
-      ishot(mm_at(state.mman)),
       score(mm_at(state.mman)),
       taboo(mm_at(state.mman)),
-      istaboo(mm_at(state.mman)),
-      isheld(mm_at(state.mman)),
       col(mm_at(state.mman)),
       rho(mm_at(state.mman)),
       row(mm_at(state.mman)),
-      tau(mm_at(state.mman)),
       delta(mm_at(state.mman)),
+      tau(mm_at(state.mman)),
+      cross(mm_at(state.mman)),
       breaks(mm_at(state.mman)),
       infeas(mm_at(state.mman)),
       seen(mm_at(state.mman)) {
   weight.assign(st.nt, 1.0);
-  isref.assign(st.nt, 0);
   candat.assign(st.nt, -1);
-  ishot.assign(st.nt, 0);
-  istaboo.assign(st.nt, 0);
-  isheld.resize(st.nt);
-  for (int32_t k = 0; k < st.nt; ++k) isheld[k] = st.lo0[k] == st.up0[k] ? 1 : 0;
+  flag.resize(st.nt);
+  for (int32_t k = 0; k < st.nt; ++k) flag[k] = st.lo0[k] == st.up0[k] ? prim_isheld : 0;
   for (lu_vector* v : {&col, &rho, &tau, &delta}) lu_vecsize(*v, st.m);
   lu_vecsize(row, st.n);
+  lu_vecsize(cross, st.n);
   infeas.assign(st.m, 0);
   tolp = st.tolx;
   told = st.tols;
