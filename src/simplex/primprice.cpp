@@ -231,6 +231,10 @@ void prim_setcands(prim_state& p) {
 
 int32_t prim_chuzc(prim_state& p) {
   if (p.cand.empty()) return -1;
+  if (p.numrandom > 0) {
+    --p.numrandom;
+    return p.cand[size_t(p.st.random.next() * double(p.cand.size()))];
+  }
   int32_t best = scan_hot(p);
   if (best < 0) {
     refill_hot(p);

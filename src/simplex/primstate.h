@@ -77,12 +77,14 @@ struct prim_state {
   // Stalling.
   bool isperturbed = false, isshifted = false;
   bool mayperturb = true;
-  double pertsize = 0;   // relative to 1 + |bound|
-  int32_t numstall = 0;  // degenerate steps in a row
+  double pertsize = 0;     // relative to 1 + |bound|
+  double gained = 0;       // minus what the objective fell by in phase 2, since the start
+  double merit = 0;        // of the last look: gained, or the sum of infeasibilities
+  bool wasphase1 = false;  // at the last look
+  int32_t numwatch = 0;    // iterations since
+  int32_t numrandom = 0;   // entering variables to be chosen by chance
   double pivaccept = prim_pivaccept;
   int32_t numperturb = 0, numrestore = 0, numretry = 0, numbaddual = 0;
-  mm_vector<uint64_t> seen;  // hashes of bases since the last step that was not degenerate
-  uint64_t hash = 0;
 
   explicit prim_state(sim_state& state);
 };
@@ -116,9 +118,8 @@ void prim_move(prim_state& p);
 void prim_judge(prim_state& p);
 
 // ---- primpert.cpp
-// prim_stall: counts a degenerate or a real step; perturbs when there were too many of the first.
-// Returns whether bounds of basic variables were changed.
-bool prim_stall(prim_state& p);
+// prim_watch: after each iteration; widens the bounds of the basic variables when there was no
+// progress for long, or has some entering variables chosen by chance when that is not allowed.
+void prim_watch(prim_state& p);
 void prim_widen(prim_state& p, int32_t k);  // the bounds of one variable, when perturbing is on
-void prim_hash(prim_state& p, int32_t entering, int32_t leaving);  // the basis changes so
-bool prim_restore(prim_state& p);  // true bounds again; whether any had changed
+bool prim_restore(prim_state& p);           // true bounds again; whether any had changed

@@ -161,7 +161,6 @@ prim_action pivot(prim_state& p) {
   }
   prim_widen(p, p.q);
   const lu_state lus = sim_exchange(st, p.p, p.q, p.alpha, x, p.toupper);
-  prim_hash(p, p.q, leaving);
   prim_touch(p, p.q);
   prim_touch(p, leaving);
   ++st.info.primiter;
@@ -212,7 +211,7 @@ prim_action iterate(prim_state& p) {
     }
     p.taboo.clear();
   }
-  prim_stall(p);
+  prim_watch(p);
   return action;
 }
 
@@ -283,8 +282,11 @@ loop_verdict judge_optimal(prim_state& p) {
     return {rebuild(p, true), sim_end::stopped};
   }
   if (prim_restore(p)) {
+    const bool wasphase1 = p.isphase1;
     p.mayperturb = p.mayperturb && ++p.numrestore < loop_maxperturb;
-    return {rebuild(p, true), sim_end::stopped};
+    if (!rebuild(p, true)) return {false, sim_end::stopped};
+    // What is infeasible now the dual simplex repairs faster.
+    return {wasphase1 || !p.isphase1, sim_end::undecided};
   }
   if (!p.isphase1) return {false, p.taboo.empty() ? sim_end::optimal : sim_end::undecided};
   if (prove_infeasible(p)) return {false, sim_end::priminfeas};
@@ -354,8 +356,7 @@ prim_state::prim_state(sim_state& state)
       tau(mm_at(state.mman)),
       cross(mm_at(state.mman)),
       breaks(mm_at(state.mman)),
-      infeas(mm_at(state.mman)),
-      seen(mm_at(state.mman)) {
+      infeas(mm_at(state.mman)) {
   weight.assign(st.nt, 1.0);
   candat.assign(st.nt, -1);
   flag.resize(st.nt);
