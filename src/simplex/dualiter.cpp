@@ -10,6 +10,8 @@ namespace {
 constexpr int32_t iter_maxchoice = 50;
 // Times that an entering variable is dropped for its small pivot before the row is given up.
 constexpr int32_t iter_maxdrop = 5;
+// The threshold of the factorization grows by the step up to the most when pivots differ.
+constexpr double iter_pivstep = 5, iter_maxpivrel = 0.5;
 // Steps without progress before the bases visited are remembered.
 constexpr int32_t iter_stall = 200;
 constexpr double iter_progress = 1e-10;  // of the dual objective, relative
@@ -50,28 +52,31 @@ void clear_dropped(dual_state& ds) {
 }
 
 // The entering variable with its column; looks again for one when the pivot is not good. rebuild: the
-// factors should be made anew, or the row was made taboo.
+// factors should be made anew, or the row was made taboo. A pivot that is small beside its row of the
+// inverse may be no more than the rounding error of its sum.
 dual_action choose_column(dual_state& ds) {
   sim_state& st = ds.st;
+  const double rownorm = std::sqrt(sum_squares(ds.rho));
   for (int32_t tries = 0;; ++tries) {
     if (dual_chuzc(ds) == dual_action::noenter) {
       if (tries == 0) return dual_action::noenter;
       break;
     }
     const double size = std::abs(ds.alpharow);
-    if (!st.isfresh && size < dual_pivaccept) return dual_action::rebuild;
-    if (size >= dual_pivleast) {
+    const double least = std::max(dual_pivleast, dual_pivrelrow * rownorm);
+    if (!st.isfresh && size < std::max(dual_pivaccept, least)) return dual_action::rebuild;
+    if (size >= least) {
       lu_vecclear(ds.col);
       sim_column(st, ds.q, ds.col);
       sim_ftran(st, ds.col, true);
       ds.alpha = ds.col.val[ds.p];
       const double diff = std::abs(ds.alpha - ds.alpharow);
-      if (diff <= dual_pivdiffer * std::max(1.0, std::abs(ds.alpha))) return dual_action::ok;
+      if (diff <= dual_pivdiffer * std::min(size, std::abs(ds.alpha))) return dual_action::ok;
       if (!st.isfresh) {
-        st.pivrel = std::min(0.5, 5 * st.pivrel);
+        st.pivrel = std::min(iter_maxpivrel, iter_pivstep * st.pivrel);
         return dual_action::rebuild;
       }
-      if (diff <= 1e-3 * std::abs(ds.alpha) && size >= dual_pivaccept) return dual_action::ok;
+      if (diff <= dual_pivdifferfresh * std::abs(ds.alpha)) return dual_action::ok;
     }
     if (tries >= iter_maxdrop) break;
     drop(ds, ds.q);

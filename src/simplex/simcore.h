@@ -188,6 +188,9 @@ sim_measures sim_measure(const sim_state& st);
 // sim_truemeasure: the same in the caller's units, with x and y computed there and stored in
 // st.point.
 sim_measures sim_truemeasure(sim_state& st);
+// sim_polish: one step of refinement of xb and d, with residuals free of rounding errors; for the
+// true bounds and costs.
+void sim_polish(sim_state& st);
 // sim_objective: a scaled objective value in the caller's units.
 double sim_objective(const sim_state& st, double scaled);
 // sim_poll: polls the monitor when enough work was done since the last time, or now when where

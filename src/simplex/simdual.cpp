@@ -34,7 +34,10 @@ rescode rebuild(dual_state& ds) {
   if (!st.isfresh || !st.lu.isfactored) {
     bool isrestored = false;
     if (const rescode r = sim_factorize(st, &isrestored); r != rescode::ok) return r;
-    if (isrestored) restore_weights(ds);
+    if (isrestored) {
+      restore_weights(ds);
+      if (ds.p >= 0) dual_maketaboo(ds, ds.p);  // or the same exchanges are made again
+    }
     save_weights(ds);
   }
   double residual = sim_duals(st);

@@ -203,6 +203,42 @@ sim_measures sim_truemeasure(sim_state& st) {
   return s;
 }
 
+void sim_polish(sim_state& st) {
+  const spmat_view& a = st.lp.a;
+  mm_vector<exact_sum> act(mm_at(st.mman));
+  act.resize(st.m);
+  for (int32_t j = 0; j < st.n; ++j) {
+    const double x = st.pos[j] >= 0 ? st.xb[st.pos[j]] : st.xval[j];
+    for (ptrdiff_t k = a.ptr[j]; k < a.ptr[j + 1]; ++k) act[a.sub[k]].add(a.val[k] * x);
+  }
+  lu_vector& v = st.work;
+  lu_vecclear(v);
+  for (int32_t i = 0; i < st.m; ++i) {
+    const int32_t k = st.n + i;
+    act[i].add(-(st.pos[k] >= 0 ? st.xb[st.pos[k]] : st.xval[k]));
+    v.val[i] = act[i].value();
+  }
+  v.num = -1;
+  sim_ftran(st, v);
+  for (int32_t p = 0; p < st.m; ++p) st.xb[p] -= v.val[p];
+  lu_vecclear(v);
+  // y stands in the reduced costs of the logicals.
+  mm_vector<double> y(mm_at(st.mman));
+  for (int32_t i = 0; i < st.m; ++i) y.push_back(st.pos[st.n + i] >= 0 ? 0.0 : st.d[st.n + i]);
+  for (int32_t p = 0; p < st.m; ++p) {
+    const int32_t k = st.basic[p];
+    v.val[p] = k < st.n ? st.lp.c[k] - column_dot(st.lp, k, y) : y[k - st.n];
+  }
+  v.num = -1;
+  sim_btran(st, v);
+  for (int32_t i = 0; i < st.m; ++i) y[i] += v.val[i];
+  lu_vecclear(v);
+  for (int32_t k = 0; k < st.nt; ++k) {
+    if (st.pos[k] >= 0) continue;
+    st.d[k] = k < st.n ? st.lp.c[k] - column_dot(st.lp, k, y) : y[k - st.n];
+  }
+}
+
 double sim_objective(const sim_state& st, double scaled) {
   return scaled / st.scale.cost + st.prob.cfix;
 }
