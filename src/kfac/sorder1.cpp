@@ -18,8 +18,8 @@ constexpr double secondflops = 1e5;  // below it a second local order can't save
 // Sparse factors that are hardly fuller than the matrix leave it nothing to save.
 constexpr double partruns = 25;     // factorizations of a run
 constexpr double partrate = 1e10;   // flops a second of one
-constexpr double parttime = 2e-7;   // seconds of partitioning per entry of the pattern
-constexpr double partshare = 3;     // times that its time must be worth
+constexpr double parttime = 4e-7;   // seconds of partitioning per entry of the pattern
+constexpr double partshare = 2.5;   // times that its time must be worth
 constexpr double partfill = 1.5;    // nnz(L) over nnz of the matrix
 constexpr double partform2 = 1e11;  // flops from which the thorough form is worth its time
 constexpr double partgain = 0.95;   // part of the local order's flops that it must stay below

@@ -9,11 +9,11 @@
 
 namespace {
 
-constexpr int32_t gpart_leaf[3] = {0, 200, 50};  // weight of a part that stays whole, by form
-constexpr int32_t gpart_tries = 3;               // separators compared by form 2
-constexpr int32_t gpart_triesdepth = 4;          // in the cuts above this depth
-constexpr double gpart_maxdensity = 0.5;         // a denser part stays whole
-constexpr double gpart_maxsep = 0.5;             // and one with no lighter separator than this part
+constexpr int32_t gpart_leaf[3] = {0, 200, 50};     // weight of a part that stays whole, by form
+constexpr int32_t gpart_tries[3] = {0, 2, 3};       // separators compared, by form,
+constexpr int32_t gpart_triesdepth[3] = {0, 2, 4};  // in the cuts above this depth
+constexpr double gpart_maxdensity = 0.5;            // a denser part stays whole
+constexpr double gpart_maxsep = 0.5;  // and one with no lighter separator than this part
 constexpr uint64_t gpart_seed = 0x2545f4914f6cdd1du;
 
 struct piece {
@@ -162,8 +162,8 @@ bool is_whole(const dissection& d, const gpart_level& g) {
 
 // Cuts a connected piece; its parts become pieces.
 void cut(dissection& d, const piece& pc, gpart_level& g, mm_place at) {
-  const bool more = d.form == 2 && pc.depth < gpart_triesdepth;
-  gpart_separate(d.run, g, more ? gpart_tries : 1);
+  const bool more = pc.depth < gpart_triesdepth[d.form];
+  gpart_separate(d.run, g, more ? gpart_tries[d.form] : 1);
   if (d.run.code != rescode::ok) return;
   const auto total = double(g.weight[0] + g.weight[1] + g.weight[gpart_sep]);
   if (g.weight[0] == 0 || g.weight[1] == 0 || double(g.weight[gpart_sep]) > gpart_maxsep * total) {

@@ -20,8 +20,8 @@
 
 // gpart_order: an elimination order of a symmetric pattern.
 //   graph  n x n, every off-diagonal pair listed in both columns, any order, no values
-//   form   1: parts of at most 200 vertices stay whole, one separator is tried per cut;
-//          2: parts of at most 50, the best of three separators in the first cuts
+//   form   1: parts of at most 200 vertices stay whole, two separators are tried in the first cuts;
+//          2: parts of at most 50, the best of three separators in more of them
 //   perm   out, n; perm[k] is the node eliminated k-th
 // The same graph and form give the same order. Returns ok, err_internal for a pattern that is not
 // symmetric, or a termination code of the monitor. Throws std::bad_alloc.

@@ -13,13 +13,20 @@ constexpr double gpart_pairweight = 1.5;  // heaviest pair, in average weights o
 constexpr size_t gpart_lookahead = 500;   // border vertices compared for the next one to grow
 constexpr int32_t gpart_growths = 6;      // first partitions tried on the coarsest level
 constexpr double gpart_balance = 0.6;     // heaviest side, as a part of the whole
-constexpr int32_t gpart_passes = 4;
+constexpr double gpart_unequal = 0.6;  // part of the separator's weight that one empty side costs
+constexpr double gpart_smalldegree = 0.7;  // of the average: larger ones are matched in any order
+constexpr int32_t gpart_passes = 10;
 
-// Each vertex in random order takes the unmatched neighbour with the heaviest edge.
+// Each vertex, those of small degree first and equal ones in random order, takes the unmatched
+// neighbour with the heaviest edge.
 int32_t match_heavy(gpart_run& run, gpart_level& g, int64_t maxweight) {
   mm_vector<int32_t> order(g.n, 0, mm_at(*run.mman));
   std::iota(order.begin(), order.end(), 0);
   for (int32_t i = g.n - 1; i > 0; --i) std::swap(order[i], order[gpart_random(run, i + 1)]);
+  const auto cap = 1 + ptrdiff_t(gpart_smalldegree * double(g.adj.size()) / std::max(g.n, 1));
+  const auto degree = [&](int32_t v) { return std::min(cap, g.ptr[v + 1] - g.ptr[v]); };
+  std::stable_sort(order.begin(), order.end(),
+                   [&](int32_t a, int32_t b) { return degree(a) < degree(b); });
   g.map.assign(g.n, -1);
   int32_t count = 0;
   for (const int32_t v : order) {
@@ -133,7 +140,7 @@ double gpart_cost(const gpart_level& g) {
   const auto heavier = double(std::max(g.weight[0], g.weight[1]));
   const double excess = std::max(0.0, heavier / total - gpart_balance);
   const double unequal = double(std::abs(g.weight[0] - g.weight[1])) / total;
-  return double(g.weight[gpart_sep]) * (1.0 + 0.3 * unequal) + excess * total;
+  return double(g.weight[gpart_sep]) * (1.0 + gpart_unequal * unequal) + excess * total;
 }
 
 namespace {

@@ -1,14 +1,20 @@
 // Refinement of a vertex separator: a vertex of the separator moves into a side, and its neighbours
 // in the other side take its place. Passes of such moves climb over hills and return to the best
-// partition they met.
+// partition they met. Most passes move into one side only, so that the separator sweeps through the
+// graph; a pass that may move both ways settles it.
 #include <algorithm>
 
 #include "order/gpart_level.h"
 
 namespace {
 
-// Moves without a better partition after which a pass ends.
-constexpr int32_t gpart_hill = 60;
+// Moves without a better partition after which a pass ends: by the vertices of the separator, and at
+// most.
+constexpr int32_t gpart_hillshare = 5;
+constexpr int32_t gpart_hill = 300;
+constexpr int32_t gpart_cycle = 3;  // passes: one into each side, one both ways
+constexpr int32_t gpart_idle = 2;   // passes without a better partition that end the refinement
+constexpr int8_t gpart_bothways = -1;
 
 struct candidate {
   int64_t gain = 0;  // weight that the separator loses
@@ -76,16 +82,18 @@ const candidate* heap_top(refinement& r, int8_t side) {
   return nullptr;
 }
 
-// The move to make: the larger gain, into the lighter side when equal, within the limit or from the
-// heavier to the lighter side. Node -1 when there is none.
-candidate choose_move(refinement& r) {
+// The move to make: into one side alone, or the larger gain, into the lighter side when equal; within
+// the limit or from the heavier to the lighter side. Node -1 when there is none.
+candidate choose_move(refinement& r, int8_t only) {
   candidate best;
   best.node = -1;
   const int8_t lighter = r.g.weight[0] <= r.g.weight[1] ? 0 : 1;
   for (const int8_t side : {lighter, int8_t(1 - lighter)}) {
+    if (only != gpart_bothways && side != only) continue;
     const candidate* c = heap_top(r, side);
     if (c == nullptr) continue;
-    if (side != lighter && r.g.weight[side] + r.g.vwgt[c->node] > r.maxside) continue;
+    const bool islimited = side != lighter || only != gpart_bothways;
+    if (islimited && r.g.weight[side] + r.g.vwgt[c->node] > r.maxside) continue;
     if (best.node < 0 || c->gain > best.gain) best = *c;
   }
   return best;
@@ -129,20 +137,24 @@ void undo_to(refinement& r, size_t length) {
 }
 
 // One pass; true when the partition became better.
-bool refine_pass(gpart_run& run, refinement& r) {
+bool refine_pass(gpart_run& run, refinement& r, int8_t only) {
   r.heap[0].clear();
   r.heap[1].clear();
   r.moved.clear();
   r.before.clear();
   std::fill(r.locked.begin(), r.locked.end(), int8_t(0));
+  int32_t numsep = 0;
   for (int32_t v = 0; v < r.g.n; ++v) {
-    if (r.g.where[v] == gpart_sep) compute_gains(r, v);
+    if (r.g.where[v] != gpart_sep) continue;
+    compute_gains(r, v);
+    ++numsep;
   }
+  const int32_t hill = std::min(gpart_hill, gpart_hillshare * numsep);
   const double start = gpart_cost(r.g);
   double best = start;
   size_t bestlength = 0;
-  for (int32_t idle = 0; idle < gpart_hill; ++idle) {
-    const candidate m = choose_move(r);
+  for (int32_t idle = 0; idle < hill; ++idle) {
+    const candidate m = choose_move(r, only);
     if (m.node < 0) break;
     const int64_t work = apply_move(r, m);
     if (const double cost = gpart_cost(r.g); cost < best) {
@@ -160,7 +172,12 @@ bool refine_pass(gpart_run& run, refinement& r) {
 
 void gpart_refine(gpart_run& run, gpart_level& g, int64_t maxside, int32_t passes) {
   refinement r(g, maxside, mm_at(*run.mman));
-  for (int32_t k = 0; k < passes; ++k) {
-    if (!refine_pass(run, r) || gpart_stopped(run, g.n)) break;
+  int8_t to = g.weight[0] < g.weight[1] ? 1 : 0;
+  for (int32_t k = 0, idle = 0; k < passes && idle < gpart_idle; ++k) {
+    const bool isone = k % gpart_cycle != gpart_cycle - 1;
+    const bool better = refine_pass(run, r, isone ? to : gpart_bothways);
+    if (isone) to = int8_t(1 - to);
+    idle = better ? 0 : idle + 1;
+    if (gpart_stopped(run, g.n)) break;
   }
 }
