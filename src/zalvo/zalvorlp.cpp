@@ -13,8 +13,6 @@ namespace {
 
 using enum rescode;
 
-constexpr uint8_t lowergiven = 1, uppergiven = 2;
-
 // ---- Messages
 
 // What the format says when something is missing. ismark: at a place within the line.
@@ -35,32 +33,6 @@ constexpr want_text want_texts[] = {
     {"Expected keyword 'free'", lp_want::free, true},
     {"Expected keyword 'end'", lp_want::end, false}};
 
-struct note_text {
-  lp_note note;
-  const char* text;
-};
-constexpr note_text note_texts[] = {
-    {lp_note::double_term, "term given more than once in a row or the objective; they are added"},
-    {lp_note::double_qterm,
-     "quadratic term given more than once in a row or the objective; they are added"},
-    {lp_note::double_bound, "bound given more than once, of which the last is taken"},
-    {lp_note::negative_upper, "negative upper bound without a lower bound, which stays 0"},
-    {lp_note::free_row, "constraint without a finite side, which is left out"},
-    {lp_note::old_quad, "quadratic expression without '/2', which is not halved"},
-    {lp_note::no_end, "the file ends without 'end'"}};
-
-void tell_notes(const lp_reader& rd) {
-  for (const note_text& n : note_texts) {
-    const lp_notice& notice = rd.notes[size_t(n.note)];
-    if (notice.num == 0) continue;
-    if (n.note == lp_note::old_quad) (void)task_fail(rd.t, wrn_lp_old_quad_format);
-    char place[32] = "";
-    if (notice.line > 0) std::snprintf(place, sizeof place, "line %d, ", notice.line);
-    task_echo(rd.t, msg_kind::wrn, "%s: %s'%s': %s (%d in all).\n", rd.filename, place,
-              notice.name.text, n.text, notice.num);
-  }
-}
-
 int32_t column_of(const lp_reader& rd) noexcept {
   return int32_t(rd.lx.tok.text.data() - rd.lx.line.data()) + 1;
 }
@@ -77,7 +49,7 @@ io_shorttext shown_line(const lp_reader& rd) noexcept {
 // ---- Sections
 
 void tell_part(const lp_reader& rd, const char* part) noexcept {
-  if (rd.set.islog) task_echo(rd.t, msg_kind::msg, "Reading %s.\n", part);
+  if (rd.set.islog) task_echo(rd.b.t, msg_kind::msg, "Reading %s.\n", part);
 }
 
 rescode read_sense(lp_reader& rd) {
@@ -128,30 +100,19 @@ rescode read_value(lp_reader& rd, double& value) {
 // variable is dropped.
 rescode known_variable(lp_reader& rd, int32_t& j) {
   const std::string_view name = rd.lx.tok.text;
-  j = names_find(rd.names, ZLV_PI_VAR, name);
+  j = names_find(rd.b.names, ZLV_PI_VAR, name);
   if (j >= 0) {
     lp_next(rd.lx);
     return ok;
   }
   if (rd.set.isdropnew) {
-    (void)task_fail(rd.t, wrn_lp_drop_variable, io_printable(name).text);
+    (void)task_fail(rd.b.t, wrn_lp_drop_variable, io_printable(name).text);
     lp_next(rd.lx);
     return ok;
   }
-  (void)task_fail(rd.t, err_read_lp_nonexisting_name, io_printable(name).text);
+  (void)task_fail(rd.b.t, err_read_lp_nonexisting_name, io_printable(name).text);
   lp_tell(rd, "Objective and constraints do not hold this variable.");
   return err_read_lp_nonexisting_name;
-}
-
-void store_sides(lp_reader& rd, int32_t j, const prob_bound& b, uint8_t sides) {
-  if ((rd.boundset[j] & sides) != 0) {
-    lp_notetaken(rd, lp_note::double_bound, rd.lx.lastline, names_get(rd.names, ZLV_PI_VAR, j));
-  }
-  rd.boundset[j] |= sides;
-  if ((sides & lowergiven) != 0) rd.lower[j] = b.lower;
-  if ((sides & uppergiven) == 0) return;
-  rd.upper[j] = b.upper;
-  if (b.upper < 0 && rd.negativeline == 0) rd.negativeline = rd.lx.lastline;
 }
 
 // relation value, as seen from the variable; a second one of the same statement has the same
@@ -162,9 +123,9 @@ rescode put_bound(lp_reader& rd, int32_t j, lp_kind relation, double value) {
     return lp_expect(rd, lp_want::number,
                      "The bound before this place can never hold: it is infinite.");
   }
-  const uint8_t sides = (relation != lp_kind::less ? lowergiven : 0) |
-                        (relation != lp_kind::greater ? uppergiven : 0);
-  if (j >= 0) store_sides(rd, j, b, sides);
+  const uint8_t sides = (relation != lp_kind::less ? row_lowergiven : 0) |
+                        (relation != lp_kind::greater ? row_uppergiven : 0);
+  if (j >= 0) row_setsides(rd.b, j, b, sides, rd.lx.lastline);
   return ok;
 }
 
@@ -213,7 +174,8 @@ rescode bound_by_name(lp_reader& rd) {
     }
     lp_next(rd.lx);
     if (j >= 0) {
-      store_sides(rd, j, {ZLV_BK_FR, -prob_inf, prob_inf}, lowergiven | uppergiven);
+      row_setsides(rd.b, j, {ZLV_BK_FR, -prob_inf, prob_inf}, row_lowergiven | row_uppergiven,
+                   rd.lx.lastline);
     }
     return ok;
   }
@@ -222,16 +184,8 @@ rescode bound_by_name(lp_reader& rd) {
   return put_bound(rd, j, relation, value);
 }
 
-void make_variables(lp_reader& rd) {
-  const auto numvar = size_t(rd.numvar);
-  rd.lower.resize(numvar, 0.0);
-  rd.upper.resize(numvar, prob_inf);
-  rd.boundset.resize(numvar, uint8_t{0});
-  rd.isint.resize(numvar, uint8_t{0});
-}
-
 rescode read_bounds(lp_reader& rd) {
-  make_variables(rd);
+  row_makevars(rd.b);
   for (lp_lexer& lx = rd.lx; lx.tok.kind != lp_kind::section && lx.tok.kind != lp_kind::end;) {
     const bool isvalue = lx.tok.kind == lp_kind::number || lx.tok.kind == lp_kind::sign ||
                          lx.tok.kind == lp_kind::infinite;
@@ -244,7 +198,7 @@ rescode read_bounds(lp_reader& rd) {
 }
 
 rescode read_integers(lp_reader& rd, bool isbinary) {
-  make_variables(rd);
+  row_makevars(rd.b);
   for (lp_lexer& lx = rd.lx; lx.tok.kind != lp_kind::section && lx.tok.kind != lp_kind::end;) {
     int32_t j = 0;
     if (lx.tok.kind != lp_kind::name) {
@@ -252,12 +206,11 @@ rescode read_integers(lp_reader& rd, bool isbinary) {
     }
     if (const rescode r = known_variable(rd, j); r != ok) return r;
     if (j < 0) continue;
-    rd.isint[j] = 1;
-    rd.isanyint = true;
+    row_setint(rd.b, j);
     if (!isbinary) continue;
-    rd.lower[j] = 0;
-    rd.upper[j] = 1;
-    rd.boundset[j] = lowergiven | uppergiven;
+    rd.b.lower[j] = 0;
+    rd.b.upper[j] = 1;
+    rd.b.boundset[j] = row_lowergiven | row_uppergiven;
   }
   return ok;
 }
@@ -288,7 +241,7 @@ rescode check_end(lp_reader& rd) {
   if (!last.empty() && last.back() != '\n') {
     return lp_expect(rd, lp_want::end, "The file breaks off.");
   }
-  lp_notetaken(rd, lp_note::no_end, rd.lx.lines.number, rd.lx.line);
+  row_notetaken(rd.b, row_note::no_end, rd.lx.lines.number, rd.lx.line);
   return ok;
 }
 
@@ -307,162 +260,20 @@ rescode read_file(lp_reader& rd, io_text& text) {
   return check_end(rd);
 }
 
-// ---- Putting the problem together
-
-// Adds up equal quadratic terms. The order stays.
-void merge_qterms(lp_reader& rd) {
-  lp_qterms& q = rd.q;
-  const size_t num = q.val.size();
-  const auto key = [&](size_t t) {
-    return std::array<int32_t, 3>{q.subk[t], q.subi[t], q.subj[t]};
-  };
-  mm_vector<size_t> order(num, 0, prob_place(rd.p));
-  for (size_t t = 0; t < num; ++t) order[t] = t;
-  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-    const auto ka = key(a), kb = key(b);
-    return ka != kb ? ka < kb : a < b;
-  });
-  for (size_t s = 1, first = 0; s < num; ++s) {
-    if (key(order[s]) != key(order[first])) {
-      first = s;
-      continue;
-    }
-    lp_notetaken(rd, lp_note::double_qterm, 0, prob_name(rd.p, ZLV_PI_VAR, q.subi[order[s]]));
-    q.val[order[first]] += q.val[order[s]];
-    q.val[order[s]] = 0;  // dropped like all that is small
-  }
-}
-
-void store_quadratic(lp_reader& rd) {
-  const lp_qterms& q = rd.q;
-  if (q.val.empty()) return;
-  merge_qterms(rd);
-  size_t first = 0;  // of the constraints' terms; those of the objective come before them
-  while (first < q.val.size() && q.subk[first] == prob_obj) ++first;
-  const size_t rest = q.val.size() - first;
-  prob_qreserve(rd.p, int32_t(q.val.size()));
-  if (first > 0) {
-    prob_qwriter w = prob_qopen(rd.p, prob_obj, int32_t(first));
-    for (size_t k = 0; k < first; ++k) {
-      if (std::abs(q.val[k]) > rd.set.tol.qij) prob_qpush(rd.p, w, q.subi[k], q.subj[k], q.val[k]);
-    }
-    prob_qclose(rd.p, w);
-  }
-  if (rest == 0) return;
-  prob_qloadcons(
-      rd.p, rd.set.tol, {q.subk.data() + first, rest},
-      {{q.subi.data() + first, rest}, {q.subj.data() + first, rest}, {q.val.data() + first, rest}});
-}
-
-// The rows read become columns.
-void store_matrix(lp_reader& rd) {
-  const mm_place at = prob_place(rd.p);
-  const ptrdiff_t begin = rd.rowptr[1], end = rd.rowptr.back();
-  mm_vector<ptrdiff_t> ptr(size_t(rd.numvar) + 1, 0, at);
-  mm_vector<int32_t> sub(size_t(end - begin), 0, at);
-  mm_vector<double> val(size_t(end - begin), 0.0, at);
-  for (ptrdiff_t k = begin; k < end; ++k) ++ptr[rd.sub[k] + 1];
-  for (int32_t j = 0; j < rd.numvar; ++j) ptr[j + 1] += ptr[j];
-  for (int32_t i = 0; i < rd.numcon; ++i) {
-    for (ptrdiff_t k = rd.rowptr[i + 1]; k < rd.rowptr[i + 2]; ++k) {
-      const ptrdiff_t to = ptr[rd.sub[k]]++;
-      sub[to] = i;
-      val[to] = rd.val[k];
-    }
-  }
-  std::rotate(ptr.begin(), ptr.end() - 1, ptr.end());
-  ptr[0] = 0;
-  rd.sub = mm_vector<int32_t>(at);
-  rd.val = mm_vector<double>(at);
-  prob_loadcolumns(rd.p, ptr, sub, val);
-}
-
-rescode store_costs(lp_reader& rd) {
-  for (ptrdiff_t k = rd.rowptr[0]; k < rd.rowptr[1]; ++k) {
-    const int32_t j = rd.sub[k];
-    if (const rescode r = dat_cost(rd.t, rd.p, rd.val[k], 0, j, "c"); r != ok) return r;
-    rd.p.c[j] = rd.val[k];
-  }
-  rd.p.cfix = rd.cfix;
-  return ok;
-}
-
-// The warnings about a bound. Two values that count as one are no fault of the file.
-void warn_bound(lp_reader& rd, prob_bound b, acc mode, int32_t i) {
-  if (b.key == ZLV_BK_FX) b.key = ZLV_BK_RA;
-  dat_warnbound(rd.t, rd.p, rd.set.tol, b, mode, i);
-}
-
-void store_bounds(lp_reader& rd) {
-  prob_rec& p = rd.p;
-  for (int32_t i = 0; i < p.numcon; ++i) {
-    warn_bound(rd, rd.rowbound[i], acc::con, i);
-    prob_storebound(p, acc::con, i, rd.rowbound[i]);
-  }
-  for (int32_t j = 0; j < p.numvar; ++j) {
-    if (rd.upper[j] < 0 && (rd.boundset[j] & lowergiven) == 0) {
-      lp_notetaken(rd, lp_note::negative_upper, rd.negativeline, prob_name(p, ZLV_PI_VAR, j));
-    }
-    const prob_bound b = prob_normalise(rd.set.tol, {ZLV_BK_RA, rd.lower[j], rd.upper[j]});
-    warn_bound(rd, b, acc::var, j);
-    prob_storebound(p, acc::var, j, b);
-  }
-}
-
-void store_integers(lp_reader& rd) {
-  if (!rd.isanyint) return;
-  prob_maketypes(rd.p);
-  for (int32_t j = 0; j < rd.numvar; ++j) {
-    if (rd.isint[j] != 0) prob_setint(rd.p, j);
-  }
-}
-
-rescode store(lp_reader& rd) {
-  make_variables(rd);
-  rd.rowptr.push_back(ptrdiff_t(rd.sub.size()));
-  prob_append(rd.p, acc::con, rd.numcon);
-  prob_append(rd.p, acc::var, rd.numvar);
-  rd.p.names = std::move(rd.names);
-  if (const rescode r = store_costs(rd); r != ok) return r;
-  store_matrix(rd);
-  store_quadratic(rd);
-  store_bounds(rd);
-  store_integers(rd);
-  return ok;
-}
-
 lp_settings settings_of(const task_rec& t) {
   lp_settings s;
   s.isquoted = t.par.i[ipar::read_lp_quoted_names] != 0;
   s.iskeepfree = t.par.i[ipar::read_keep_free_con] != 0;
   s.isdropnew = t.par.i[ipar::read_lp_drop_new_vars_in_bou] != 0;
   s.islog = t.par.i[ipar::log] != 0 && t.par.i[ipar::log_file] != 0;
-  s.tol = prob_tols(t.par);
   return s;
 }
 
 }  // namespace
 
-lp_reader::lp_reader(task_rec& task, prob_rec& prob, const char* file, const lp_settings& settings)
-    : t(task),
-      p(prob),
-      filename(file),
-      set(settings),
-      names(prob_place(prob)),
-      mark(prob_place(prob)),
-      lower(prob_place(prob)),
-      upper(prob_place(prob)),
-      boundset(prob_place(prob)),
-      isint(prob_place(prob)),
-      rowptr(prob_place(prob)),
-      sub(prob_place(prob)),
-      val(prob_place(prob)),
-      rowbound(prob_place(prob)),
-      q(prob_place(prob)) {}
-
 void lp_tell(lp_reader& rd, const char* why) noexcept {
   const lp_token& tok = rd.lx.tok;
-  task_echo(rd.t, msg_kind::err, "%s, line %d, column %d, '%s': %s\n", rd.filename,
+  task_echo(rd.b.t, msg_kind::err, "%s, line %d, column %d, '%s': %s\n", rd.b.filename,
             rd.lx.lines.number, column_of(rd), io_printable(tok.text).text, why);
 }
 
@@ -471,21 +282,14 @@ rescode lp_expect(lp_reader& rd, lp_want want, const char* why) noexcept {
   const bool isend = rd.lx.tok.kind == lp_kind::end;
   const rescode code = w.ismark && !isend ? err_lp_file_format : err_lp_format;
   if (code == err_lp_file_format) {
-    (void)task_fail(rd.t, err_lp_file_format, rd.lx.lines.number, column_of(rd));
+    (void)task_fail(rd.b.t, err_lp_file_format, rd.lx.lines.number, column_of(rd));
   } else {
-    (void)task_fail(rd.t, err_lp_format, rd.lx.lines.number);
+    (void)task_fail(rd.b.t, err_lp_format, rd.lx.lines.number);
   }
-  task_echo(rd.t, msg_kind::err, "%s in line\n%s\n", w.text, shown_line(rd).text);
+  task_echo(rd.b.t, msg_kind::err, "%s in line\n%s\n", w.text, shown_line(rd).text);
   const bool isown = rd.lx.tok.kind == lp_kind::bad;
   lp_tell(rd, isown ? rd.lx.tok.why : isend ? "The file ends here." : why);
   return code;
-}
-
-void lp_notetaken(lp_reader& rd, lp_note note, int32_t line, std::string_view name) noexcept {
-  lp_notice& notice = rd.notes[size_t(note)];
-  if (notice.num++ > 0) return;
-  notice.line = line;
-  notice.name = io_printable(name);
 }
 
 rescode lp_read(task_rec& t, io_text& text, const char* filename, file_problem& out) {
@@ -493,8 +297,8 @@ rescode lp_read(task_rec& t, io_text& text, const char* filename, file_problem& 
   rd.lx.lines = io_firstline(text);
   rd.lx.isquoting = rd.set.isquoted;
   if (const rescode r = read_file(rd, text); r != ok) return r;
-  if (const rescode r = store(rd); r != ok) return r;
-  tell_notes(rd);
+  if (const rescode r = row_store(rd.b); r != ok) return r;
+  row_tellnotes(rd.b);
   out.sense = rd.sense;
   out.issensegiven = true;
   return ok;

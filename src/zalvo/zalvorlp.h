@@ -29,75 +29,27 @@
 // complete. Everything of that kind is told once, with its first place and a count.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string_view>
 
 #include "cpub/ioutils.h"
 #include "zalvo/frame.h"
+#include "zalvo/rowbuild.h"
 #include "zalvo/zalvorlplex.h"
 
 struct lp_settings {
   bool isquoted = true, iskeepfree = false, isdropnew = false, islog = true;
-  prob_tol tol;
-};
-
-// What was found in the file and let pass.
-enum class lp_note : int32_t {
-  double_term,
-  double_qterm,
-  double_bound,
-  negative_upper,
-  free_row,
-  old_quad,
-  no_end,
-  count
-};
-struct lp_notice {
-  int32_t num = 0, line = 0;
-  io_shorttext name{};
-};
-
-struct lp_qterms {
-  mm_vector<int32_t> subk, subi, subj;  // subk: the constraint or prob_obj; subi >= subj
-  mm_vector<double> val;
-  explicit lp_qterms(mm_place at) : subk(at), subi(at), subj(at), val(at) {}
-};
-
-// Where a variable stands in the row that is being read.
-struct lp_mark {
-  int32_t stamp = -1;  // of the row that had it last
-  ptrdiff_t pos = 0;
 };
 
 struct lp_reader {
-  task_rec& t;  // for messages
-  prob_rec& p;  // what is being built
-  const char* filename;
+  row_builder b;  // what is being built
   lp_settings set;
   lp_lexer lx;
-  size_t nextchunk = 0;  // up to where the text was freed
-  int32_t sense = 0;     // ZLV_OBJECTIVE_SENSE_*
-  // variables and rows; row 0 of rowptr is the objective
-  names_store names;
-  int32_t numvar = 0, numcon = 0;
-  mm_vector<lp_mark> mark;
-  mm_vector<double> lower, upper;
-  mm_vector<uint8_t> boundset;  // 1: a lower bound was given, 2: an upper one
-  mm_vector<uint8_t> isint;
-  bool isanyint = false;
-  int32_t negativeline = 0;  // where the first negative upper bound was given
-  mm_vector<ptrdiff_t> rowptr;
-  mm_vector<int32_t> sub;
-  mm_vector<double> val;
-  mm_vector<prob_bound> rowbound;
-  double cfix = 0;
-  lp_qterms q;
-  // of the row that is being read
-  int32_t row = prob_obj, stamp = 0;
-  std::string_view label;
-  std::array<lp_notice, size_t(lp_note::count)> notes;
-  lp_reader(task_rec& task, prob_rec& prob, const char* file, const lp_settings& settings);
+  size_t nextchunk = 0;    // up to where the text was freed
+  int32_t sense = 0;       // ZLV_OBJECTIVE_SENSE_*
+  std::string_view label;  // of the row that is being read
+  lp_reader(task_rec& task, prob_rec& prob, const char* file, const lp_settings& settings)
+      : b(task, prob, file), set(settings) {}
 };
 
 // ---- Entry: reads text into out, which must be empty. The code was reported. The parts of text that
@@ -124,13 +76,9 @@ enum class lp_want : int32_t {
   end
 };
 rescode lp_expect(lp_reader& rd, lp_want want, const char* why) noexcept;
-// lp_notetaken: counts one more of a note. line: 0 when it is not known any more.
-void lp_notetaken(lp_reader& rd, lp_note note, int32_t line, std::string_view name) noexcept;
 
 // ---- Expressions
 
-// lp_variable: the number of a variable, a new one when the name was not met before.
-int32_t lp_variable(lp_reader& rd, std::string_view name);
 rescode lp_objective(lp_reader& rd);
 rescode lp_constraint(lp_reader& rd);
 // lp_side: what a relation to a value says of the two sides of b; false when it can never hold

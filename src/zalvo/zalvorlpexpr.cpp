@@ -28,32 +28,19 @@ bool islabel(const lp_reader& rd) noexcept {
 
 rescode add_term(lp_reader& rd, double value) {
   const std::string_view name = rd.lx.tok.text;
-  const int32_t j = lp_variable(rd, name);
-  lp_mark& mark = rd.mark[j];
-  if (mark.stamp == rd.stamp) {
-    lp_notetaken(rd, lp_note::double_term, rd.lx.lines.number, name);
-    value += rd.val[mark.pos];
-    rd.val[mark.pos] = value;
-  } else {
-    mark = {rd.stamp, ptrdiff_t(rd.val.size())};
-    rd.sub.push_back(j);
-    rd.val.push_back(value);
+  const int32_t j = row_variable(rd.b, name);
+  const row_fault fault = row_term(rd.b, j, value, rd.lx.lines.number);
+  if (fault == row_fault::overflow) {
+    return lp_expect(rd, lp_want::number, "The sum is too large.");
   }
-  if (!std::isfinite(value)) return lp_expect(rd, lp_want::number, "The sum is too large.");
-  if (rd.row == prob_obj && std::abs(value) > rd.set.tol.chuge) {
-    (void)task_fail(rd.t, err_huge_c, value, names_get(rd.names, ZLV_PI_VAR, j).data(), j);
+  if (fault == row_fault::hugecost) {
+    (void)task_fail(rd.b.t, err_huge_c, rd.b.val[rd.b.mark[j].pos],
+                    names_get(rd.b.names, ZLV_PI_VAR, j).data(), j);
     lp_tell(rd, "The objective coefficient is too large.");
     return err_huge_c;
   }
   lp_next(rd.lx);
   return ok;
-}
-
-void push_qterm(lp_reader& rd, int32_t i, int32_t j, double value) {
-  rd.q.subk.push_back(rd.row);
-  rd.q.subi.push_back(std::max(i, j));
-  rd.q.subj.push_back(std::min(i, j));
-  rd.q.val.push_back(value);
 }
 
 // [number ["*"]] name ("^" 2 | "*" name), behind its sign.
@@ -67,20 +54,20 @@ rescode quad_term(lp_reader& rd, double value) {
   if (lx.tok.kind != lp_kind::name) {
     return lp_expect(rd, lp_want::qvariable, "A quadratic term needs a variable.");
   }
-  const int32_t i = lp_variable(rd, lx.tok.text);
+  const int32_t i = row_variable(rd.b, lx.tok.text);
   lp_next(lx);
   if (lx.tok.kind == lp_kind::power) {
     lp_next(lx);
     if (lx.tok.kind != lp_kind::number || lx.tok.value != 2) {
       return lp_expect(rd, lp_want::number, "The exponent must be 2.");
     }
-    push_qterm(rd, i, i, value);
+    row_qterm(rd.b, i, i, value);
   } else if (lx.tok.kind == lp_kind::times) {
     lp_next(lx);
     if (lx.tok.kind != lp_kind::name) {
       return lp_expect(rd, lp_want::qvariable, "A product needs a second variable.");
     }
-    push_qterm(rd, i, lp_variable(rd, lx.tok.text), value);
+    row_qterm(rd.b, i, row_variable(rd.b, lx.tok.text), value);
   } else {
     return lp_expect(rd, lp_want::power, "A quadratic term is a square or a product.");
   }
@@ -101,11 +88,11 @@ rescode end_quadratic(lp_reader& rd, size_t first) {
     lp_next(lx);
     factor = 0.5;
   } else {
-    lp_notetaken(rd, lp_note::old_quad, lx.lastline, rd.label);
+    row_notetaken(rd.b, row_note::old_quad, lx.lastline, rd.label);
   }
-  for (size_t k = first; k < rd.q.val.size(); ++k) {
-    rd.q.val[k] *= rd.q.subi[k] == rd.q.subj[k] ? 2 * factor : factor;
-    if (std::isfinite(rd.q.val[k])) continue;
+  for (size_t k = first; k < rd.b.q.val.size(); ++k) {
+    rd.b.q.val[k] *= rd.b.q.subi[k] == rd.b.q.subj[k] ? 2 * factor : factor;
+    if (std::isfinite(rd.b.q.val[k])) continue;
     return lp_expect(rd, lp_want::number, "A coefficient in the brackets is too large.");
   }
   return ok;
@@ -113,7 +100,7 @@ rescode end_quadratic(lp_reader& rd, size_t first) {
 
 rescode quadratic(lp_reader& rd, double sign) {
   lp_lexer& lx = rd.lx;
-  const size_t first = rd.q.val.size();
+  const size_t first = rd.b.q.val.size();
   lp_next(lx);
   for (bool isany = false; lx.tok.kind != lp_kind::close || !isany; isany = true) {
     if (isany && lx.tok.kind != lp_kind::sign) {
@@ -207,44 +194,12 @@ rescode read_sum(lp_reader& rd, const lp_how& how, lp_sum& sum) {
 }
 
 void begin_row(lp_reader& rd, int32_t row) {
-  rd.row = row;
-  ++rd.stamp;
-  rd.rowptr.push_back(ptrdiff_t(rd.sub.size()));
+  row_begin(rd.b, row);
   rd.label = {};
   if (!islabel(rd)) return;
   rd.label = rd.lx.tok.text;
   lp_next(rd.lx);
   lp_next(rd.lx);
-}
-
-// Takes small coefficients out of the row and warns of large ones.
-void tidy_row(lp_reader& rd) {
-  const auto first = size_t(rd.rowptr.back());
-  size_t to = first;
-  for (size_t k = first; k < rd.val.size(); ++k) {
-    const double value = rd.val[k];
-    if (std::abs(value) <= rd.set.tol.aij) continue;
-    if (std::abs(value) > rd.set.tol.aijlarge) {
-      const int32_t j = rd.sub[k];
-      (void)task_fail(rd.t, wrn_large_aij, value, names_get(rd.names, ZLV_PI_VAR, j).data(), j,
-                      names_get(rd.names, ZLV_PI_CON, rd.row).data(), rd.row);
-    }
-    rd.sub[to] = rd.sub[k];
-    rd.val[to++] = value;
-  }
-  rd.sub.resize(to);
-  rd.val.resize(to);
-}
-
-void drop_row(lp_reader& rd, size_t firstq) {
-  lp_notetaken(rd, lp_note::free_row, rd.lx.lastline, rd.label);
-  rd.sub.resize(size_t(rd.rowptr.back()));
-  rd.val.resize(size_t(rd.rowptr.back()));
-  rd.rowptr.pop_back();
-  rd.q.subk.resize(firstq);
-  rd.q.subi.resize(firstq);
-  rd.q.subj.resize(firstq);
-  rd.q.val.resize(firstq);
 }
 
 lp_kind mirrored(lp_kind relation) noexcept {
@@ -316,17 +271,6 @@ rescode read_row(lp_reader& rd, prob_bound& b) {
 
 }  // namespace
 
-int32_t lp_variable(lp_reader& rd, std::string_view name) {
-  const int32_t known = names_find(rd.names, ZLV_PI_VAR, name);
-  if (known >= 0) return known;
-  const int32_t j = rd.numvar;
-  names_append(rd.names, ZLV_PI_VAR, 1);
-  names_put(rd.names, ZLV_PI_VAR, j, name);
-  rd.mark.push_back({});
-  ++rd.numvar;
-  return j;
-}
-
 bool lp_side(lp_kind relation, double value, prob_bound& b) noexcept {
   const bool isinf = std::abs(value) >= prob_inf;
   if (isinf && (relation == lp_kind::equal || (relation == lp_kind::less) != (value > 0))) {
@@ -340,32 +284,29 @@ bool lp_side(lp_kind relation, double value, prob_bound& b) noexcept {
 rescode lp_objective(lp_reader& rd) {
   lp_sum sum;
   begin_row(rd, prob_obj);
-  names_putobj(rd.names, rd.label);
+  names_putobj(rd.b.names, rd.label);
   if (const rescode r = read_sum(rd, {1, false}, sum); r != ok) return r;
   if (sum.isinf) return lp_expect(rd, lp_want::number, "The objective cannot be infinite.");
-  rd.cfix = sum.constant;
+  rd.b.cfix = sum.constant;
   return ok;
 }
 
 rescode lp_constraint(lp_reader& rd) {
-  const size_t firstq = rd.q.val.size();
-  if (islabel(rd) && names_find(rd.names, ZLV_PI_CON, rd.lx.tok.text) >= 0) {
-    (void)task_fail(rd.t, err_lp_dup_slack_name, io_printable(rd.lx.tok.text).text);
+  const size_t firstq = rd.b.q.val.size();
+  if (islabel(rd) && names_find(rd.b.names, ZLV_PI_CON, rd.lx.tok.text) >= 0) {
+    (void)task_fail(rd.b.t, err_lp_dup_slack_name, io_printable(rd.lx.tok.text).text);
     lp_tell(rd, "Another constraint has this name.");
     return err_lp_dup_slack_name;
   }
-  begin_row(rd, rd.numcon);
+  begin_row(rd, rd.b.numcon);
   prob_bound b = {ZLV_BK_RA, -prob_inf, prob_inf};
   if (const rescode r = read_row(rd, b); r != ok) return r;
-  b = prob_normalise(rd.set.tol, b);
+  b = prob_normalise(rd.b.tol, b);
   if (b.key == ZLV_BK_FR && !rd.set.iskeepfree) {
-    drop_row(rd, firstq);
+    row_notetaken(rd.b, row_note::free_row, rd.lx.lastline, rd.label);
+    row_drop(rd.b, firstq);
     return ok;
   }
-  names_append(rd.names, ZLV_PI_CON, 1);
-  names_put(rd.names, ZLV_PI_CON, rd.numcon, rd.label);
-  tidy_row(rd);
-  rd.rowbound.push_back(b);
-  ++rd.numcon;
+  row_end(rd.b, rd.label, b);
   return ok;
 }
