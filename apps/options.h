@@ -8,8 +8,9 @@ struct app_options {
   std::string file;                 // model file
   std::vector<std::string> params;  // NAME=VALUE, in the order given
   std::string paramfile, optimizer, solution, write;
-  int threads = 0;        // 0: the library's default
-  double timelimit = -1;  // seconds; negative: none
+  std::vector<std::string> compare;  // two model files, or none
+  int threads = 0;                   // 0: the library's default
+  double timelimit = -1;             // seconds; negative: none
   bool quiet = false, json = false;
 };
 

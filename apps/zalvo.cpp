@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "compare.h"
 #include "options.h"
 #include "result.h"
 #include "zalvo.h"
@@ -73,7 +74,8 @@ int32_t set_named(ZLV_task_t task, const std::string& assignment) {
   return ZLV_putparam(task, assignment.substr(0, eq).c_str(), assignment.substr(eq + 1).c_str());
 }
 
-int32_t set_parameters(ZLV_task_t task, const app_options& options) {
+// sense: the objective sense that a parameter file leaves as it is; negative: none.
+int32_t set_parameters(ZLV_task_t task, const app_options& options, int32_t sense) {
   int32_t r = ZLV_putintparam(task, ZLV_IPAR_CHECK_CTRL_C, ZLV_ON);
   if (r == ZLV_RES_OK && !options.write.empty()) {
     r = ZLV_putintparam(task, ZLV_IPAR_WRITE_PRECISION, 17);
@@ -81,6 +83,7 @@ int32_t set_parameters(ZLV_task_t task, const app_options& options) {
   if (r == ZLV_RES_OK && !options.paramfile.empty()) {
     r = ZLV_putstrparam(task, ZLV_SPAR_PARAM_READ_FILE_NAME, options.paramfile.c_str());
     if (r == ZLV_RES_OK) r = ZLV_readparamfile(task);
+    if (r == ZLV_RES_OK && sense >= 0) r = ZLV_putintparam(task, ZLV_IPAR_OBJECTIVE_SENSE, sense);
   }
   if (r == ZLV_RES_OK && !options.optimizer.empty()) {
     const std::string name = "ZLV_OPTIMIZER_" + upper(options.optimizer);
@@ -142,38 +145,76 @@ app_exit finish(ZLV_task_t task, const app_options& options, app_result& result)
   return status;
 }
 
-app_exit run(const app_options& options) {
-  const auto start = std::chrono::steady_clock::now();
-  ZLV_env_t rawenv = nullptr;
-  if (ZLV_makeenv(&rawenv, nullptr, nullptr, nullptr, nullptr) != ZLV_RES_OK)
-    return app_exit::fault;
-  const env_handle env(rawenv);
-  ZLV_putctrlcfunc(env.get(), is_interrupted, nullptr);
-  ZLV_task_t rawtask = nullptr;
-  if (ZLV_initenv(env.get()) != ZLV_RES_OK ||
-      ZLV_makeemptytask(env.get(), &rawtask) != ZLV_RES_OK) {
+// The environment of the program, or null.
+env_handle make_env() {
+  ZLV_env_t env = nullptr;
+  if (ZLV_makeenv(&env, nullptr, nullptr, nullptr, nullptr) != ZLV_RES_OK) return nullptr;
+  env_handle handle(env);
+  ZLV_putctrlcfunc(env, is_interrupted, nullptr);
+  return ZLV_initenv(env) == ZLV_RES_OK ? std::move(handle) : nullptr;
+}
+task_handle make_task(ZLV_env_t env) {
+  ZLV_task_t task = nullptr;
+  if (ZLV_makeemptytask(env, &task) != ZLV_RES_OK) return nullptr;
+  return task_handle(task);
+}
+
+// Reads a model. What the command line says counts more than parameters that came with the model,
+// but a parameter file does not turn its objective round.
+int32_t read_model(ZLV_task_t task, const app_options& options, const std::string& file) {
+  int32_t r = set_parameters(task, options, -1);
+  // Only a parameter file that cannot be opened is a mere warning to the library.
+  if (r != ZLV_RES_OK) return is_error(r) ? r : ZLV_RES_ERR_FILE_OPEN;
+  r = ZLV_readdata(task, file.c_str());
+  if (r != ZLV_RES_OK) return r;
+  int32_t sense = 0;
+  ZLV_getintparam(task, ZLV_IPAR_OBJECTIVE_SENSE, &sense);
+  return set_parameters(task, options, sense);
+}
+
+app_exit exit_of(int32_t code) {
+  if (code == ZLV_RES_OK) return app_exit::solved;
+  return is_error(code) ? exit_of_error(code) : app_exit::unsolved;
+}
+
+app_exit compare(const app_options& options) {
+  const env_handle env = make_env();
+  const task_handle a = env ? make_task(env.get()) : nullptr;
+  const task_handle b = env ? make_task(env.get()) : nullptr;
+  if (!a || !b) return app_exit::fault;
+  app_options quiet = options;  // standard output is for the differences
+  quiet.quiet = true;
+  for (const auto& [task, file] :
+       {std::pair{a.get(), options.compare[0]}, {b.get(), options.compare[1]}}) {
+    link_streams(env.get(), task, quiet);
+    if (const int32_t r = read_model(task, options, file); r != ZLV_RES_OK) return exit_of(r);
+  }
+  const bool isquiet = options.quiet || options.json;
+  const int64_t num = app_compare(a.get(), b.get(), isquiet ? nullptr : &std::cout);
+  if (!std::cout.flush()) {
+    std::cerr << "zalvo: standard output cannot be written\n";
     return app_exit::fault;
   }
-  const task_handle task(rawtask);
+  return num == 0 ? app_exit::solved : app_exit::unsolved;
+}
+
+app_exit run(const app_options& options) {
+  if (!options.compare.empty()) return compare(options);
+  const auto start = std::chrono::steady_clock::now();
+  const env_handle env = make_env();
+  const task_handle task = env ? make_task(env.get()) : nullptr;
+  if (!task) return app_exit::fault;
   link_streams(env.get(), task.get(), options);
   app_result result;
   result.file = options.file;
-  result.response = set_parameters(task.get(), options);
+  result.response = read_model(task.get(), options, options.file);
+  result.seconds.read = seconds_since(start);
   if (result.response == ZLV_RES_OK) {
-    result.response = ZLV_readdata(task.get(), options.file.c_str());
-    result.seconds.read = seconds_since(start);
-  } else {
-    // Only a parameter file that cannot be opened is a mere warning to the library.
-    if (!is_error(result.response)) result.response = ZLV_RES_ERR_FILE_OPEN;
-  }
-  if (!is_error(result.response)) {
     result.response = options.write.empty() ? ZLV_optimize(task.get())
                                             : ZLV_writedata(task.get(), options.write.c_str());
   }
   result.seconds.total = seconds_since(start);
-  if (!options.write.empty()) {
-    return result.response == ZLV_RES_OK ? app_exit::solved : exit_of_error(result.response);
-  }
+  if (!options.write.empty()) return exit_of(result.response);
   return finish(task.get(), options, result);
 }
 

@@ -56,31 +56,6 @@ bool is_plain(std::string_view text, std::string_view sign) noexcept {
   return true;
 }
 
-void add_quoted(mm_string& to, std::string_view text) {
-  static constexpr char digits[] = "0123456789ABCDEF";
-  to += '"';
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      to += '\\';
-      to += c;
-    } else if (c == '\n') {
-      to += "\\n";
-    } else if (c == '\r') {
-      to += "\\r";
-    } else if (c == '\t') {
-      to += "\\t";
-    } else if (is_control(c)) {
-      to += "\\x";
-      to += digits[byte / 16];
-      to += digits[byte % 16];
-    } else {
-      to += c;
-    }
-  }
-  to += '"';
-}
-
 void add_type(mm_string& to, const param_values& par, int32_t type, std::string_view comment) {
   for (int32_t number = 0; number < param_count(type); ++number) {
     param_addline(to, par, {type, number}, comment);
@@ -218,8 +193,33 @@ void param_addline(mm_string& to, const param_values& par, param_id id, std::str
   } else if (is_plain(par.s[number], comment)) {
     to += par.s[number];
   } else {
-    add_quoted(to, par.s[number]);
+    param_addquoted(to, par.s[number]);
   }
+}
+
+void param_addquoted(mm_string& to, std::string_view text) {
+  static constexpr char digits[] = "0123456789ABCDEF";
+  to += '"';
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      to += '\\';
+      to += c;
+    } else if (c == '\n') {
+      to += "\\n";
+    } else if (c == '\r') {
+      to += "\\r";
+    } else if (c == '\t') {
+      to += "\\t";
+    } else if (is_control(c)) {
+      to += "\\x";
+      to += digits[byte / 16];
+      to += digits[byte % 16];
+    } else {
+      to += c;
+    }
+  }
+  to += '"';
 }
 
 std::string_view param_commentsign(const param_values& par) noexcept {

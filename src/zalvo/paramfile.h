@@ -14,6 +14,9 @@
 // before a quote or backslash, \n, \r, \t, and \xHH for other control characters.
 void param_addline(mm_string& to, const param_values& par, param_id id, std::string_view comment);
 
+// param_addquoted: appends a string in double quotes as above.
+void param_addquoted(mm_string& to, std::string_view text);
+
 // param_commentsign: what begins a comment of a parameter file, at the beginning of a line or behind
 // a blank.
 std::string_view param_commentsign(const param_values& par) noexcept;

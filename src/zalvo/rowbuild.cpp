@@ -85,13 +85,25 @@ rescode check_sums(row_builder& b) {
   return ok;
 }
 
+// The terms of the objective, which are together, go to the front. Returns how many they are.
+size_t objective_first(row_qterms& q) {
+  const auto begin = std::find(q.subk.begin(), q.subk.end(), prob_obj);
+  const auto end = std::find_if(begin, q.subk.end(), [](int32_t k) { return k != prob_obj; });
+  const ptrdiff_t from = begin - q.subk.begin(), to = end - q.subk.begin();
+  const auto turn = [&](auto& v) { std::rotate(v.begin(), v.begin() + from, v.begin() + to); };
+  turn(q.subi);
+  turn(q.subj);
+  turn(q.val);
+  turn(q.subk);
+  return size_t(to - from);
+}
+
 rescode store_quadratic(row_builder& b) {
   const row_qterms& q = b.q;
   if (q.val.empty()) return ok;
   merge_qterms(b);
   if (const rescode r = check_sums(b); r != ok) return r;
-  size_t first = 0;  // of the constraints' terms; those of the objective come before them
-  while (first < q.val.size() && q.subk[first] == prob_obj) ++first;
+  const size_t first = objective_first(b.q);
   const size_t rest = q.val.size() - first;
   prob_qreserve(b.p, int32_t(q.val.size()));
   if (first > 0) {
@@ -111,14 +123,14 @@ rescode store_quadratic(row_builder& b) {
 // The rows read become columns.
 void store_matrix(row_builder& b) {
   const mm_place at = prob_place(b.p);
-  const ptrdiff_t begin = b.rowptr[1], end = b.rowptr.back();
+  const ptrdiff_t end = b.rowptr.back();
   mm_vector<ptrdiff_t> ptr(size_t(b.numvar) + 1, 0, at);
-  mm_vector<int32_t> sub(size_t(end - begin), 0, at);
-  mm_vector<double> val(size_t(end - begin), 0.0, at);
-  for (ptrdiff_t k = begin; k < end; ++k) ++ptr[b.sub[k] + 1];
+  mm_vector<int32_t> sub(size_t(end), 0, at);
+  mm_vector<double> val(size_t(end), 0.0, at);
+  for (ptrdiff_t k = 0; k < end; ++k) ++ptr[b.sub[k] + 1];
   for (int32_t j = 0; j < b.numvar; ++j) ptr[j + 1] += ptr[j];
   for (int32_t i = 0; i < b.numcon; ++i) {
-    for (ptrdiff_t k = b.rowptr[i + 1]; k < b.rowptr[i + 2]; ++k) {
+    for (ptrdiff_t k = b.rowptr[i]; k < b.rowptr[i + 1]; ++k) {
       const ptrdiff_t to = ptr[b.sub[k]]++;
       sub[to] = i;
       val[to] = b.val[k];
@@ -132,10 +144,10 @@ void store_matrix(row_builder& b) {
 }
 
 rescode store_costs(row_builder& b) {
-  for (ptrdiff_t k = b.rowptr[0]; k < b.rowptr[1]; ++k) {
-    const int32_t j = b.sub[k];
-    if (const rescode r = dat_cost(b.t, b.p, b.val[k], 0, j, "c"); r != ok) return r;
-    b.p.c[j] = b.val[k];
+  for (int32_t j = 0; j < b.numvar; ++j) {
+    if (b.c[j] == 0) continue;
+    if (const rescode r = dat_cost(b.t, b.p, b.c[j], 0, j, "c"); r != ok) return r;
+    b.p.c[j] = b.c[j];
   }
   b.p.cfix = b.cfix;
   return ok;
@@ -184,6 +196,7 @@ row_builder::row_builder(task_rec& task, prob_rec& prob, const char* file)
       tol(prob_tols(task.par)),
       names(prob_place(prob)),
       mark(prob_place(prob)),
+      c(prob_place(prob)),
       lower(prob_place(prob)),
       upper(prob_place(prob)),
       boundset(prob_place(prob)),
@@ -201,6 +214,7 @@ int32_t row_variable(row_builder& b, std::string_view name) {
   names_append(b.names, ZLV_PI_VAR, 1);
   names_put(b.names, ZLV_PI_VAR, j, name);
   b.mark.push_back({});
+  b.c.push_back(0);
   ++b.numvar;
   return j;
 }
@@ -208,22 +222,27 @@ int32_t row_variable(row_builder& b, std::string_view name) {
 void row_begin(row_builder& b, int32_t row) {
   b.row = row;
   ++b.stamp;
-  b.rowptr.push_back(ptrdiff_t(b.sub.size()));
+  if (row != prob_obj) b.rowptr.push_back(ptrdiff_t(b.sub.size()));
 }
 
 row_fault row_term(row_builder& b, int32_t j, double value, int32_t line) {
   row_mark& mark = b.mark[j];
+  const bool isobj = b.row == prob_obj;
   if (mark.stamp == b.stamp) {
     row_notetaken(b, row_note::double_term, line, names_get(b.names, ZLV_PI_VAR, j));
-    value += b.val[mark.pos];
-    b.val[mark.pos] = value;
+    double& stored = isobj ? b.c[j] : b.val[mark.pos];
+    stored = value += stored;
   } else {
     mark = {b.stamp, ptrdiff_t(b.val.size())};
-    b.sub.push_back(j);
-    b.val.push_back(value);
+    if (isobj) {
+      b.c[j] = value;
+    } else {
+      b.sub.push_back(j);
+      b.val.push_back(value);
+    }
   }
   if (!std::isfinite(value)) return row_fault::overflow;
-  return b.row == prob_obj && std::abs(value) > b.tol.chuge ? row_fault::hugecost : row_fault::none;
+  return isobj && std::abs(value) > b.tol.chuge ? row_fault::hugecost : row_fault::none;
 }
 
 void row_qterm(row_builder& b, int32_t i, int32_t j, double value) {
@@ -259,8 +278,7 @@ void row_makevars(row_builder& b) {
   b.isint.resize(numvar, uint8_t{0});
 }
 
-void row_setsides(row_builder& b, int32_t j, const prob_bound& bound, uint8_t sides,
-                  int32_t line) {
+void row_setsides(row_builder& b, int32_t j, const prob_bound& bound, uint8_t sides, int32_t line) {
   if ((b.boundset[j] & sides) != 0) {
     row_notetaken(b, row_note::double_bound, line, names_get(b.names, ZLV_PI_VAR, j));
   }

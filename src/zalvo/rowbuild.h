@@ -48,10 +48,10 @@ struct row_builder {
   const char* filename;
   prob_tol tol;
   double defaultlower = 0, defaultupper = prob_inf;  // of a variable's sides that are not given
-  // variables and rows; row 0 of rowptr is the objective
   names_store names;
   int32_t numvar = 0, numcon = 0;
   mm_vector<row_mark> mark;
+  mm_vector<double> c;
   mm_vector<double> lower, upper;  // the sides that are given
   mm_vector<uint8_t> boundset;     // row_lowergiven, row_uppergiven
   mm_vector<uint8_t> isint;
@@ -70,7 +70,7 @@ struct row_builder {
 
 // row_variable: the number of a variable, a new one when the name was not met before.
 int32_t row_variable(row_builder& b, std::string_view name);
-// row_begin: a row, or the objective (row_begin(b, prob_obj) must be called once, before the rows).
+// row_begin: row b.numcon, or the objective (prob_obj), which may be begun at any time, but once.
 void row_begin(row_builder& b, int32_t row);
 // row_term: adds value times variable j to the row. A fault was not reported.
 enum class row_fault : int32_t { none, overflow, hugecost };

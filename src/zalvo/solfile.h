@@ -66,3 +66,8 @@ std::string_view sol_filename(const ZLV_task_rec& task, int32_t whichsol,
                               const char* given) noexcept;
 // sol_nofilename: reports that there is no file name for this solution.
 rescode sol_nofilename(ZLV_task_rec& task, int32_t whichsol) noexcept;
+// sol_settle: solution whichsol, whose values are stored, becomes defined with these statuses if the
+// values bear them out on the task's problem, else with unknown ones and a warning that names the
+// file. When it throws std::bad_alloc nothing has changed.
+void sol_settle(ZLV_task_rec& task, int32_t whichsol, int32_t prosta, int32_t solsta,
+                const char* path);

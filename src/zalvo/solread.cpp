@@ -282,16 +282,7 @@ void fill(sol_reader& r, int32_t whichsol) {
   copy_part(con, v.skc, v.xc, v.slc, v.suc, v.y);
   copy_part(r.part[ZLV_PI_VAR], v.skx, v.xx, v.slx, v.sux, v.snx);
   copy_part(r.part[ZLV_PI_CONE], v.skn, {}, {}, {}, {});
-  sol_measures m;
-  sol_measureas(r.task, whichsol, r.solsta, m);
-  const bool istrue = is_borneout(m);
-  sol_define(r.task, whichsol, istrue ? r.prosta : ZLV_PRO_STA_UNKNOWN,
-             istrue ? r.solsta : ZLV_SOL_STA_UNKNOWN);
-  if (istrue) return;
-  task_echo(r.task, msg_kind::wrn,
-            "%s: the values are not what the solution status says, which becomes unknown "
-            "(relative infeasibilities: primal %.1e, dual %.1e, gap %.1e).\n",
-            r.path, m.relprimal, m.reldual, m.relgap);
+  sol_settle(r.task, whichsol, r.prosta, r.solsta, r.path);
 }
 
 void store(sol_reader& r, int32_t whichsol) {
@@ -307,6 +298,20 @@ void store(sol_reader& r, int32_t whichsol) {
 }
 
 }  // namespace
+
+void sol_settle(task_rec& task, int32_t whichsol, int32_t prosta, int32_t solsta,
+                const char* path) {
+  sol_measures m;
+  sol_measureas(task, whichsol, solsta, m);
+  const bool istrue = is_borneout(m);
+  sol_define(task, whichsol, istrue ? prosta : ZLV_PRO_STA_UNKNOWN,
+             istrue ? solsta : ZLV_SOL_STA_UNKNOWN);
+  if (istrue) return;
+  task_echo(task, msg_kind::wrn,
+            "%s: the values are not what the solution status says, which becomes unknown "
+            "(relative infeasibilities: primal %.1e, dual %.1e, gap %.1e).\n",
+            path, m.relprimal, m.reldual, m.relgap);
+}
 
 int32_t ZLV_readsolution(ZLV_task_t task, int32_t whichsol, const char* filename) {
   return task_call(task, [=](task_rec& t) {

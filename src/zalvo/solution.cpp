@@ -16,11 +16,17 @@ struct sol_blocks {
   explicit sol_blocks(mm_place at) : sk(at), val(at) {}
 };
 
+sol_sizes counts_of(const prob_rec& p) {
+  return {p.numcon, p.numvar, p.numcone};
+}
 sol_sizes counts_of(const task_rec& task) {
-  return {task.prob.numcon, task.prob.numvar, task.prob.numcone};
+  return counts_of(task.prob);
+}
+sol_sizes reserved_of(const prob_rec& p) {
+  return {p.maxnumcon, p.maxnumvar, p.maxnumcone};
 }
 sol_sizes reserved_of(const task_rec& task) {
-  return {task.prob.maxnumcon, task.prob.maxnumvar, task.prob.maxnumcone};
+  return reserved_of(task.prob);
 }
 sol_sizes reserved_of(const sol_rec& rec) {
   return {rec.maxnumcon, rec.maxnumvar, rec.maxnumcone};
@@ -391,6 +397,21 @@ void sol_copy(task_rec& to, task_rec& from, int32_t whichsol) {
   target.isdef = source.isdef;
   target.prosta = source.prosta;
   target.solsta = source.solsta;
+}
+
+sol_view sol_make(sol_rec& rec, int32_t whichsol, const prob_rec& p) {
+  sol_blocks blocks(rec.sk.get_allocator().place);
+  make_blocks(whichsol, reserved_of(p), blocks);
+  adopt(rec, reserved_of(p), blocks);
+  return look(whichsol, rec.sk, rec.val, reserved_of(p), counts_of(p));
+}
+
+void sol_adapt(sol_rec& rec, int32_t whichsol, const prob_rec& p) {
+  sol_blocks blocks(rec.sk.get_allocator().place);
+  make_blocks(whichsol, reserved_of(p), blocks);
+  copy_items(look(whichsol, rec.sk, rec.val, reserved_of(rec), counts_of(p)),
+             look(whichsol, blocks.sk, blocks.val, reserved_of(p), counts_of(p)));
+  adopt(rec, reserved_of(p), blocks);
 }
 
 rescode chk_whichsol(int32_t whichsol) noexcept {

@@ -12,6 +12,7 @@
 #include "cpub/rescode.h"
 
 struct ZLV_task_rec;
+struct prob_rec;
 using task_rec = ZLV_task_rec;
 
 constexpr int32_t sol_count = 3;  // solution types, 0 .. 2
@@ -89,6 +90,13 @@ bool sol_isdef(const task_rec& task, int32_t whichsol) noexcept;
 // sol_copy: solution whichsol of to becomes that of from: storage, statuses, defined or not. The
 // tasks have the same counts; each keeps its own reserved sizes. On std::bad_alloc to is unchanged.
 void sol_copy(task_rec& to, task_rec& from, int32_t whichsol);
+
+// ---- For file readers, who build solutions aside. p is the problem that they belong to.
+
+// sol_make: storage by the reserved sizes of p, all zero and every status key unknown.
+sol_view sol_make(sol_rec& rec, int32_t whichsol, const prob_rec& p);
+// sol_adapt: moves what sol_make made to the reserved sizes that p has now.
+void sol_adapt(sol_rec& rec, int32_t whichsol, const prob_rec& p);
 
 // ---- Argument checks of the exported functions
 

@@ -1,14 +1,20 @@
 #include "zalvo/zalvofile.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
+#include "zalvo/interrupt.h"
 #include "zalvo/paramfile.h"
 #include "zalvo/readmps.h"
+#include "zalvo/solfile.h"
 #include "zalvo/zalvodat.h"
+#include "zalvo/zalvombt.h"
 #include "zalvo/zalvorlp.h"
+#include "zalvo/zalvoropf.h"
 #include "zalvo/zalvowlp.h"
 #include "zalvo/zalvowmps.h"
+#include "zalvo/zalvowopf.h"
 
 namespace {
 
@@ -20,8 +26,8 @@ rescode read_mps(task_rec& t, io_text& text, const char* filename, file_problem&
 
 constexpr file_format formats[] = {{ZLV_DATA_FORMAT_MPS, "mps", "mps", &read_mps, &mps_write},
                                    {ZLV_DATA_FORMAT_LP, "lp", "lp", &lp_read, &lp_write},
-                                   {ZLV_DATA_FORMAT_OP, "opf", "opf", nullptr, nullptr},
-                                   {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", nullptr, nullptr}};
+                                   {ZLV_DATA_FORMAT_OP, "opf", "opf", &opf_read, &opf_write},
+                                   {ZLV_DATA_FORMAT_MBT, "mbt", "mbt", &mbt_read, &mbt_write}};
 
 bool endswith(std::string_view text, std::string_view lower) noexcept {
   if (text.size() < lower.size()) return false;
@@ -30,6 +36,15 @@ bool endswith(std::string_view text, std::string_view lower) noexcept {
     return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
   });
 }
+
+// Breaks count from its making on, and nobody listens for them behind its end.
+struct break_watch {
+  task_rec& t;
+  explicit break_watch(task_rec& task) : t(task) { task_resetbreaks(t); }
+  ~break_watch() { task_leavebreaks(t); }
+  break_watch(const break_watch&) = delete;
+  break_watch& operator=(const break_watch&) = delete;
+};
 
 // The spare room that the parameters ask for behind what was read.
 void reserve_spare(const task_rec& t, prob_rec& p) {
@@ -93,39 +108,84 @@ rescode read_named(task_rec& t, int32_t number, const char* filename) {
   return file_read(t, *format, filename);
 }
 
-rescode no_format(task_rec& t, const file_format& format, const char* filename,
-                  const char* what) noexcept {
-  (void)task_fail(t, err_invalid_format_type, format.number);
-  task_echo(t, msg_kind::err, "%s: files of the format '%s' cannot be %s.\n", filename, format.kind,
-            what);
-  return err_invalid_format_type;
+rescode put_lines(task_rec& t, std::string_view rest) {
+  // The sign that begins a comment is one of the lines' own place, not one that they may change.
+  const mm_string comment(param_commentsign(t.par), mm_alloc<char>(mm_at(*t.mman)));
+  while (!rest.empty()) {
+    const size_t len = rest.find('\n');
+    if (const rescode r = param_putline(t, rest.substr(0, len), comment); r != ok) return r;
+    rest.remove_prefix(len + 1);
+  }
+  return ok;
 }
 
-// The objective sense and the parameters that came with the problem; all or none of them.
-rescode take_params(task_rec& t, const file_problem& out) {
-  if (out.params.empty()) {
-    t.par.i[ipar::objective_sense] = out.sense;
+// The objective sense and the parameters that came with the problem.
+rescode put_params(task_rec& t, file_problem& out) {
+  if (out.ispar) {
+    std::swap(t.par, out.par);  // the objective sense is one of them
     return ok;
+  }
+  const int32_t sense = out.isproblem ? out.sense : t.par.i[ipar::objective_sense];
+  t.par.i[ipar::objective_sense] = sense;
+  const rescode r = put_lines(t, out.params);
+  if (r == ok && out.issensegiven) t.par.i[ipar::objective_sense] = sense;
+  return r;
+}
+
+// The problem and the solutions aside change places with the task's. Doing it twice undoes it.
+void swap_contents(task_rec& t, file_problem& out) noexcept {
+  if (out.isproblem) {
+    prob_swap(t.prob, out.prob);
+    std::swap(t.sol, out.sol);
+    return;
+  }
+  for (int32_t whichsol = 0; whichsol < sol_count; ++whichsol) {
+    sol_rec& given = out.sol.rec[size_t(whichsol)];
+    if (given.isallocated) std::swap(t.sol.rec[size_t(whichsol)], given);
+  }
+}
+
+void settle_solutions(task_rec& t, const std::array<bool, sol_count>& isgiven,
+                      const char* filename) {
+  for (int32_t whichsol = 0; whichsol < sol_count; ++whichsol) {
+    if (!isgiven[size_t(whichsol)]) continue;
+    const sol_rec& rec = t.sol.rec[size_t(whichsol)];
+    sol_settle(t, whichsol, rec.prosta, rec.solsta, filename);
+  }
+}
+
+// What was read becomes the task's, all or nothing.
+rescode take(task_rec& t, file_problem& out, const char* filename) {
+  mm_string name(filename, mm_alloc<char>(mm_at(*t.mman)));
+  const prob_rec& p = out.isproblem ? out.prob : t.prob;
+  if (out.isproblem) reserve_spare(t, out.prob);
+  std::array<bool, sol_count> isgiven{};
+  for (int32_t whichsol = 0; whichsol < sol_count; ++whichsol) {
+    sol_rec& rec = out.sol.rec[size_t(whichsol)];
+    isgiven[size_t(whichsol)] = rec.isallocated;
+    if (rec.isallocated) sol_adapt(rec, whichsol, p);
   }
   param_values old(mm_at(*t.mman));
   param_copy(old, t.par);
-  t.par.i[ipar::objective_sense] = out.sense;
-  const mm_string comment(param_commentsign(old), mm_alloc<char>(mm_at(*t.mman)));
+  swap_contents(t, out);
   rescode r = ok;
-  try {
-    std::string_view rest = out.params;
-    while (r == ok && !rest.empty()) {
-      const size_t len = rest.find('\n');
-      r = param_putline(t, rest.substr(0, len), comment);
-      rest.remove_prefix(len + 1);
-    }
-  } catch (...) {
+  const auto undo = [&]() noexcept {
     std::swap(t.par, old);
+    swap_contents(t, out);
+  };
+  try {
+    r = put_params(t, out);
+    if (r == ok && !out.isproven) settle_solutions(t, isgiven, filename);
+  } catch (...) {
+    undo();
     throw;
   }
-  if (r != ok) std::swap(t.par, old);
-  if (r == ok && out.issensegiven) t.par.i[ipar::objective_sense] = out.sense;
-  return r;
+  if (r != ok) {
+    undo();
+    return r;
+  }
+  t.par.s[spar::data_file_name].swap(name);
+  return ok;
 }
 
 rescode write_named(task_rec& t, int32_t number, const char* filename) {
@@ -154,8 +214,12 @@ const file_format* file_find(int32_t number, std::string_view filename) noexcept
   return nullptr;
 }
 
+rescode file_poll(task_rec& t) noexcept {
+  return task_pollbreak(t);
+}
+
 rescode file_read(task_rec& t, const file_format& format, const char* filename) {
-  if (format.read == nullptr) return no_format(t, format, filename, "read");
+  const break_watch watch(t);
   const timer clock = timer_start();
   if (islogged(t)) {
     task_echo(t, msg_kind::msg, "Reading %s file - %s\n", format.kind, filename);
@@ -168,11 +232,7 @@ rescode file_read(task_rec& t, const file_format& format, const char* filename) 
     }
     if (const rescode r = format.read(t, text, filename, out); r != ok) return r;
   }
-  reserve_spare(t, out.prob);
-  mm_string name(filename, mm_alloc<char>(mm_at(*t.mman)));
-  if (const rescode r = take_params(t, out); r != ok) return r;
-  dat_replace(t, out.prob);  // from here on nothing can fail
-  t.par.s[spar::data_file_name].swap(name);
+  if (const rescode r = take(t, out, filename); r != ok) return r;
   tell_sizes(t, clock);
   if (islogged(t)) {
     task_echo(t, msg_kind::msg, "done reading. Time: %.2f\n\n", timer_wall(clock));
@@ -181,7 +241,6 @@ rescode file_read(task_rec& t, const file_format& format, const char* filename) 
 }
 
 rescode file_write(task_rec& t, const file_format& format, const char* filename) {
-  if (format.write == nullptr) return no_format(t, format, filename, "written");
   const timer clock = timer_start();
   if (islogged(t)) {
     task_echo(t, msg_kind::msg, "Writing %s file - %s\n", format.kind, filename);

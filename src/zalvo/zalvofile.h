@@ -8,13 +8,20 @@
 #include "cpub/ioutils.h"
 #include "zalvo/frame.h"
 
-// What a reader makes of a file: a problem built aside, and what goes into parameters.
+// What a reader makes of a file: a problem built aside, solutions of it, and what goes into
+// parameters.
 struct file_problem {
   prob_rec prob;
+  bool isproblem = true;      // false: the task keeps its problem, which the solutions are for
   int32_t sense = 0;          // ZLV_OBJECTIVE_SENSE_*
-  bool issensegiven = false;  // by the file, so that it comes before what params says
+  bool issensegiven = false;  // by the file, so that it comes before what the parameters say
   mm_string params;           // lines of parameters that the file holds, or empty
-  explicit file_problem(mm_place at) : prob(at), params(mm_alloc<char>(at)) {}
+  param_values par;           // all parameters, when ispar
+  bool ispar = false;
+  sol_store sol;  // made by sol_make for the solutions that the file holds, with isdef and statuses
+  bool hassol = false;
+  bool isproven = false;  // the statuses are taken over without a check
+  explicit file_problem(mm_place at) : prob(at), params(mm_alloc<char>(at)), par(at), sol(at) {}
 };
 
 // A format: its number, its extension without and its kind word in messages. A null function: files
@@ -37,3 +44,6 @@ bool file_isgzipname(std::string_view filename) noexcept;
 // file_read, file_write: all of it, with messages, information items and parameters.
 rescode file_read(task_rec& t, const file_format& format, const char* filename);
 rescode file_write(task_rec& t, const file_format& format, const char* filename);
+
+// file_poll: for long reading: trm_user_break when the caller wants an end.
+rescode file_poll(task_rec& t) noexcept;

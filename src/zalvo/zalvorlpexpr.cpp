@@ -34,8 +34,7 @@ rescode add_term(lp_reader& rd, double value) {
     return lp_expect(rd, lp_want::number, "The sum is too large.");
   }
   if (fault == row_fault::hugecost) {
-    (void)task_fail(rd.b.t, err_huge_c, rd.b.val[rd.b.mark[j].pos],
-                    names_get(rd.b.names, ZLV_PI_VAR, j).data(), j);
+    (void)task_fail(rd.b.t, err_huge_c, rd.b.c[j], names_get(rd.b.names, ZLV_PI_VAR, j).data(), j);
     lp_tell(rd, "The objective coefficient is too large.");
     return err_huge_c;
   }
