@@ -103,8 +103,12 @@ std::string bound_text(ZLV_task_t task, int32_t acc, int32_t i) {
   ZLV_getbound(task, acc, i, &key, &lower, &upper);
   const bool haslower = key != ZLV_BK_UP && key != ZLV_BK_FR;
   const bool hasupper = key != ZLV_BK_LO && key != ZLV_BK_FR;
-  return "[" + (haslower ? number(lower) : "-inf") + ", " + (hasupper ? number(upper) : "inf") +
-         "]";
+  std::string text(1, '[');
+  text += haslower ? number(lower) : "-inf";
+  text += ", ";
+  text += hasupper ? number(upper) : "inf";
+  text += ']';
+  return text;
 }
 
 // Two sets of terms, with what of names each stands for. Terms that only one has are 0 in the other.

@@ -198,7 +198,12 @@ rescode check_line(mps_reader& rd) {
 rescode read_lines(mps_reader& rd) {
   timer clock = timer_start();
   rd.sec = mps_sec::none;
+  size_t nextchunk = 0;
   for (rd.lines = io_firstline(rd.text); io_nextline(rd.lines, rd.line);) {
+    if (rd.lines.nextchunk != nextchunk) {
+      nextchunk = rd.lines.nextchunk;
+      if (const rescode r = file_poll(rd.t); r != ok) return r;
+    }
     if (mps_isskipped(rd.line)) continue;
     if (const rescode r = check_line(rd); r != ok) return r;
     if (mps_isblank(rd.line[0])) {

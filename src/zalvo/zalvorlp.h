@@ -46,6 +46,7 @@ struct lp_reader {
   lp_settings set;
   lp_lexer lx;
   size_t nextchunk = 0;    // up to where the text was freed
+  size_t pollchunk = 0;    // in which breaks were asked for last
   int32_t sense = 0;       // ZLV_OBJECTIVE_SENSE_*
   std::string_view label;  // of the row that is being read
   lp_reader(task_rec& task, prob_rec& prob, const char* file, const lp_settings& settings)

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zalvo/zalvofile.h"
 #include "zalvo/zalvorlp.h"
 
 namespace {
@@ -173,6 +174,10 @@ bool begins_item(const lp_reader& rd) noexcept {
 rescode read_sum(lp_reader& rd, const lp_how& how, lp_sum& sum) {
   lp_lexer& lx = rd.lx;
   for (;; sum.isany = true) {
+    if (lx.lines.nextchunk != rd.pollchunk) {
+      rd.pollchunk = lx.lines.nextchunk;
+      if (const rescode r = file_poll(rd.b.t); r != ok) return r;
+    }
     if (sum.isany && how.isline && lx.tok.isfirst) return ok;
     double sign = 1;
     bool issigned = false;

@@ -117,6 +117,7 @@ rescode end_tag(opf_reader& rd, opf_state state, const char* said) {
 rescode read_names(opf_reader& rd, bool isinteger) {
   opf_lexer& lx = rd.lx;
   while (lx.tok.kind == opf_kind::name) {
+    if (const rescode r = opf_poll(rd); r != ok) return r;
     int32_t j = 0;
     const int32_t numvar = rd.b.numvar;
     if (const rescode r = opf_variable(rd, j); r != ok) return r;
@@ -184,7 +185,7 @@ rescode pass_chunk(opf_reader& rd, io_text& text) {
   if (rd.lx.lines.nextchunk == rd.nextchunk) return ok;
   rd.nextchunk = rd.lx.lines.nextchunk;
   io_forget(text, rd.lx.lines);
-  return file_poll(rd.b.t);
+  return opf_poll(rd);
 }
 
 rescode read_children(opf_reader& rd, opf_state state, io_text& text) {
@@ -373,6 +374,12 @@ rescode opf_fail(opf_reader& rd, const char* said, const char* why) noexcept {
   task_echo(rd.b.t, msg_kind::err, "%s, line %d, column %d, '%s': %s\n", rd.b.filename,
             rd.lx.lines.number, column, io_printable(tok.text).text, why);
   return err_opf_format;
+}
+
+rescode opf_poll(opf_reader& rd) noexcept {
+  if (rd.lx.lines.nextchunk == rd.pollchunk) return ok;
+  rd.pollchunk = rd.lx.lines.nextchunk;
+  return file_poll(rd.b.t);
 }
 
 rescode opf_variable(opf_reader& rd, int32_t& j) {

@@ -68,6 +68,7 @@ struct opf_reader {
   file_problem& out;
   opf_lexer lx;
   size_t nextchunk = 0;      // up to where the text was freed
+  size_t pollchunk = 0;      // in which breaks were asked for last
   bool isany = false;        // a section was met
   bool isproblem = false;    // one of the problem's
   bool isobjective = false;  // the objective
@@ -92,6 +93,8 @@ rescode opf_read(task_rec& t, io_text& text, const char* filename, file_problem&
 // opf_fail: err_opf_format at the current token. said: a text of the format, or null; why: in plain
 // words. A bad token tells its own fault.
 rescode opf_fail(opf_reader& rd, const char* said, const char* why) noexcept;
+// opf_poll: trm_user_break when the caller wants an end.
+rescode opf_poll(opf_reader& rd) noexcept;
 // opf_variable: the number of the variable that the current token, a name, means. The token stays.
 rescode opf_variable(opf_reader& rd, int32_t& j);
 // opf_number: a finite number with signs, or with isinf +-prob_inf for an infinity.

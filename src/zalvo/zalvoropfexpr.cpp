@@ -15,13 +15,13 @@ struct opf_sum {
   bool isinf = false;
 };
 
-rescode linear_term(opf_reader& rd, int32_t j, double value) {
-  const row_fault fault = row_term(rd.b, j, value, rd.lx.lines.number);
+rescode linear_term(opf_reader& rd, int32_t j, double value, int32_t line) {
+  const row_fault fault = row_term(rd.b, j, value, line);
   if (fault == row_fault::none) return ok;
   if (fault == row_fault::overflow) return opf_fail(rd, nullptr, "The sum is too large.");
   (void)task_fail(rd.b.t, err_huge_c, rd.b.c[j], names_get(rd.b.names, ZLV_PI_VAR, j).data(), j);
   task_echo(rd.b.t, msg_kind::err, "%s, line %d: The objective coefficient is too large.\n",
-            rd.b.filename, rd.lx.lines.number);
+            rd.b.filename, line);
   return err_huge_c;
 }
 
@@ -35,6 +35,7 @@ rescode quadratic_term(opf_reader& rd, int32_t i, int32_t j, double value) {
 // name | name "^" 2 | name "*" name
 rescode read_term(opf_reader& rd, double value, opf_sum& sum) {
   opf_lexer& lx = rd.lx;
+  const int32_t line = lx.lines.number;
   int32_t i = 0, j = 0;
   if (const rescode r = opf_variable(rd, i); r != ok) return r;
   sum.hasterm = true;
@@ -47,7 +48,7 @@ rescode read_term(opf_reader& rd, double value, opf_sum& sum) {
     opf_next(lx);
     return quadratic_term(rd, i, i, value);
   }
-  if (lx.tok.kind != opf_kind::times) return linear_term(rd, i, value);
+  if (lx.tok.kind != opf_kind::times) return linear_term(rd, i, value, line);
   opf_next(lx);
   if (lx.tok.kind != opf_kind::name) {
     return opf_fail(rd, nullptr, "A product needs a second variable.");
@@ -127,6 +128,7 @@ bool begins_item(opf_kind kind) noexcept {
 rescode read_sum(opf_reader& rd, double side, opf_sum& sum) {
   opf_lexer& lx = rd.lx;
   for (;;) {
+    if (const rescode r = opf_poll(rd); r != ok) return r;
     double sign = 1;
     bool issigned = false;
     for (; lx.tok.kind == opf_kind::sign; opf_next(lx)) {

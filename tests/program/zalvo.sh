@@ -92,7 +92,8 @@ case_usage() {
   grep -qE '^zalvo [0-9]+\.[0-9]+\.[0-9]+\.[0-9]+$' "$out" || fail "no version"
   run 0 --help
   local option
-  for option in -p --params --optimizer --threads --time-limit --quiet --json --version --help; do
+  for option in -p --params --optimizer --threads --time-limit --write --compare --quiet --json --version \
+    --help; do
     says "$out" "$option"
   done
   run 2
@@ -127,6 +128,29 @@ case_files() {
   run 0 "$folder/with blanks/a model.mps.gz"
   printf 'BEGIN ZALVO\nZLV_IPAR_INTPNT_MAX_ITERATIONS 1\nEND ZALVO\n' >"$folder/one iteration.par"
   run 1 --params "$folder/one iteration.par" "$data/planning.mps"
+}
+
+case_compare() {
+  local format
+  run 0 --write "$folder/a.lp" "$data/planning.mps"
+  for format in opf mbt.gz mps; do  # each is read from the one before it
+    run 0 --quiet --write "$folder/b.$format" "$folder/a.lp"
+    run 0 --compare "$data/planning.mps" "$folder/b.$format"
+    says "$out" "The problems are the same"
+  done
+  sed '0,/ <= /s// >= /' "$folder/a.lp" >"$folder/c.lp"
+  run 1 --compare "$folder/a.lp" "$folder/c.lp"
+  says "$out" ", bounds: "
+  says "$out" "The problems differ in 1 place."
+  run 1 --quiet --compare "$folder/a.lp" "$data/small.mps"
+  says_nothing "$out"
+  run 2 --compare "$folder/a.lp" "$folder/none.lp"
+  run 2 --compare "$folder/a.lp"
+  run 2 --compare "$folder/a.lp" "$folder/c.lp" "$data/small.mps"
+  # what the command line says counts more than what a file brings with it
+  run 0 --quiet -p ZLV_IPAR_WRITE_PRECISION=3 --write "$folder/d.mbt" "$data/planning.mps"
+  run 0 --quiet --write "$folder/e.mps" "$folder/d.mbt"
+  run 0 --compare "$folder/e.mps" "$data/planning.mps"
 }
 
 case_output() {  # standard output that takes nothing is told
@@ -191,7 +215,7 @@ case_interrupt() {
   json 'o["response"] == 4001'
 }
 
-[ $# -gt 0 ] || set -- answers json usage files output interrupt
+[ $# -gt 0 ] || set -- answers json usage files compare output interrupt
 for c in "$@"; do "case_$c"; done
 [ "$failures" = 0 ] && exit 0
 echo "$failures checks failed"
