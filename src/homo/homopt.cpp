@@ -54,6 +54,12 @@ hom_state::hom_state(const hom_prob& problem, const hs_settings& settings, const
       e2(problem.m, 0.0, mm_at(mman)),
       sx(problem.n, 0.0, mm_at(mman)),
       sy(problem.m, 0.0, mm_at(mman)),
+      isbig(kktfac_getstats(factor).form != 0),
+      big(isbig ? size_t(problem.n) + problem.m : 0, 0.0, mm_at(mman)),
+      zero(isbig ? problem.m : 0, 0.0, mm_at(mman)),
+      krylovz(isbig || hom_hasq(problem) ? (size_t(problem.n) + problem.m) * hom_maxkrylov : 0, 0.0,
+              mm_at(mman)),
+      krylovw(krylovz.size(), 0.0, mm_at(mman)),
       qx(hom_hasq(problem) ? problem.n : 0, 0.0, mm_at(mman)),
       qp(qx.size(), 0.0, mm_at(mman)) {
   for (hom_point* point : {&it, &best, &dir, &aff, &trial}) hom_resize(*point, problem);

@@ -50,6 +50,8 @@ struct hom_times {  // seconds, wall-clock
   double init = 0, factor = 0, initsd = 0, computesd = 0, linesearch = 0;
 };
 
+constexpr int hom_maxkrylov = 8;  // directions of the refinement by conjugate residuals
+
 struct hom_state {
   const hom_prob& prob;
   const hs_settings& set;
@@ -69,9 +71,15 @@ struct hom_state {
   double den = 1;              // denominator of dtau, a sum of squares
   hom_target target;
   mm_vector<double> r1, r2, e1, e2, sx, sy;  // work of the solves
-  mm_vector<double> qx, qp;                  // n with Q, else empty: Q x of st.it, and work
+  double noise1 = 0, noise2 = 0;       // with conjugate residuals: sizes of rounding in a solve
+  const bool isbig;                    // fac holds both blocks
+  mm_vector<double> big, zero;         // then: n + m, work of the solves, and m zeros
+  mm_vector<double> krylovz, krylovw;  // hom_maxkrylov (n + m) with Q or both blocks
+  mm_vector<double> qx, qp;            // n with Q, else empty: Q x of st.it, and work
   hom_measures meas;
   hom_times times;
+  int32_t numweak =
+      0;  // factorizations of normal equations of a quadratic problem that solved badly
   int32_t regulevel = 0, numdropcor = 0, maxncor = 1, numcor = 0;
   double aap = 0, aad = 0;        // affine steps
   double alphap = 0, alphad = 0;  // steps taken last
@@ -88,6 +96,9 @@ void hom_initnorms(hom_state& st);
 // hom_numfac: diagonal and factor at st.it, then p, q and den. A failure of the factorization comes
 // back as its code.
 rescode hom_numfac(hom_state& st);
+// hom_setupfac: the factorization object for prob, set up. Returns what its setup returns.
+rescode hom_setupfac(const hom_prob& prob, const hs_settings& set, const monitor& mon, memman& mman,
+                     kktfac_ptr& fac);
 // hom_lsfactor: factor for the least-squares start, T = 1 (2 with an upper bound).
 rescode hom_lsfactor(hom_state& st);
 // hom_factorpq: factor for tdiag and theta, then p and q for the right-hand side in r1 and r2.

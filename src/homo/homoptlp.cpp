@@ -21,6 +21,7 @@ constexpr double cor_bmin = 0.1, cor_bmax = 10;  // products are sent into bmin 
 constexpr double cor_gain = 0.02;    // least growth of the two steps together to accept one
 constexpr double cor_enough = 0.95;  // both steps longer than this: no further corrector
 constexpr int32_t cor_limit = 10;    // most correctors of an iteration
+constexpr double start_far = 2;      // of upper bounds, scaled
 // Steps.
 constexpr double step_near = 0.9;  // affine step from which the full step factor is used
 constexpr double mu_ahead = 1e-2;  // mu may fall this far below the feasibility factors
@@ -35,6 +36,7 @@ constexpr double stall_merit = 0.9;
 constexpr double stall_mu = 0.1;  // nor a mu below this part of the one before
 constexpr double diverge = 1e2;   // infeasibility over the best one: stop
 constexpr int32_t maxregulevel = 2;
+constexpr int32_t maxweak = 2;  // bad solves until a quadratic problem changes to the other system
 
 void set_target(const hom_state& st, const hom_point* second, double gamma, hom_target& tg) {
   const hom_prob& pr = st.prob;
@@ -149,7 +151,10 @@ rescode least_squares_start(hom_state& st, double psafe, double dsafe) {
   hom_point& it = st.it;
   if (const rescode r = hom_lsfactor(st); r != rescode::ok) return r;
   std::fill(st.r1.begin(), st.r1.end(), 0.0);
-  for (size_t k = 0; k < pr.u.size(); ++k) st.r1[pr.ucol[k]] = -pr.u[k];
+  // A column with Q starts half-way to its upper bound only where that is near: equal steps make the
+  // way back from a far one long.
+  const double far = hom_hasq(pr) ? start_far : std::numeric_limits<double>::infinity();
+  for (size_t k = 0; k < pr.u.size(); ++k) st.r1[pr.ucol[k]] = -std::min(pr.u[k], far);
   hom_solve(st, st.r1, pr.b, it.x, it.y);
   for (size_t k = 0; k < pr.u.size(); ++k) it.w[k] = pr.u[k] - it.x[pr.ucol[k]];
   // T s = A'y - c; with Q, T s = A'y - c - Q (x + s), and x + s is as good a start.
@@ -400,6 +405,9 @@ hom_outcome hom_optlp(hom_state& st, hs_info& info) {
     clock = timer_start();
     if (const rescode r = hom_numfac(st); r != rescode::ok) return relaxed_end(st, r);
     st.times.factor += timer_wall(clock);
+    if (st.numweak > maxweak && st.set.system == hs_system::free) {
+      return relaxed_end(st, rescode::trm_stall);
+    }
     clock = timer_start();
     hom_computesearch(st);
     st.times.computesd += timer_wall(clock);

@@ -152,21 +152,27 @@ void choose_factors_q(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
 }
 
 void copy_q(const hs_lp& lp, hom_prob& prob) {
-  prob.q.nrow = prob.q.ncol = lp.a.ncol;
-  prob.q.ptr.assign(size_t(lp.a.ncol) + 1, 0);
   bool isdiagonal = true;
   for (int32_t j = 0; j < lp.q.ncol; ++j) {
     for (ptrdiff_t p = lp.q.ptr[j]; p < lp.q.ptr[j + 1]; ++p) {
+      isdiagonal = isdiagonal && (lp.q.sub[p] == j || lp.q.val[p] == 0);
+    }
+  }
+  if (isdiagonal) prob.qdiag.assign(lp.a.ncol, 0.0);
+  for (int32_t j = 0; j < lp.q.ncol; ++j) {
+    for (ptrdiff_t p = lp.q.ptr[j]; p < lp.q.ptr[j + 1]; ++p) {
       const int32_t i = lp.q.sub[p];
-      if (lp.q.val[p] == 0) continue;
-      prob.q.sub.push_back(i);
-      prob.q.val.push_back(lp.q.val[p] * prob.colfac[i] * prob.colfac[j]);
-      isdiagonal = isdiagonal && i == j;
+      const double v = lp.q.val[p] * prob.colfac[i] * prob.colfac[j];
+      if (v == 0) continue;
+      if (isdiagonal) {
+        prob.qdiag[j] = v;
+      } else {
+        prob.q.sub.push_back(i);
+        prob.q.val.push_back(v);
+      }
     }
     prob.q.ptr[j + 1] = ptrdiff_t(prob.q.sub.size());
   }
-  if (!isdiagonal || prob.q.sub.empty()) return;
-  prob.qdiag.assign(lp.a.ncol, 0.0);
 }
 
 void copy_matrix(const spmat_view& a, hom_prob& prob) {
@@ -183,12 +189,10 @@ void copy_matrix(const spmat_view& a, hom_prob& prob) {
   spmat_transpose(spmat_look(prob.a), prob.at);
 }
 
-// Q after the scalars: its diagonal apart when that is all, and the free columns that it holds.
+// Q after the scalars, and the free columns that a diagonal one does not hold.
 void finish_q(hom_prob& prob) {
   for (double& e : prob.q.val) e *= prob.sb / prob.sc;
-  for (int32_t j = 0; j < int32_t(prob.qdiag.size()); ++j) {
-    if (prob.q.ptr[j] < prob.q.ptr[j + 1]) prob.qdiag[j] = prob.q.val[prob.q.ptr[j]];
-  }
+  for (double& e : prob.qdiag) e *= prob.sb / prob.sc;
   for (const int32_t j : prob.fcol) {
     if (prob.qdiag.empty() || !(prob.qdiag[j] > curvature_least)) prob.bcol.push_back(j);
   }
@@ -211,6 +215,8 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
     choose_factors(lp.a, lp.group, scaling, prob);
   }
   copy_matrix(lp.a, prob);
+  prob.q.nrow = prob.q.ncol = n;
+  prob.q.ptr.assign(size_t(n) + 1, 0);
   if (hasq) copy_q(lp, prob);
   prob.isfree.assign(lp.isfree.begin(), lp.isfree.end());
   prob.b.resize(m);
@@ -232,7 +238,8 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
   if (scaling != hs_scaling::none) {
     // Bounds do not count: a few huge ones would shrink everything else to nothing.
     prob.sb = power_of_two(std::max(1.0, largest(prob.b)), maxexp_vector);
-    prob.sc = power_of_two(std::max({1.0, largest(prob.c), prob.sb * largest(prob.q.val)}),
+    prob.sc = power_of_two(std::max({1.0, largest(prob.c), prob.sb * largest(prob.q.val),
+                                     prob.sb * largest(prob.qdiag)}),
                            maxexp_vector);
   }
   for (double& e : prob.b) e /= prob.sb;
@@ -247,7 +254,8 @@ void hom_addqx(const hom_prob& prob, double alpha, std::span<const double> x,
     for (int32_t j = 0; j < prob.n; ++j) out[j] += alpha * prob.qdiag[j] * x[j];
     return;
   }
-  for (int32_t j = 0; j < prob.q.ncol; ++j) {
+  if (prob.q.sub.empty()) return;
+  for (int32_t j = 0; j < prob.n; ++j) {
     double sum = 0;
     const double xj = alpha * x[j];
     for (ptrdiff_t p = prob.q.ptr[j]; p < prob.q.ptr[j + 1]; ++p) {

@@ -44,8 +44,9 @@ struct hom_prob {
   double sb = 1, sc = 1;
   double nrmb = 0, nrmc = 0, nrmu = 0;  // largest entries in the caller's units
   double cfix = 0, objsign = 1;
-  spmat q;                  // scaled lower triangle of Q; no entries: a linear problem
-  mm_vector<double> qdiag;  // n when Q is diagonal and not zero, otherwise empty
+  // Q scaled: as a diagonal when it is one, otherwise its lower triangle; both empty without Q.
+  mm_vector<double> qdiag;  // n or empty
+  spmat q;                  // n x n
   explicit hom_prob(mm_place place)
       : a(place),
         at(place),
@@ -58,11 +59,11 @@ struct hom_prob {
         isfree(place),
         rowfac(place),
         colfac(place),
-        q(place),
-        qdiag(place) {}
+        qdiag(place),
+        q(place) {}
 };
 inline bool hom_hasq(const hom_prob& prob) {
-  return !prob.q.sub.empty();
+  return !prob.q.sub.empty() || !prob.qdiag.empty();
 }
 
 // hs_scaleproblem: fills prob from the caller's problem.

@@ -51,11 +51,9 @@ hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mma
   hom_prob feas(mm_at(mman));
   feas = prob;
   std::fill(feas.c.begin(), feas.c.end(), 0.0);
-  feas.q.ptr.clear();
-  feas.q.sub.clear();
-  feas.q.val.clear();
-  feas.q.nrow = feas.q.ncol = 0;
+  std::fill(feas.q.val.begin(), feas.q.val.end(), 0.0);
   feas.qdiag.clear();
+  if (first.isbig) kktfac_numinqij(first.fac, feas.q.val);
   feas.bcol = feas.fcol;
   feas.nrmc = 0;
   first.mon.log(2, "Looking for a certificate without the objective.\n");
@@ -70,6 +68,46 @@ hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mma
   return outcome;
 }
 
+bool is_doubtful(const hom_outcome& outcome) {
+  const bool ended = outcome.code == rescode::ok || outcome.code == rescode::trm_stall;
+  return ended && (outcome.status == hs_status::unknown || outcome.status == hs_status::illposed);
+}
+
+// One run with one kind of linear systems; tells in isbig which.
+hom_outcome run(const hom_prob& prob, const hs_settings& set, const monitor& mon, memman& mman,
+                hs_info& info, hs_solution& sol, bool& isbig) {
+  const timer clock = timer_start();
+  kktfac_ptr fac;
+  if (const rescode r = hom_setupfac(prob, set, mon, mman, fac); r != rescode::ok) {
+    mon.log(6, "resp(%d)\n", int32_t(r));
+    return {hs_status::unknown, r};
+  }
+  info.fac = kktfac_getstats(*fac);
+  hom_state st(prob, set, mon, *fac, mman);
+  isbig = st.isbig;
+  hom_logsetup(prob, set, info.fac, mon, mman);
+  hom_outcome outcome = hom_optlp(st, info);
+  sol.status = outcome.status;
+  unscale(st, sol);
+  hom_logend(st, outcome);
+  if (is_doubtful(outcome) && (prob.nrmc > 0 || hom_hasq(prob))) {
+    const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
+    if (proof.status == hs_status::priminfeas) outcome = proof;
+  }
+  hom_logtimes(mon, st.times, kktfac_getstats(*fac), timer_wall(clock));
+  info.fac = kktfac_getstats(*fac);
+  return outcome;
+}
+
+// Normal equations square the condition of A: where a quadratic problem is too much for them, both
+// blocks at once have another try.
+bool is_worthbig(const hom_prob& prob, const hs_settings& set, const hom_outcome& first,
+                 bool isbig) {
+  const bool isnear = first.code == rescode::ok && first.status == hs_status::nearoptimal;
+  return hom_hasq(prob) && !isbig && set.system == hs_system::free &&
+         (is_doubtful(first) || isnear);
+}
+
 rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
                  hs_info& info, hs_solution& sol) {
   const timer clock = timer_start();
@@ -77,30 +115,21 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   hs_scaleproblem(lp, set.scaling, prob);
   count_bounds(prob, info);
   info.solvedual = set.solvedual;
-  const kktfac_ptr fac = kktfac_make(kktfac_kind::ada, prob.m, prob.n, mman);
-  kktfac_inaij(*fac, spmat_look(prob.a));
-  if (hom_hasq(prob) && prob.qdiag.empty()) return rescode::err_solver_probtype;
-  if (const rescode r = kktfac_adasetup(*fac, set.kkt, mon, monitor_at(mon, set.orderlevel));
-      r != rescode::ok) {
-    mon.log(6, "resp(%d)\n", int32_t(r));
-    return r;
+  bool isbig = false;
+  hom_outcome outcome = run(prob, set, mon, mman, info, sol, isbig);
+  if (is_worthbig(prob, set, outcome, isbig)) {
+    mon.log(2, "Solving again with the quasi-definite system.\n");
+    hs_settings again = set;
+    again.system = hs_system::quasidefinite;
+    hs_solution second(mm_at(mman));
+    const int32_t before = info.iter;
+    const hom_outcome next = run(prob, again, mon, mman, info, second, isbig);
+    info.iter += before;
+    if (next.status == hs_status::optimal || is_doubtful(outcome)) {
+      outcome = next;
+      std::swap(sol, second);
+    }
   }
-  info.fac = kktfac_getstats(*fac);
-  hom_state st(prob, set, mon, *fac, mman);
-  hom_logsetup(prob, set, info.fac, mon, mman);
-  hom_outcome outcome = hom_optlp(st, info);
-  sol.status = outcome.status;
-  unscale(st, sol);
-  hom_logend(st, outcome);
-  const bool doubtful =
-      outcome.status == hs_status::unknown || outcome.status == hs_status::illposed;
-  if (doubtful && (outcome.code == rescode::ok || outcome.code == rescode::trm_stall) &&
-      (prob.nrmc > 0 || hom_hasq(prob))) {
-    const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
-    if (proof.status == hs_status::priminfeas) outcome = proof;
-  }
-  hom_logtimes(mon, st.times, kktfac_getstats(*fac), timer_wall(clock));
-  info.fac = kktfac_getstats(*fac);
   info.cputime = timer_cpu(clock);
   info.realtime = timer_wall(clock);
   return outcome.code;

@@ -17,6 +17,9 @@
 #include "homo/homprob.h"
 #include "kfac/kktfac.h"
 
+// The linear systems: by normal equations, where T + Q is diagonal, or by both blocks at once.
+enum class hs_system : int32_t { free = 0, normal = 1, quasidefinite = 2 };
+
 struct hs_settings {
   double tolpfeas = 1e-10;      // primal feasibility, relative to 1 + the largest right-hand side
   double toldfeas = 1e-10;      // dual feasibility, relative to 1 + the largest cost
@@ -32,8 +35,9 @@ struct hs_settings {
   bool constantstart = false;
   bool useregul = true;  // regularization levels above the first are allowed
   hs_scaling scaling = hs_scaling::free;
-  bool isconvex = false;   // Q is known to be positive semidefinite
-  bool solvedual = false;  // only reported: the caller has dualized the problem
+  hs_system system = hs_system::free;  // normal is taken for free where Q is not diagonal
+  bool isconvex = false;               // Q is known to be positive semidefinite
+  bool solvedual = false;              // only reported: the caller has dualized the problem
   kktfac_settings kkt;
   int32_t orderlevel = 0;  // level of detail of the ordering's log
 };

@@ -6,6 +6,7 @@
 #include "homo/homopt.h"
 
 namespace {
+constexpr double rounding = 1e-14;  // of a right-hand side relative to the largest of the caller's
 constexpr double noise = 1e-10;  // an objective below this part of the sum of its terms is rounding
 }  // namespace
 
@@ -18,7 +19,12 @@ hom_ray hom_dualray(const hom_state& st) {
   hom_ray ray;
   size_t k = 0;
   double objective = st.meas.by, size = 0;
-  for (int32_t i = 0; i < pr.m; ++i) size += std::abs(pr.b[i] * it.y[i]);
+  double rounded = 0;  // what rounding of shifted right-hand sides may make of a zero
+  for (int32_t i = 0; i < pr.m; ++i) {
+    size += std::abs(pr.b[i] * it.y[i]);
+    rounded += std::abs(it.y[i]) * pr.rowfac[i];
+  }
+  rounded *= rounding * pr.nrmb / pr.sb;
   for (int32_t j = 0; j < pr.n; ++j) {
     double d = st.rd[j] - pr.c[j] * it.tau + it.s[j];  // -a_j'y
     if (!st.qx.empty()) d -= st.qx[j];
@@ -36,7 +42,7 @@ hom_ray hom_dualray(const hom_state& st) {
     if (!(wrong <= ray.residual)) ray.residual = wrong;
   }
   ray.residual *= pr.sc;
-  ray.objective = objective > noise * size ? objective * pr.sb * pr.sc : 0;
+  ray.objective = objective > std::max(noise * size, rounded) ? objective * pr.sb * pr.sc : 0;
   return ray;
 }
 
@@ -102,7 +108,8 @@ hom_verdict hom_statustest(const hom_state& st, double relax) {
     st.mon.log(6, "Complementarity gap is reduced sufficiently.\n");
     if (tau <= set.tolinfeas * std::max(1.0, kappa)) {
       st.mon.log(6, "Not a certificate yet.\n");
-    } else if (tau <= 100 * set.tolinfeas && kappa <= 100 * set.tolinfeas) {
+    } else if (tau <= 100 * set.tolinfeas && kappa <= 100 * set.tolinfeas &&
+               !(hom_hasq(st.prob) && kappa < tau)) {  // Q alone makes tau as small as x is large
       return {hs_status::illposed, true};
     }
     if (ms.pfeas <= mured_loose * set.tolpfeas && ms.dfeas <= mured_loose * set.toldfeas &&

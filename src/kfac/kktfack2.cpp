@@ -168,9 +168,9 @@ void form_panels(kktfac& fac, const sqdmatrix& k) {
 void set_pivots(kktfac& fac, const kktfac_regul& regul) {
   for (size_t k = 0; k < fac.diag.size(); ++k) {
     const double relative = regul.pivrel * std::abs(fac.diag[k]);
-    const bool isrow = fac.chol.sign[k] > 0;
+    const bool leaves = fac.chol.sign[k] > 0 && !regul.keeprow;
     fac.chol.thr[k] = std::max(relative, regul.dynthr);
-    fac.chol.rep[k] = isrow && relative > regul.dynthr ? 0 : std::max(relative, regul.dynval);
+    fac.chol.rep[k] = leaves && relative > regul.dynthr ? 0 : std::max(relative, regul.dynval);
   }
 }
 

@@ -8,7 +8,8 @@
 
 struct planted_lp {
   lp_data p;
-  double objective = 0;  // of an optimal one
+  double objective = 0;   // of an optimal one
+  std::vector<double> x;  // an optimal point, or the ray of an unbounded one
 };
 
 struct planted_size {
@@ -86,6 +87,7 @@ inline planted_lp plant_optimal(std::mt19937& gen, const planted_size& size, boo
     out.objective += p.c[j] * x[j];
   }
   p.maximize = maximize;
+  out.x = x;
   return out;
 }
 
@@ -146,5 +148,43 @@ inline planted_lp plant_unbounded(std::mt19937& gen, const planted_size& size, b
   for (int32_t j = 0; j < p.n; ++j) p.c[j] += (want - fall) / square * ray[j];
   const std::vector<double> move = times(p, ray);
   for (int32_t i = 0; i < p.m; ++i) open_bound(move[i], p.bkc[i], p.blc[i], p.buc[i]);
+  out.x = ray;
   return out;
+}
+
+// Makes the planted problem quadratic and keeps its answer: Q = F F' (minus it for a maximization)
+// with the given rank, c moved so that the planted point stays optimal; with a ray, F orthogonal to it.
+// A diagonal Q has that many entries.
+inline void plant_curvature(std::mt19937& gen, int32_t rank, bool isdiagonal, bool isray,
+                            planted_lp& lp) {
+  lp_data& p = lp.p;
+  const double sense = p.maximize ? -1 : 1;
+  std::vector<std::vector<double>> q(p.n, std::vector<double>(p.n, 0.0));
+  for (int32_t k = 0; k < rank; ++k) {
+    std::vector<double> f(p.n, 0.0);
+    if (isdiagonal) {
+      f[gen() % size_t(p.n)] = 2 * uniform(gen);
+    } else {
+      double along = 0, square = 0;
+      for (int32_t j = 0; j < p.n; ++j) {
+        f[j] = gen() % 3 == 0 ? uniform(gen) : 0;
+        along += f[j] * lp.x[j];
+        square += lp.x[j] * lp.x[j];
+      }
+      for (int32_t j = 0; isray && j < p.n; ++j) f[j] -= along / square * lp.x[j];
+    }
+    for (int32_t i = 0; i < p.n; ++i) {
+      for (int32_t j = 0; j < p.n; ++j) q[i][j] += sense * f[i] * f[j];
+    }
+  }
+  for (int32_t i = 0; i < p.n; ++i) {
+    for (int32_t j = 0; j < p.n; ++j) {
+      if (!isray) p.c[i] -= q[i][j] * lp.x[j];
+      if (!isray) lp.objective -= q[i][j] * lp.x[i] * lp.x[j] / 2;
+      if (j > i || q[i][j] == 0) continue;
+      p.qi.push_back(i);
+      p.qj.push_back(j);
+      p.qval.push_back(q[i][j]);
+    }
+  }
 }

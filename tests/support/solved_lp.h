@@ -1,4 +1,4 @@
-// What a caller sees of a linear problem and its interior solution through the interface, and the
+// What a caller sees of a linear or quadratic problem and its interior solution through the interface, and the
 // check of that solution from these data alone: nothing here asks the library how good it is.
 #pragma once
 
@@ -10,13 +10,16 @@
 #include <string>
 #include <vector>
 
-// minimize (maximize) cfix + c'x with blc <= A x <= buc, blx <= x <= bux; A as triplets.
+// minimize (maximize) cfix + c'x + x'Qx/2 with blc <= A x <= buc, blx <= x <= bux; A as triplets, Q
+// as triplets of its lower triangle.
 struct lp_data {
   int32_t m = 0, n = 0;
   std::vector<int32_t> subi, subj, bkc, bkx;
   std::vector<double> val, blc, buc, blx, bux, c;
   double cfix = 0;
   bool maximize = false;
+  std::vector<int32_t> qi, qj;
+  std::vector<double> qval;
 };
 
 struct lp_point {
@@ -43,6 +46,11 @@ inline lp_data get_data(ZLV_task_t task) {
                                 p.val.data()),
               ZLV_RES_OK);
   }
+  EXPECT_EQ(ZLV_getnumqobjnz(task, &nz), ZLV_RES_OK);
+  p.qi.resize(nz), p.qj.resize(nz), p.qval.resize(nz);
+  if (nz > 0) {
+    EXPECT_EQ(ZLV_getqobj(task, &nz, p.qi.data(), p.qj.data(), p.qval.data()), ZLV_RES_OK);
+  }
   for (int32_t i = 0; i < p.m; ++i) {
     EXPECT_EQ(ZLV_getbound(task, ZLV_ACC_CON, i, &p.bkc[i], &p.blc[i], &p.buc[i]), ZLV_RES_OK);
   }
@@ -68,6 +76,10 @@ inline void put_data(ZLV_task_t task, const lp_data& p) {
                           sub.data(), val.data(), p.bkc.data(), p.blc.data(), p.buc.data(),
                           p.bkx.data(), p.blx.data(), p.bux.data()),
             ZLV_RES_OK);
+  if (!p.qval.empty()) {
+    EXPECT_EQ(ZLV_putqobj(task, int32_t(p.qval.size()), p.qi.data(), p.qj.data(), p.qval.data()),
+              ZLV_RES_OK);
+  }
   EXPECT_EQ(ZLV_putintparam(task, ZLV_IPAR_OBJECTIVE_SENSE,
                             p.maximize ? ZLV_OBJECTIVE_SENSE_MAX : ZLV_OBJECTIVE_SENSE_MIN),
             ZLV_RES_OK);
@@ -136,6 +148,25 @@ inline void judge_bound(const lp_bound& b, double sense, lp_ray ray, lp_quality&
   if (upper) dobj.add(b.upper, -b.su);
 }
 
+// Q x into the reduced costs and x'Qx/2 into both objectives; along a ray, Q x has to vanish.
+inline void judge_quadratic(const lp_data& p, const lp_point& s, lp_ray ray,
+                            std::vector<lp_sum>& red, lp_sum& pobj, lp_sum& dobj, double& peqi) {
+  std::vector<lp_sum> qx(p.n);
+  for (size_t k = 0; k < p.qval.size(); ++k) {
+    const int32_t i = p.qi[k], j = p.qj[k];
+    qx[i].add(p.qval[k], s.xx[j]);
+    if (i != j) qx[j].add(p.qval[k], s.xx[i]);
+  }
+  for (int32_t j = 0; j < p.n; ++j) {
+    if (ray == lp_ray::primal) peqi = worse(peqi, std::abs(qx[j].value));
+    if (ray != lp_ray::none) continue;
+    red[j].value += qx[j].value;
+    red[j].size += qx[j].size;
+    pobj.add(double(qx[j].value), s.xx[j] / 2);
+    dobj.add(double(qx[j].value), -s.xx[j] / 2);
+  }
+}
+
 inline lp_quality judge(const lp_data& p, const lp_point& s, lp_ray ray = lp_ray::none) {
   lp_quality q;
   const double sense = p.maximize ? -1 : 1;
@@ -148,6 +179,7 @@ inline lp_quality judge(const lp_data& p, const lp_point& s, lp_ray ray = lp_ray
     red[j].add(-s.slx[j]);
     red[j].add(s.sux[j]);
   }
+  judge_quadratic(p, s, ray, red, pobj, dobj, q.peqi);
   for (size_t k = 0; k < p.val.size(); ++k) {
     act[p.subi[k]].add(p.val[k], s.xx[p.subj[k]]);
     red[p.subj[k]].add(-p.val[k], s.y[p.subi[k]]);
