@@ -13,8 +13,10 @@ constexpr double pert_leastinfeas = 10.0, pert_leastobj = 1e-10;
 // By how much bounds are widened, relative to 1 + |bound|: at first, by which factor more each time,
 // at most.
 constexpr double pert_first = 5e-7, pert_grow = 10.0, pert_most = 1e-4;
-// Entering variables chosen by chance where bounds may not be widened.
+// Where bounds may not be widened, so many entering variables are chosen by chance, and until there
+// is progress the ratio tests relax bounds by this only: then no step undoes another one.
 constexpr int32_t pert_numrandom = 10;
+constexpr double pert_strict = 1e-11;
 
 // What phase 1 or 2 lowers.
 double merit_of(const prim_state& p) {
@@ -49,9 +51,13 @@ void prim_watch(prim_state& p) {
   p.merit = merit;
   p.wasphase1 = p.isphase1;
   p.numwatch = 0;
-  if (isprogress) return;
+  if (isprogress) {
+    p.tolh = p.tolp;
+    return;
+  }
   if (!p.mayperturb || (p.isperturbed && p.pertsize >= pert_most)) {
     p.numrandom = pert_numrandom;
+    p.tolh = pert_strict;
     return;
   }
   p.pertsize = p.isperturbed ? std::min(p.pertsize * pert_grow, pert_most)

@@ -202,6 +202,10 @@ void prim_setweights(prim_state& p, bool mayexact) {
   p.numbadweight = 0;
   p.cutoff = std::numeric_limits<double>::infinity();  // all scores have changed
   clear_hot(p);
+  if (p.rule == sim_selection::partial) {
+    part_setweights(p);
+    return;
+  }
   bool islogical = mayexact && p.rule == sim_selection::se;
   for (int32_t i = 0; i < st.m && islogical; ++i) islogical = st.basic[i] >= st.n;
   if (!islogical) {
@@ -221,6 +225,10 @@ void prim_setweights(prim_state& p, bool mayexact) {
 void prim_setcands(prim_state& p) {
   for (const int32_t k : p.cand) p.candat[k] = -1;
   p.cand.clear();
+  if (p.rule == sim_selection::partial) {
+    part_start(p);
+    return;
+  }
   for (int32_t k = 0; k < p.st.nt; ++k) {
     if (p.st.pos[k] >= 0 || attraction(p, k) == 0) continue;
     p.candat[k] = int32_t(p.cand.size());
@@ -230,6 +238,7 @@ void prim_setcands(prim_state& p) {
 }
 
 int32_t prim_chuzc(prim_state& p) {
+  if (p.rule == sim_selection::partial && p.numrandom <= 0) return part_chuzc(p);
   if (p.cand.empty()) return -1;
   if (p.numrandom > 0) {
     --p.numrandom;
@@ -254,7 +263,7 @@ double prim_checkcolumn(prim_state& p) {
   }
   const double off = std::abs(d - st.d[p.q]), stored = p.weight[p.q];
   st.d[p.q] = d;
-  if (p.rule != sim_selection::full) {
+  if (p.rule == sim_selection::ase || p.rule == sim_selection::se) {
     p.wq = std::max(norm, price_leastweight);
     if (stored > price_weightoff * p.wq) ++p.numbadweight;
     p.weight[p.q] = p.wq;
@@ -275,7 +284,7 @@ void prim_edge(prim_state& p) {
 
 void prim_updateduals(prim_state& p) {
   sim_state& st = p.st;
-  if (p.rule != sim_selection::full && p.numbadweight > price_maxbad) {
+  if (p.numbadweight > price_maxbad) {
     prim_setweights(p, false);
     p.wq = 1;
     if (p.rule == sim_selection::se) lu_vecclear(p.tau);  // the projection of col is zero now
@@ -288,6 +297,9 @@ void prim_updateduals(prim_state& p) {
     case sim_selection::se:
       change_row<sim_selection::se>(p, c);
       break;
+    case sim_selection::partial:
+      part_addrow(p, p.rho, c.thetad);
+      break;
     default:
       change_row<sim_selection::ase>(p, c);
       break;
@@ -296,7 +308,7 @@ void prim_updateduals(prim_state& p) {
   st.d[p.q] = 0;
   st.d[leaving] = -c.thetad;
   const double least = (p.flag[leaving] & prim_isref) != 0 ? 1.0 : price_leastweight;
-  if (p.rule != sim_selection::full) {
+  if (p.rule == sim_selection::ase || p.rule == sim_selection::se) {
     p.weight[leaving] = std::max(c.w * c.inverse * c.inverse, least);
   }
 }
@@ -304,6 +316,11 @@ void prim_updateduals(prim_state& p) {
 void prim_addcosts(prim_state& p) {
   sim_state& st = p.st;
   sim_btran(st, p.delta);
+  if (p.rule == sim_selection::partial) {
+    part_addrow(p, p.delta, 1.0);
+    lu_vecclear(p.delta);
+    return;
+  }
   lu_vecclear(p.row);
   sim_price(st, p.delta, p.row);
   const auto add = [&](int32_t k, double ar) {

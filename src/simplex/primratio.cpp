@@ -39,7 +39,7 @@ prim_action chuzr_phase2(prim_state& p) {
     const double bound = a > 0 ? st.lob[i] : st.upb[i];
     if (!std::isfinite(bound)) return;
     const double slack = a > 0 ? st.xb[i] - bound : bound - st.xb[i];
-    maxstep = std::min(maxstep, (std::max(slack, 0.0) + p.tolp) / std::abs(a));
+    maxstep = std::min(maxstep, (std::max(slack, 0.0) + p.tolh) / std::abs(a));
   });
   const double range = st.up[p.q] - st.lo[p.q];
   if (range <= maxstep && std::isfinite(range)) {
@@ -72,7 +72,7 @@ void gather_breaks(prim_state& p) {
     const auto add = [&](double gap, bool isupper) {
       if (!std::isfinite(gap)) return;
       gap = std::max(gap, 0.0);
-      p.breaks.push_back({gap / rate, (gap + p.tolp) / rate, rate, 2 * i + (isupper ? 1 : 0)});
+      p.breaks.push_back({gap / rate, (gap + p.tolh) / rate, rate, 2 * i + (isupper ? 1 : 0)});
     };
     if (a > 0) {
       if (p.infeas[i] > 0) add(st.xb[i] - st.upb[i], true);  // into the range from above

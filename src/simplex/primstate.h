@@ -2,6 +2,7 @@
 //
 //   simprimal.cpp  the loop, phases, ends
 //   primprice.cpp  choice of the entering variable; reduced costs and weights after a step
+//   primpartial.cpp  the same with a part of the columns at a time
 //   primratio.cpp  choice of the leaving one; the step
 //   primpert.cpp   bounds widened against stalling
 #pragma once
@@ -47,6 +48,7 @@ struct prim_state {
   sim_state& st;
   bool isphase1 = false;
   double tolp = 1e-7, told = 1e-7;
+  double tolh = 1e-7;  // by which the ratio tests relax bounds: tolp, or little after a stall
 
   // Pricing. cand lists all attractive variables, hot those whose score is above cutoff.
   sim_selection rule = sim_selection::se;
@@ -57,6 +59,9 @@ struct prim_state {
   mm_vector<double> score;  // scratch of a rebuild of hot
   double cutoff = 0;
   int32_t numbadweight = 0;  // weights found far off since the framework was set
+  mm_vector<double> y;       // m: multipliers; partial pricing only
+  int32_t cursor = 0;        // of the next section
+  int32_t listage = 0;       // choices since cand was made
   mm_vector<int32_t> taboo;  // not to enter until the next success
 
   // The step: q enters upwards (dir 1) or downwards (-1) and takes position p; -1: it reaches its
@@ -106,6 +111,12 @@ void prim_edge(prim_state& p);
 void prim_updateduals(prim_state& p);
 // prim_addcosts: d after the costs of basic variables rose by delta (by position); delta is cleared.
 void prim_addcosts(prim_state& p);
+
+// ---- primpartial.cpp
+void part_start(prim_state& p);       // multipliers from scratch, no candidates
+void part_setweights(prim_state& p);  // the norms of the columns
+int32_t part_chuzc(prim_state& p);    // the entering variable, -1: none in any section
+void part_addrow(prim_state& p, const lu_vector& row, double times);  // y += times row
 
 // ---- primratio.cpp
 double prim_pivtol(const prim_state& p);

@@ -11,12 +11,18 @@ namespace {
 // Times that taboos are lifted, each with smaller pivots allowed, and that true bounds are restored
 // with perturbation still allowed afterwards.
 constexpr int32_t loop_maxretry = 3, loop_maxperturb = 3;
+// Where a ray is no proof the reduced costs of phase 1 have to keep tolerances smaller by the first,
+// down to the second.
+constexpr double loop_tighten = 0.01, loop_leasttold = 1e-11;
 // Times that an end may be taken back before the method gives up.
 constexpr int32_t loop_maxround = 60;
-constexpr double loop_retrypivot = 0.01;  // of the accepted size of pivots, at each lifting
+// Of the accepted size of pivots, at each lifting; and its end.
+constexpr double loop_retrypivot = 0.1, loop_leastpivot = 1e-7;
 constexpr double loop_pivstep = 5.0, loop_maxpivrel = 0.5;  // of the threshold of the factorization
 // Reduced costs found wrong, since the last rebuild, before all are made anew.
 constexpr int32_t loop_maxbaddual = 5;
+// More columns than so many for a row: partial pricing unless another rule is asked for.
+constexpr double loop_partial = 20.0;
 // Fresh factors: pivots by row and column may differ by so much, relative, before q is refused.
 constexpr double loop_worstpivot = 1e-3;
 
@@ -80,6 +86,7 @@ bool rebuild(prim_state& p, bool refactor) {
   }
   prim_judge(p);
   p.isphase1 = p.numinfeas > 0;
+  if (!p.isphase1) p.told = st.tols;
   set_costs(p);
   sim_duals(st);
   prim_setcands(p);
@@ -121,7 +128,7 @@ bool take_row(prim_state& p) {
   if (off > prim_pivdiffer * (1 + std::abs(p.alpha)) && !st.isfresh) return false;
   if (off > loop_worstpivot * std::abs(p.alpha)) return false;
   lu_vecclear(p.row);
-  sim_price(st, p.rho, p.row);
+  if (p.rule != sim_selection::partial) sim_price(st, p.rho, p.row);
   return true;
 }
 
@@ -275,9 +282,11 @@ struct loop_verdict {
 loop_verdict judge_optimal(prim_state& p) {
   sim_state& st = p.st;
   if (!st.isfresh) return {rebuild(p, true), sim_end::stopped};
+  // The proof counts whatever bounds were moved on the way to it.
+  if (p.isphase1 && prove_infeasible(p)) return {false, sim_end::priminfeas};
   if (!p.taboo.empty() && p.numretry < loop_maxretry) {
     ++p.numretry;
-    p.pivaccept *= loop_retrypivot;
+    p.pivaccept = std::max(loop_retrypivot * p.pivaccept, loop_leastpivot);
     clear_taboo(p);
     return {rebuild(p, true), sim_end::stopped};
   }
@@ -289,9 +298,13 @@ loop_verdict judge_optimal(prim_state& p) {
     return {wasphase1 || !p.isphase1, sim_end::undecided};
   }
   if (!p.isphase1) return {false, p.taboo.empty() ? sim_end::optimal : sim_end::undecided};
-  if (prove_infeasible(p)) return {false, sim_end::priminfeas};
-  if (p.maxinfeas <= st.tolx && p.tolp < st.tolx) {
-    p.tolp = st.tolx;
+  if (p.told > loop_leasttold) {  // a ray with smaller errors
+    p.told = std::max(loop_tighten * p.told, loop_leasttold);
+    return {rebuild(p, true), sim_end::stopped};
+  }
+  // Too little for a proof may be little enough for the tolerance asked for.
+  if (p.maxinfeas <= st.set.tolx && p.tolp < st.set.tolx) {
+    p.tolp = p.tolh = st.set.tolx;
     return {rebuild(p, true), sim_end::stopped};
   }
   if (st.pivrel < loop_maxpivrel) {
@@ -348,6 +361,7 @@ prim_state::prim_state(sim_state& state)
       candat(mm_at(state.mman)),
       hot(mm_at(state.mman)),
       score(mm_at(state.mman)),
+      y(mm_at(state.mman)),
       taboo(mm_at(state.mman)),
       col(mm_at(state.mman)),
       rho(mm_at(state.mman)),
@@ -365,9 +379,13 @@ prim_state::prim_state(sim_state& state)
   lu_vecsize(row, st.n);
   lu_vecsize(cross, st.n);
   infeas.assign(st.m, 0);
-  tolp = st.tolx;
+  tolp = tolh = st.tolx;
   told = st.tols;
-  if (st.set.primsel != sim_selection::free) rule = st.set.primsel;
+  if (st.set.primsel != sim_selection::free) {
+    rule = st.set.primsel;
+  } else if (st.n > loop_partial * st.m) {
+    rule = sim_selection::partial;
+  }
 }
 
 sim_end sim_primal(sim_state& st, bool mayperturb) {
