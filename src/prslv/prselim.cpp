@@ -10,10 +10,12 @@
 
 namespace {
 
-constexpr int32_t elimmaxcol = 60;     // entries of a column
+constexpr int32_t elimmaxcol = 10;     // entries of a column
 constexpr int32_t elimmaxrow = 200;    // entries of its equation
 constexpr double elimpivotcol = 0.01;  // of the largest entry of the column
-constexpr double elimpivotrow = 1e-3;  // of the largest entry of the equation
+constexpr double elimpivotrow = 1e-2;  // of the largest entry of the equation
+constexpr int64_t elimfillunit =
+    10;  // entries that may come net of those that go, times the fill setting
 // Entries touched, times the entries of the problem.
 constexpr double elimworklim = 20;
 
@@ -132,7 +134,7 @@ void prslv_eliminate(prslv_work& w) {
     const elim_pick p = pick(w, j);
     if (p.entry < 0 || !prslv_isimplied(w, j, false) || !prslv_isimplied(w, j, true)) continue;
     const int32_t i = w.ent[p.entry].row;
-    const int64_t allowed = int64_t(w.set.elimfill) * 5;
+    const int64_t allowed = elimfillunit * w.set.elimfill;
     if (netfill(w, i, j) > allowed) continue;
     touched.clear();
     for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);

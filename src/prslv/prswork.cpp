@@ -389,6 +389,7 @@ bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper) {
 
 bool prslv_relax(prslv_work& w, int32_t j, bool upper) {
   if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
+  if (std::isinf(upper ? w.blx[j] : w.bux[j]) && w.set.forinterior) return false;
   if (!prslv_isimplied(w, j, upper)) return false;
   if (upper) {
     prslv_setbux(w, j, prslv_inf);
