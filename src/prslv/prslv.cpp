@@ -48,19 +48,20 @@ bool timed(prslv_work& w, void (*search)(prslv_work&), double prslv_info::*time)
 }
 
 bool reducerounds(prslv_work& w) {
-  for (int32_t round = 0; round < w.set.maxround; ++round) {
+  simplepass(w);
+  for (int32_t round = 0; round < w.set.maxround && prslv_poll(w); ++round) {
     const double before = sizeof_problem(w);
     ++w.rec.info.numpass;
-    if (!timed(w, &simplepass, nullptr) || !timed(w, &prslv_impliedrows, nullptr) ||
+    if (!timed(w, &prslv_impliedrows, nullptr) ||
         !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
         !timed(w, &prslv_dupcols, &prslv_info::dupcputime) ||
         !timed(w, &prslv_domcols, &prslv_info::domcputime)) {
       return false;
     }
     if (w.set.eliminatoruse && !timed(w, &prslv_eliminate, &prslv_info::elicputime)) return false;
-    if (before - sizeof_problem(w) <= worthround * before && round > 0) break;
+    if (before - sizeof_problem(w) <= worthround * before) break;
   }
-  return true;
+  return prslv_poll(w);
 }
 
 void takeprob(const prslv_work& w, prslv_rec& rec) {

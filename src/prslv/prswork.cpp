@@ -90,6 +90,8 @@ prslv_work::prslv_work(prslv_rec& record, const prslv_settings& settings, const 
       duprowq(mm_at(mman)),
       dupcolq(mm_at(mman)),
       elimq(mm_at(mman)),
+      rowhash(mm_at(mman)),
+      colhash(mm_at(mman)),
       seed(mm_at(mman)),
       tmpsub(mm_at(mman)),
       place(mm_at(mman)),

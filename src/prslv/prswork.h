@@ -69,7 +69,8 @@ struct prslv_work {
   exact_sum cfix;
   mm_vector<prslv_act> act;
   prslv_queue rowq, colq;
-  prslv_queue duprowq, dupcolq, elimq;  // rows and columns changed since those searches ran
+  prslv_queue duprowq, dupcolq, elimq;   // rows and columns changed since those searches ran
+  mm_vector<uint64_t> rowhash, colhash;  // of the patterns when the search for duplicates ran
   int32_t numlivecon = 0, numlivevar = 0;
   double work = 0, polled = 0;  // entries touched; and when mon was asked last
   // Set once a certificate was found: y or x of the problem at this moment.
