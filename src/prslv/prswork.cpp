@@ -349,34 +349,6 @@ double prslv_rowscale(const prslv_work& w, int32_t i, bool upper) {
   return scale;
 }
 
-namespace {
-
-// The activity bound of the entry's row without the entry's own term.
-double restbound(const prslv_work& w, const prslv_entry& e, bool upper) {
-  const prslv_act& act = w.act[e.row];
-  const double own = (e.val > 0) == upper ? w.bux[e.col] : w.blx[e.col];
-  const int32_t numinf = upper ? act.infmax : act.infmin;
-  const double infinite = upper ? prslv_inf : -prslv_inf;
-  const exact_sum& sum = upper ? act.max : act.min;
-  if (isbig(own)) return numinf == 1 ? sum.value() : infinite;
-  if (numinf > 0) return infinite;
-  exact_sum rest = sum;
-  rest.add(-e.val * own);
-  return rest.value();
-}
-
-}  // namespace
-
-double prslv_impliedlower(const prslv_work& w, const prslv_entry& e) {
-  return e.val > 0 ? (w.blc[e.row] - restbound(w, e, true)) / e.val
-                   : (w.buc[e.row] - restbound(w, e, false)) / e.val;
-}
-
-double prslv_impliedupper(const prslv_work& w, const prslv_entry& e) {
-  return e.val > 0 ? (w.buc[e.row] - restbound(w, e, false)) / e.val
-                   : (w.blc[e.row] - restbound(w, e, true)) / e.val;
-}
-
 bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper) {
   if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
