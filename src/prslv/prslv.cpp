@@ -8,6 +8,7 @@
 #include "prslv/prsdup.h"
 #include "prslv/prselim.h"
 #include "prslv/prsimpl.h"
+#include "prslv/prslin.h"
 #include "prslv/prsray.h"
 #include "prslv/prsrow.h"
 #include "prslv/prswork.h"
@@ -61,7 +62,8 @@ bool reducerounds(prslv_work& w) {
     if (w.set.eliminatoruse && !timed(w, &prslv_eliminate, &prslv_info::elicputime)) return false;
     if (before - sizeof_problem(w) <= worthround * before) break;
   }
-  return prslv_poll(w);
+  if (!prslv_poll(w) || !w.set.lindepuse) return prslv_poll(w);
+  return timed(w, &prslv_dependent, &prslv_info::lindepcputime);
 }
 
 void takeprob(const prslv_work& w, prslv_rec& rec) {
