@@ -15,6 +15,8 @@ namespace {
 constexpr double lindeptol = 1e-10;
 // Passes of the factorization's counter per entry and unit of the work limit.
 constexpr double lindepunit = 10;
+// An elimination of a matrix with at least this share of entries fills it at once.
+constexpr double lindepdense = 0.05;
 
 struct lin_core {
   spmat at;                     // the equations left, as columns
@@ -156,12 +158,18 @@ void prslv_dependent(prslv_work& w) {
   if (numrow < 2) return;
   // More equations than columns: rows of zeros below make the matrix square.
   core.at.nrow = std::max(core.at.nrow, numrow);
+  const double numanz = double(core.at.sub.size()),
+               limitwork = lindepunit * w.set.lindepworklim * (numanz + numrow);
+  const double full = double(numrow) * double(core.col.size());
+  if (numanz > lindepdense * full && full * numrow > limitwork) {
+    w.rec.info.lindepcomplete = false;
+    return;
+  }
   mm_vector<int32_t> basic(core.at.nrow, numrow, at);
   for (int32_t p = 0; p < numrow; ++p) basic[p] = p;
   lu_rec factor(at);
   factor.set.pivabs = w.set.tollindep;
-  lin_limit limit = {&w.mon, &factor,
-                     lindepunit * w.set.lindepworklim * (double(core.at.sub.size()) + numrow)};
+  lin_limit limit = {&w.mon, &factor, limitwork};
   monitor mon = w.mon;
   mon.ctx = &limit;
   mon.pollfn = &polllimit;
