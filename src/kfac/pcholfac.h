@@ -7,6 +7,7 @@
 
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
+#include "kfac/kopenmp.h"
 #include "kfac/psched.h"
 #include "kfac/symface.h"
 #include "lalib/parblas.h"
@@ -37,6 +38,9 @@ struct pcholfac {
         sign(at),
         delta(at) {}
 };
+inline double* pcholfac_panels(pcholfac& fac) {
+  return fac.values.data() + fac.base;
+}
 inline double* pcholfac_panel(pcholfac& fac, const symface& sym, int32_t s) {
   return fac.values.data() + fac.base + sym.panelpos[s];
 }
@@ -48,8 +52,8 @@ inline const double* pcholfac_panel(const pcholfac& fac, const symface& sym, int
 //   replaces  whether refused pivots are replaced (rep is used)
 void pcholfac_make(const symface& sym, const psched& sched, const parblas_family& family,
                    bool replaces, pcholfac& fac);
-// pcholfac_numeric: factorizes what the panels hold, with the team of the schedule. The bits of the
-// factor do not depend on the team.
+// pcholfac_numeric: factorizes what the panels hold; by the leader of the team of the schedule. The
+// bits of the factor do not depend on the team.
 //   numrefused  out: pivots that did not exceed thr
 rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, const monitor& mon,
-                         int32_t& numrefused);
+                         kteam& team, int32_t& numrefused) noexcept;
