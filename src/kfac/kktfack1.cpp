@@ -57,12 +57,27 @@ void reserve_scratch(kktfac& fac) {
   fac.cg.resize(m * cgvectors);
 }
 
-void fill_stats(kktfac& fac, const spmat_view& graph) {
+// The symbolic factor, from the sparser of two patterns that have the same.
+void analyse(kktfac& fac, std::span<const uint8_t> isoff, const spmat& graph,
+             std::span<const int32_t> order) {
+  if (graph.sub.size() <= 2 * fac.a.sub.size()) {
+    symface_make(spmat_look(graph), order, fac.sym);
+    return;
+  }
+  const mm_place at = mm_at(*fac.mman);
+  mm_vector<int32_t> iperm(order.size(), 0, at);
+  for (size_t k = 0; k < order.size(); ++k) iperm[order[k]] = int32_t(k);
+  spmat star(at);
+  psymface_star(fac.a, isoff, iperm, star);
+  symface_make(spmat_look(star), order, fac.sym);
+}
+
+void fill_stats(kktfac& fac, int64_t matnumnz) {
   kktfac_stats& st = fac.stats;
   st.dim = fac.numrow;
   st.numoffcol = int32_t(fac.schur.cols.size());
   st.dendim = st.numoffcol;
-  st.matnumnz = int64_t(graph.sub.size()) / 2 + fac.numrow;
+  st.matnumnz = matnumnz;
   st.numnz = fac.sym.numnz;
   st.storednz = int64_t(fac.sym.panelpos[fac.sym.numsn]);
   st.flops = fac.sym.flops;
@@ -95,14 +110,14 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   fac.stats.gpsavednz = part.gpsavednz;
   fac.stats.gpsavedflops = part.gpsavedflops;
   if (r != rescode::ok) return r;
-  symface_make(spmat_look(graph), order, fac.sym);
+  analyse(fac, isoff, graph, order);
   adaform_make(fac.a, isoff, fac.sym, 0, false, fac.form);
   const bool replaces = !fac.schur.cols.empty();
   psched_make(fac.sym, set.numthreads, fac.sched);
   pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), replaces, fac.chol);
   if (replaces) psschur_make(fac.sym, fac.schur);
   reserve_scratch(fac);
-  fill_stats(fac, spmat_look(graph));
+  fill_stats(fac, int64_t(graph.sub.size()) / 2 + fac.numrow);
   fac.stats.tsetup += timer_wall(clock);
   fac.isset = true;
   return mon.poll();

@@ -14,7 +14,7 @@ constexpr double stepflops = 2e8;    // a larger front is done in steps, between
 constexpr ptrdiff_t lineunits = 8;   // doubles of a cache line
 
 // Doubles to skip so that what follows starts on a cache line.
-ptrdiff_t line_offset(const mm_vector<double>& v) {
+ptrdiff_t line_offset(const pcholfac_space& v) {
   const auto address = reinterpret_cast<uintptr_t>(v.data());
   constexpr auto bytes = uintptr_t(lineunits) * sizeof(double);
   return ptrdiff_t((bytes - address % bytes) % bytes / sizeof(double));

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <span>
+#include <vector>
 
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
@@ -12,11 +14,26 @@
 #include "kfac/symface.h"
 #include "lalib/parblas.h"
 
+// An allocator that leaves what it makes room for as it is: forming writes all that is read.
+template <class T>
+struct pcholfac_alloc : mm_alloc<T> {
+  using mm_alloc<T>::mm_alloc;
+  template <class U>
+  struct rebind {
+    using other = pcholfac_alloc<U>;
+  };
+  template <class U>
+  void construct(U* at) noexcept {
+    ::new (static_cast<void*>(at)) U;
+  }
+};
+using pcholfac_space = std::vector<double, pcholfac_alloc<double>>;
+
 struct pcholfac {
   const parblas_family* family = nullptr;
-  mm_vector<double> values;  // the panels, from base on
-  mm_vector<double> stack;   // update matrices
-  mm_vector<double> work;    // of the kernels, worksize for each thread
+  pcholfac_space values;   // the panels, from base on
+  pcholfac_space stack;    // update matrices
+  mm_vector<double> work;  // of the kernels, worksize for each thread
   ptrdiff_t worksize = 0;
   mm_vector<int32_t> refused;  // for each thread
   mm_vector<double> d, dinv;   // n; zero where the pivot was skipped
