@@ -6,7 +6,6 @@ lu_kernel::lu_kernel(mm_place at)
       cval(at),
       cat(at),
       cmax(at),
-      loaded(at),
       czero(at),
       rsub(at),
       rat(at),

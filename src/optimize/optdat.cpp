@@ -25,6 +25,7 @@ bool hasq(const opt_problem& prob) {
 
 bool is_emptycolumn(const opt_problem& prob, int32_t j) {
   if (hasq(prob) && prob.q.ptr[j] < prob.q.ptr[j + 1]) return false;
+  if (!prob.incone.empty() && prob.incone[j] != 0) return false;
   for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
     if (prob.bkc[prob.a.sub[p]] != ZLV_BK_FR && prob.a.val[p] != 0) return false;
   }

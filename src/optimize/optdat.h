@@ -22,6 +22,8 @@ struct opt_problem {
   double cfix = 0;
   bool maximize = false;
   spmat_view q;  // numvar x numvar, both triangles, rows increasing, no zeros; no columns: linear
+  std::span<const uint8_t> incone = {};  // numvar or empty: a member of a cone, which stays even
+                                         // without entries and is not as free as its key says
 };
 
 // A solution of an opt_problem; spans of numcon or numvar entries, all filled.

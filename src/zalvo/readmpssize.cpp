@@ -45,7 +45,8 @@ constexpr bool shape_of(mps_sec sec, mps_shape& shape) noexcept {
 }
 
 struct line_census {
-  bool isodd = false;  // some line does not have its section's number of fields
+  bool isodd = false;   // some line does not have its section's number of fields
+  bool isfixed = true;  // every line keeps to the fixed columns
   std::string_view colname;
 };
 
@@ -78,9 +79,10 @@ void count_line(mps_reader& rd, line_census& census, mps_shape shape) noexcept {
   }
 }
 
-// Calls what(shape) for each data line of the sections that have a shape, as long as it returns true.
-template <class F>
-void each_line(mps_reader& rd, F&& what) noexcept {
+line_census count_lines(mps_reader& rd, bool istest) noexcept {
+  line_census census;
+  rd.numrow = rd.numcol = 0;
+  rd.numentry = rd.rowchars = rd.colchars = 0;
   rd.sec = mps_sec::none;
   for (rd.lines = io_firstline(rd.text); io_nextline(rd.lines, rd.line);) {
     if (mps_isskipped(rd.line)) continue;
@@ -91,26 +93,11 @@ void each_line(mps_reader& rd, F&& what) noexcept {
       continue;
     }
     mps_shape shape{};
-    if (shape_of(rd.sec, shape) && !what(shape)) return;
-  }
-}
-
-line_census count_lines(mps_reader& rd) noexcept {
-  line_census census;
-  rd.numrow = rd.numcol = 0;
-  rd.numentry = rd.rowchars = rd.colchars = 0;
-  each_line(rd, [&](mps_shape shape) {
+    if (!shape_of(rd.sec, shape)) continue;
+    if (istest && census.isfixed) census.isfixed = mps_fitsfixed(rd.line);
     count_line(rd, census, shape);
-    return true;
-  });
+  }
   return census;
-}
-
-// Whether every line keeps to the fixed columns.
-bool fits_fixed(mps_reader& rd) noexcept {
-  bool isfixed = true;
-  each_line(rd, [&](mps_shape) { return isfixed = mps_fitsfixed(rd.line); });
-  return isfixed;
 }
 
 void reserve(mps_reader& rd) {
@@ -145,8 +132,7 @@ std::string_view mps_headword(std::string_view line, std::string_view& rest) noe
 }
 
 bool mps_isskipped(std::string_view line) noexcept {
-  if (line.empty() || line[0] == '*') return true;
-  return std::all_of(line.begin(), line.end(), mps_isblank);
+  return line.empty() || line[0] == '*' || mps_trim(line).empty();
 }
 
 void mps_estimate(mps_reader& rd) {
@@ -158,10 +144,10 @@ void mps_estimate(mps_reader& rd) {
     task_echo(rd.t, msg_kind::msg, "Estimating number of %s.\n", "variables and A nonzeros");
   }
   rd.form = rd.set.format == ZLV_MPS_FORMAT_STRICT ? mps_form::fixed : mps_form::blanks;
-  const line_census census = count_lines(rd);
-  if (rd.set.format == ZLV_MPS_FORMAT_RELAXED && census.isodd && fits_fixed(rd)) {
+  const line_census census = count_lines(rd, rd.set.format == ZLV_MPS_FORMAT_RELAXED);
+  if (rd.set.format == ZLV_MPS_FORMAT_RELAXED && census.isodd && census.isfixed) {
     rd.form = mps_form::fixed;
-    count_lines(rd);
+    count_lines(rd, false);
   }
   if (islog) {
     task_echo(rd.t, msg_kind::msg, "Finished estimating problem size. Time: %-.2f\n",

@@ -43,7 +43,7 @@ rescode run_continuous(task_rec& t, const timer& clock) {
   if (issimplex) opt_startbasis(t, start);
   if (const rescode r = sol_allocate(t, whichsol); r != rescode::ok) return r;
   if (optimizer == ZLV_OPTIMIZER_CONIC || (optimizer == ZLV_OPTIMIZER_FREE && t.prob.numcone > 0)) {
-    return rescode::err_solver_probtype;
+    return opt_runconic(t, clock);
   }
   if (issimplex) {
     return probtype == ZLV_PROBTYPE_LO ? opt_runsimplex(t, clock, start)

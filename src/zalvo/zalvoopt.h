@@ -33,6 +33,8 @@ rescode opt_runsimplex(ZLV_task_rec& t, const timer& clock, const lp_basis& star
 // rows of the simplex optimizers from the task's items.
 //   clock  of the run
 void opt_logphase(ZLV_task_rec& t, int32_t where, const timer& clock, rescode result);
+// opt_runconic: the conic interior-point optimizer, likewise.
+rescode opt_runconic(ZLV_task_rec& t, const timer& clock);
 
 // opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT.
 rescode opt_concurrent(ZLV_task_rec& t);

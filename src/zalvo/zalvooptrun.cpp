@@ -133,8 +133,10 @@ rescode run_poll(void* ctx, monitor_where where) {
 
 rescode run_announce(void* ctx, monitor_where where, rescode result) {
   opt_run& run = *static_cast<opt_run*>(ctx);
-  if (where == callback_code::begin_intpnt) run.phase = timer_start();
-  if (where == callback_code::end_intpnt) {
+  if (where == callback_code::begin_intpnt || where == callback_code::begin_conic) {
+    run.phase = timer_start();
+  }
+  if (where == callback_code::end_intpnt || where == callback_code::end_conic) {
     run.info.ipm.cputime = timer_cpu(run.phase);
     run.info.ipm.realtime = timer_wall(run.phase);
     run.task->inf.d[dinf::intpnt_cputime] = run.info.ipm.cputime;
@@ -189,17 +191,6 @@ hs_settings run_settings(const param_values& par) {
   const bool detail = par.i[ipar::log] != 0 && par.i[ipar::log_intpnt] > 1;
   set.orderlevel = detail ? par.i[ipar::log_order] : 0;
   return set;
-}
-
-void run_announceend(task_rec& t, const char* what, const opt_run& run, rescode r) {
-  if (t.par.i[ipar::log] == 0) return;
-  task_echo(t, msg_kind::log, "%s terminated. CPU Time: %-.2f. Real Time: %-.2f. %s\n\n", what,
-            run.info.ipm.cputime, run.info.ipm.realtime,
-            r == rescode::ok ? "" : rescode_description(r));
-}
-
-bool run_logs(const task_rec& t, int32_t phase) {
-  return t.par.i[ipar::log] != 0 && t.par.i[phase] != 0;
 }
 
 opt_problem run_problem(const prob_rec& p, const spmat& a, bool maximize) {

@@ -27,9 +27,6 @@ void run_copyinfo(const hs_info& info, inf_values& inf);
 void run_copyall(opt_run& run);
 hs_settings run_settings(const param_values& par);
 
-// run_logs: whether a phase with this parameter as its level of detail logs at all.
-bool run_logs(const task_rec& t, int32_t phase);
-void run_announceend(task_rec& t, const char* what, const opt_run& run, rescode r);
 
 opt_problem run_problem(const prob_rec& p, const spmat& a, bool maximize);
 opt_solution run_solution(task_rec& t, int32_t whichsol);

@@ -158,7 +158,7 @@ TEST(RunItems, SayWhatTheRunFoundAndAreReset) {
   EXPECT_GT(dou_item(box.task, ZLV_DINF_OPTIMIZER_REALTIME), 0);
   EXPECT_GE(dou_item(box.task, ZLV_DINF_OPTIMIZER_REALTIME),
             dou_item(box.task, ZLV_DINF_INTPNT_REALTIME));
-  ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_OPTIMIZER, ZLV_OPTIMIZER_CONIC), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_OPTIMIZER, ZLV_OPTIMIZER_NONCONVEX), ZLV_RES_OK);
   EXPECT_NE(ZLV_optimize(box.task), ZLV_RES_OK);  // a run that finds nothing leaves nothing behind
   EXPECT_EQ(int_item(box.task, ZLV_IINF_INTPNT_ITER), 0);
   EXPECT_EQ(dou_item(box.task, ZLV_DINF_SOL_ITR_PRIMAL_OBJ), 0);
@@ -268,9 +268,7 @@ TEST_P(RunRefusal, HasItsCodeAndLeavesNothingHalfDone) {
 INSTANTIATE_TEST_SUITE_P(
     Problems, RunRefusal,
     testing::Values(
-        refusal_case{"Conic", add_cone, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_SOLVER_PROBTYPE},
         refusal_case{"ConicByIntpnt", add_cone, ZLV_OPTIMIZER_INTPNT, ZLV_RES_ERR_INV_OPTIMIZER},
-        refusal_case{"LinearByConic", no_change, ZLV_OPTIMIZER_CONIC, ZLV_RES_ERR_SOLVER_PROBTYPE},
         refusal_case{"Nonconvex", add_nonconvex, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_NONCONVEX},
         refusal_case{"Mixed", add_both, ZLV_OPTIMIZER_INTPNT, ZLV_RES_ERR_MIXED_PROBLEM},
         refusal_case{"Integer", add_integer, ZLV_OPTIMIZER_FREE, ZLV_RES_ERR_MIO_NOT_LOADED},

@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "misc/simscale.h"
 #include "simplex/simcrash.h"
+#include "misc/simscale.h"
 
 namespace {
 

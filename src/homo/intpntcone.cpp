@@ -1,0 +1,122 @@
+#include "homo/intpntcone.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+namespace {
+
+double dot_tail(std::span<const double> a, std::span<const double> b) {
+  double sum = 0;
+  for (size_t j = 1; j < a.size(); ++j) sum += a[j] * b[j];
+  return sum;
+}
+
+double norm_tail(std::span<const double> a) {
+  return std::sqrt(dot_tail(a, a));
+}
+
+// out = eta^(+-1) [w0, t; t, I + w1 w1' / (1 + w0)] z, where t = sign w1.
+void apply(std::span<const double> w, double factor, double sign, std::span<const double> z,
+           std::span<double> out) {
+  const double t = sign * dot_tail(w, z), z0 = z[0];
+  const double along = sign * (z0 + t / (1 + w[0]));
+  out[0] = factor * (w[0] * z0 + t);
+  for (size_t j = 1; j < w.size(); ++j) out[j] = factor * (z[j] + along * w[j]);
+}
+
+}  // namespace
+
+double cone_dist(std::span<const double> x) {
+  return x[0] - norm_tail(x);
+}
+
+double cone_det(std::span<const double> x) {
+  const double norm = norm_tail(x);
+  return (x[0] - norm) * (x[0] + norm);
+}
+
+double cone_scaling(std::span<const double> x, std::span<const double> s, double detx, double dets,
+                    std::span<double> w, std::span<double> lam) {
+  const double rx = std::sqrt(detx), rs = std::sqrt(dets), root = std::sqrt(rx) * std::sqrt(rs);
+  const double xs = (x[0] * s[0] + dot_tail(x, s)) / (rx * rs);
+  const double gam = std::sqrt((1 + std::max(xs, 1.0)) / 2);
+  const double x0 = x[0] / rx, s0 = s[0] / rs, sum = x0 + s0 + 2 * gam;
+  const double fs = root * (gam + x0) / (rs * sum), fx = root * (gam + s0) / (rx * sum);
+  const double ws = 1 / (2 * gam * rs), wx = 1 / (2 * gam * rx);
+  double square = 0;
+  for (size_t j = 1; j < x.size(); ++j) {
+    w[j] = ws * s[j] - wx * x[j];
+    lam[j] = fs * s[j] + fx * x[j];
+    square += w[j] * w[j];
+  }
+  w[0] = std::sqrt(1 + square);
+  lam[0] = root * gam;
+  return std::sqrt(rs / rx);
+}
+
+void cone_mulw(std::span<const double> w, double eta, std::span<const double> z,
+               std::span<double> out) {
+  apply(w, eta, 1, z, out);
+}
+
+void cone_divw(std::span<const double> w, double eta, std::span<const double> z,
+               std::span<double> out) {
+  apply(w, 1 / eta, -1, z, out);
+}
+
+void cone_mul(std::span<const double> a, std::span<const double> b, std::span<double> out) {
+  const double a0 = a[0], b0 = b[0], head = a0 * b0 + dot_tail(a, b);
+  for (size_t j = 1; j < a.size(); ++j) out[j] = a0 * b[j] + b0 * a[j];
+  out[0] = head;
+}
+
+void cone_div(std::span<const double> a, double deta, std::span<const double> b,
+              std::span<double> out) {
+  const double v = dot_tail(a, b), a0 = a[0], b0 = b[0];
+  const double along = (v / a0 - b0) / deta;
+  for (size_t j = 1; j < a.size(); ++j) out[j] = along * a[j] + b[j] / a0;
+  out[0] = (a0 * b0 - v) / deta;
+}
+
+void cone_pushback(std::span<double> p, double lower, double upper) {
+  auto push = [&](double e) { return std::max(std::clamp(e, lower, upper) - e, -upper); };
+  const double norm = norm_tail(p);
+  const double low = push(p[0] - norm), high = push(p[0] + norm);
+  const double along = norm > 0 ? (high - low) / (2 * norm) : 0;
+  p[0] = (low + high) / 2;
+  for (size_t j = 1; j < p.size(); ++j) p[j] *= along;
+}
+
+double cone_maxstep(std::span<const double> x, double detx, std::span<const double> d) {
+  constexpr double inf = std::numeric_limits<double>::infinity();
+  if (x.size() == 1) return d[0] < 0 ? -x[0] / d[0] : inf;
+  const double a = cone_det(d), b = x[0] * d[0] - dot_tail(x, d), c = std::max(detx, 0.0);
+  const double disc = b * b - a * c;
+  if (a < 0) {
+    const double root = std::sqrt(disc);
+    return b > 0 ? -(b + root) / a : c / (-b + root);
+  }
+  if (b >= 0 || disc <= 0) return inf;
+  return c / (-b + std::sqrt(disc));
+}
+
+double cone_expand(std::span<const double> w, std::span<double> u, std::span<double> v) {
+  const double q = 2 * w[0] * w[0] - 1, d = 1 / (2 * q);
+  const double head = std::sqrt(q - d);
+  const double fu = 2 * w[0] / head, fv = std::sqrt(2 * (2 + 1 / q) / (2 * q - 1 / q));
+  u[0] = head;
+  v[0] = 0;
+  for (size_t j = 1; j < w.size(); ++j) {
+    u[j] = fu * w[j];
+    v[j] = fv * w[j];
+  }
+  return d;
+}
+
+void cone_rotate(double& z0, double& z1) {
+  const double sum = (z0 + z1) * (1 / std::numbers::sqrt2);
+  z1 = (z0 - z1) * (1 / std::numbers::sqrt2);
+  z0 = sum;
+}

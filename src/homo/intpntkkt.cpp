@@ -1,0 +1,433 @@
+#include "homo/intpntkkt.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "homo/intpntcone.h"
+
+namespace {
+
+// Pivots: refinement against the true system makes good what rounding has left of small ones, so all
+// but the lost are kept.
+constexpr double pivot_lost = 1e-16;     // part of its diagonal below which a pivot is none
+constexpr double pivot_lostabs = 1e-20;  // the same, absolute
+constexpr double pivot_value = 1e-10;    // what stands in for it
+constexpr double krylov_ask = 1e-10;     // residual that plain refinement has to reach
+constexpr double krylov_tol = 1e-12;  // part of the residual at its start at which the second ends
+constexpr int maxrefine = 8;
+constexpr double refine_tol = 1e-14;  // residual relative to right-hand side and solution: done
+constexpr double refine_gain = 0.3;   // a round that does not reduce the residual so is the last
+
+// Columns first .. last-1 of a vector, constant or not as the vector is.
+template <class V>
+auto part(V& v, int32_t first, int32_t last) {
+  return std::span(v).subspan(size_t(first), size_t(last - first));
+}
+
+double maxabs(std::span<const double> v) {
+  double most = 0;
+  bool isnan = false;
+  for (const double e : v) {
+    most = std::max(most, std::abs(e));
+    isnan |= !(e == e);
+  }
+  return isnan ? std::numeric_limits<double>::quiet_NaN() : most;
+}
+
+// The row that member j of a cone that has left the system stands in.
+int32_t row_of(const intpnt_kkt& kkt, int32_t j) {
+  return kkt.data.lp.a.sub[kkt.data.lp.a.ptr[j]];
+}
+
+void expand_large(intpnt_kkt& kkt, const intpnt_scal& scal) {
+  const intpnt_data& data = kkt.data;
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    if (kkt.large[k] < 0) continue;
+    const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
+    const double d =
+        cone_expand(part(scal.w, first, last), part(kkt.u, first, last), part(kkt.v, first, last));
+    kkt.root[first] = std::sqrt(d);
+  }
+}
+
+// The rows of small cone k in the work vector, W times what stands there.
+void turn_rows(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
+  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
+  for (int32_t j = first; j < last; ++j) kkt.gather[j] = kkt.work[row_of(kkt, j)];
+  const std::span<double> z = part(kkt.gather, first, last);
+  cone_mulw(part(scal.w, first, last), scal.eta[k], z, z);
+  for (int32_t j = first; j < last; ++j) kkt.work[row_of(kkt, j)] = kkt.gather[j];
+}
+
+// Column j of s: scattered into the work vector, then gathered by its pattern.
+void fill_column(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t j) {
+  const spmat& a = kkt.data.lp.a;
+  const int32_t urow = kkt.data.lp.m, vrow = urow + kkt.numlarge;
+  kkt.touched.clear();
+  for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
+    const int32_t i = a.sub[p], k = kkt.rowcone[i];
+    if (k < 0) {
+      kkt.work[i] = a.val[p];
+      continue;
+    }
+    const double g = a.val[p] / kkt.rowval[i];
+    if (kkt.form[k] == intpnt_form::rowsmall) {
+      kkt.work[i] = g;
+      if (kkt.stamp[k] != j) kkt.touched.push_back(k);
+      kkt.stamp[k] = j;
+    } else {
+      const int32_t member = kkt.data.conebeg[k] + kkt.rowmember[i];
+      kkt.work[i] = scal.eta[k] * kkt.root[member] * g;
+      kkt.work[urow + kkt.large[k]] += scal.eta[k] * kkt.u[member] * g;
+      kkt.work[vrow + kkt.large[k]] += scal.eta[k] * kkt.v[member] * g;
+    }
+  }
+  for (const int32_t k : kkt.touched) turn_rows(kkt, scal, k);
+  for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
+    kkt.s.val[p] = kkt.work[kkt.s.sub[p]];
+    kkt.work[kkt.s.sub[p]] = 0;
+  }
+}
+
+// Column j of b and h from its values in the order of their rows.
+void put_column(intpnt_kkt& kkt, int32_t j, std::span<const double> val) {
+  const size_t inb = size_t(kkt.b.ptr[j + 1] - kkt.b.ptr[j]);
+  std::copy_n(val.begin(), inb, kkt.b.val.begin() + kkt.b.ptr[j]);
+  std::copy(val.begin() + ptrdiff_t(inb), val.end(), kkt.h.val.begin() + kkt.h.ptr[j]);
+}
+
+// b and h of a small cone: its columns of s times W^-1, column by column.
+void fill_small(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
+  const spmat& s = kkt.s;
+  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
+  const size_t numrows =
+      size_t(kkt.b.ptr[first + 1] - kkt.b.ptr[first] + kkt.h.ptr[first + 1] - kkt.h.ptr[first]);
+  const double inveta = 1 / scal.eta[k], w0 = scal.w[first];
+  const std::span<double> along = std::span(kkt.along).first(numrows);
+  const std::span<double> col = std::span(kkt.along).subspan(numrows, numrows);
+  std::fill(along.begin(), along.end(), 0.0);
+  for (int32_t j = first + 1; j < last; ++j) {
+    for (ptrdiff_t p = s.ptr[j]; p < s.ptr[j + 1]; ++p) along[kkt.local[p]] -= scal.w[j] * s.val[p];
+  }
+  for (size_t r = 0; r < numrows; ++r) col[r] = inveta * along[r];
+  for (size_t r = 0; r < numrows; ++r) along[r] /= 1 + w0;
+  for (ptrdiff_t p = s.ptr[first]; p < s.ptr[first + 1]; ++p) {
+    col[kkt.local[p]] += inveta * w0 * s.val[p];
+    along[kkt.local[p]] += s.val[p];
+  }
+  put_column(kkt, first, col);
+  for (int32_t j = first + 1; j < last; ++j) {
+    const double factor = -inveta * scal.w[j];
+    for (size_t r = 0; r < numrows; ++r) col[r] = factor * along[r];
+    for (ptrdiff_t p = s.ptr[j]; p < s.ptr[j + 1]; ++p) col[kkt.local[p]] += inveta * s.val[p];
+    put_column(kkt, j, col);
+  }
+}
+
+// Column j of b and h as that of s times a factor; what else stands there comes after it.
+void fill_scaled(intpnt_kkt& kkt, int32_t j, double factor) {
+  const int32_t split = kkt.data.lp.m + kkt.numlarge;
+  ptrdiff_t inb = kkt.b.ptr[j], inh = kkt.h.ptr[j];
+  for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
+    (kkt.s.sub[p] < split ? kkt.b.val[inb++] : kkt.h.val[inh++]) = factor * kkt.s.val[p];
+  }
+}
+
+void fill_large(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
+  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
+  for (int32_t j = first; j < last; ++j) {
+    fill_scaled(kkt, j, 1 / (kkt.root[j] * scal.eta[k]));
+    kkt.b.val[kkt.b.ptr[j + 1] - 1] = kkt.u[j] / kkt.root[j];
+    if (j > first) kkt.h.val[kkt.h.ptr[j + 1] - 1] = kkt.v[j] / kkt.root[j];
+  }
+}
+
+}  // namespace
+
+void intpnt_bardtimesh(const intpnt_data& data, const intpnt_scal& scal, int power,
+                       std::span<const double> z, std::span<double> out) {
+  for (int32_t j = 0; j < data.numlin; ++j) {
+    out[j] = power > 0 ? z[j] * scal.w[j] : z[j] / scal.w[j];
+  }
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
+    (power > 0 ? cone_mulw : cone_divw)(part(scal.w, first, last), scal.eta[k],
+                                        part(z, first, last), part(out, first, last));
+  }
+}
+
+rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
+                         const monitor& mon) {
+  const intpnt_data& data = kkt.data;
+  expand_large(kkt, scal);
+  std::fill(kkt.stamp.begin(), kkt.stamp.end(), -1);
+  for (int32_t j = 0; j < data.lp.n; ++j) {
+    if (kkt.s.ptr[j] < kkt.s.ptr[j + 1]) fill_column(kkt, scal, j);
+  }
+  for (int32_t j = 0; j < data.numlin; ++j) fill_scaled(kkt, j, 1 / scal.w[j]);
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    if (kkt.form[k] == intpnt_form::small) fill_small(kkt, scal, k);
+    if (kkt.form[k] == intpnt_form::large) fill_large(kkt, scal, k);
+  }
+  kktfac_regul own;
+  own.regcol = own.regrow = regul;
+  own.pivrel = pivot_lost;
+  own.dynthr = pivot_lostabs;
+  own.dynval = pivot_value;
+  return kktfac_numfacsqd(*kkt.fac, kkt.d, kkt.e, own, mon);
+}
+
+namespace {
+
+// Right-hand side of the system from that of the scaled variables.
+void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+              std::span<const double> r2) {
+  const intpnt_data& data = kkt.data;
+  const int32_t next = kkt.b.ncol;
+  std::copy(r1t.begin(), r1t.end(), kkt.rhs.begin());
+  std::fill(kkt.rhs.begin() + data.lp.n, kkt.rhs.begin() + next, 0.0);
+  std::copy(r2.begin(), r2.end(), kkt.rhs.begin() + next);
+  std::fill(kkt.rhs.begin() + next + data.lp.m, kkt.rhs.end(), 0.0);
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    if (kkt.form[k] == intpnt_form::small) continue;
+    const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
+    const std::span<double> z = part(kkt.rhs, first, last);
+    const std::span<const double> w = part(scal.w, first, last);
+    if (kkt.form[k] == intpnt_form::large) {  // W r1t / (eta root)
+      cone_mulw(w, 1, z, z);
+      for (int32_t j = first; j < last; ++j) kkt.rhs[j] /= kkt.root[j];
+      continue;
+    }
+    // r1t + W D^-1 r2 in the rows; of a large cone W / (eta root) times that.
+    const std::span<double> g = part(kkt.gather, first, last);
+    for (int32_t j = first; j < last; ++j) {
+      const int32_t i = row_of(kkt, j);
+      kkt.gather[j] = r2[i] / kkt.rowval[i];
+    }
+    cone_mulw(w, scal.eta[k], g, g);
+    for (size_t t = 0; t < g.size(); ++t) g[t] += z[t];
+    if (kkt.form[k] == intpnt_form::rowlarge) cone_mulw(w, 1, g, g);
+    for (int32_t j = first; j < last; ++j) {
+      kkt.rhs[next + row_of(kkt, j)] = kkt.gather[j] / kkt.root[j];
+      kkt.rhs[j] = 0;
+    }
+  }
+}
+
+// xt and y from the solution of the system.
+void take_solution(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+                   std::span<double> xt, std::span<double> y) {
+  const intpnt_data& data = kkt.data;
+  const int32_t next = kkt.b.ncol;
+  std::copy_n(kkt.rhs.begin() + next, data.lp.m, y.begin());
+  std::copy_n(kkt.rhs.begin(), data.lp.n, xt.begin());
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    if (kkt.form[k] == intpnt_form::small) continue;
+    const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
+    const std::span<double> x = part(xt, first, last), g = part(kkt.gather, first, last);
+    const std::span<const double> w = part(scal.w, first, last);
+    if (kkt.form[k] == intpnt_form::large) {
+      for (int32_t j = first; j < last; ++j) xt[j] /= kkt.root[j];
+      cone_mulw(w, 1, x, x);
+      continue;
+    }
+    for (int32_t j = first; j < last; ++j) kkt.gather[j] = y[row_of(kkt, j)];
+    if (kkt.form[k] == intpnt_form::rowlarge) {  // W^-1 eta (root y + u y_u + v y_v)
+      const double yu = kkt.rhs[next + data.lp.m + kkt.large[k]];
+      const double yv = kkt.rhs[data.lp.n + kkt.large[k]];
+      for (int32_t j = first; j < last; ++j) {
+        kkt.gather[j] = kkt.root[j] * kkt.gather[j] + kkt.u[j] * yu - kkt.v[j] * yv;
+      }
+      cone_divw(w, 1, g, g);
+    }
+    for (int32_t j = first; j < last; ++j) xt[j] = kkt.gather[j] - r1t[j];
+    cone_mulw(w, scal.eta[k], g, g);
+    for (int32_t j = first; j < last; ++j) {
+      const int32_t i = row_of(kkt, j);
+      y[i] = kkt.gather[j] / kkt.rowval[i];
+    }
+  }
+}
+
+void solve_raw(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+               std::span<const double> r2, std::span<double> xt, std::span<double> y) {
+  make_rhs(kkt, scal, r1t, r2);
+  kktfac_solve(*kkt.fac, kkt.rhs, 1);
+  take_solution(kkt, scal, r1t, xt, y);
+}
+
+double relative(double residual, double size) {
+  return size > 0 ? residual / size : size;
+}
+
+// Residuals of both blocks in kkt.e1 and kkt.e2; A'y in aty. Returns the largest relative one: the
+// rows, the free columns and the others each have a scale of their own.
+double residual(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+                std::span<const double> r2, std::span<const double> xt, std::span<const double> y,
+                std::span<double> aty) {
+  const hom_prob& lp = kkt.data.lp;
+  std::fill(aty.begin(), aty.end(), 0.0);
+  spmat_addatx(spmat_look(lp.a), 1, y, aty);
+  intpnt_bardtimesh(kkt.data, scal, -1, xt, kkt.x);
+  std::copy(r2.begin(), r2.end(), kkt.e2.begin());
+  spmat_addatx(spmat_look(lp.at), -1, kkt.x, kkt.e2);
+  intpnt_bardtimesh(kkt.data, scal, -1, aty, kkt.e1);
+  double free = 0, sizefree = 0, most = 0, size = 0;
+  for (int32_t j = 0; j < lp.n; ++j) {
+    if (lp.isfree[j] != 0) {
+      kkt.e1[j] = r1t[j] - kkt.e1[j];
+      free = std::max(free, std::abs(kkt.e1[j]));
+      sizefree = std::max(sizefree, std::abs(r1t[j]));
+    } else {
+      kkt.e1[j] = r1t[j] + xt[j] - kkt.e1[j];
+      most = std::max(most, std::abs(kkt.e1[j]));
+      size = std::max({size, std::abs(r1t[j]), std::abs(xt[j])});
+    }
+  }
+  const double rel2 = relative(maxabs(kkt.e2), maxabs(r2) + maxabs(kkt.x));
+  const double rel1 = std::max(relative(free, sizefree + maxabs(aty)), relative(most, size));
+  return rel1 > rel2 || !(rel1 == rel1) ? rel1 : rel2;
+}
+
+}  // namespace
+
+namespace {
+
+struct kkt_rhs {
+  std::span<const double> r1t, r2;
+};
+struct kkt_point {
+  std::span<double> xt, y, aty;
+};
+
+void add_correction(const intpnt_kkt& kkt, double factor, const kkt_point& point) {
+  for (size_t i = 0; i < point.y.size(); ++i) point.y[i] += factor * kkt.cy[i];
+  for (size_t j = 0; j < point.xt.size(); ++j) point.xt[j] += factor * kkt.cx[j];
+}
+
+double residual_of(intpnt_kkt& kkt, const intpnt_scal& scal, const kkt_rhs& rhs,
+                   const kkt_point& point) {
+  return residual(kkt, scal, rhs.r1t, rhs.r2, point.xt, point.y, point.aty);
+}
+
+// Plain refinement. Returns the residual.
+double refine(intpnt_kkt& kkt, const intpnt_scal& scal, const kkt_rhs& rhs,
+              const kkt_point& point) {
+  double before = std::numeric_limits<double>::infinity();
+  for (int round = 0;; ++round) {
+    const double now = residual_of(kkt, scal, rhs, point);
+    if (round > 0 && !(now < before)) {  // the last round made it worse: take it back
+      add_correction(kkt, -1, point);
+      return residual_of(kkt, scal, rhs, point);
+    }
+    if (round == maxrefine || !(now > refine_tol) || now > refine_gain * before) return now;
+    before = now;
+    solve_raw(kkt, scal, kkt.e1, kkt.e2, kkt.cx, kkt.cy);
+    add_correction(kkt, 1, point);
+  }
+}
+
+// The residual in kkt.e1 and kkt.e2 as one vector, and back.
+void take_residual(const intpnt_kkt& kkt, double factor, std::span<double> to) {
+  const size_t n = kkt.e1.size();
+  for (size_t j = 0; j < n; ++j) to[j] = factor * kkt.e1[j];
+  for (size_t i = 0; i < kkt.e2.size(); ++i) to[n + i] = factor * kkt.e2[i];
+}
+void give_residual(intpnt_kkt& kkt, std::span<const double> from) {
+  std::copy_n(from.begin(), kkt.e1.size(), kkt.e1.begin());
+  std::copy_n(from.begin() + ptrdiff_t(kkt.e1.size()), kkt.e2.size(), kkt.e2.begin());
+}
+
+double dot(std::span<const double> a, std::span<const double> b) {
+  double sum = 0;
+  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+// Flexible GMRES from the residual in kkt.e1 and kkt.e2: as many pivots as there are corrections may
+// be far from those of the true system. Saad, "A flexible inner-outer preconditioned GMRES
+// algorithm", SIAM J. Sci. Comput. 14 (1993).
+struct krylov_small {
+  double h[intpnt_maxkrylov + 1][intpnt_maxkrylov] = {}, c[intpnt_maxkrylov] = {},
+                              s[intpnt_maxkrylov] = {}, g[intpnt_maxkrylov + 1] = {};
+  // Column k of h: earlier rotations, and the one that clears its last entry.
+  void rotate(int k) {
+    for (int i = 0; i < k; ++i) {
+      const double a = h[i][k], b = h[i + 1][k];
+      h[i][k] = c[i] * a + s[i] * b;
+      h[i + 1][k] = c[i] * b - s[i] * a;
+    }
+    const double r = std::hypot(h[k][k], h[k + 1][k]);
+    c[k] = r > 0 ? h[k][k] / r : 1;
+    s[k] = r > 0 ? h[k + 1][k] / r : 0;
+    h[k][k] = r;
+    g[k + 1] = -s[k] * g[k];
+    g[k] *= c[k];
+  }
+  // Coefficients of the first num corrections, in g.
+  void solve(int num) {
+    for (int i = num - 1; i >= 0; --i) {
+      for (int k = i + 1; k < num; ++k) g[i] -= h[i][k] * g[k];
+      g[i] = h[i][i] != 0 ? g[i] / h[i][i] : 0;
+    }
+  }
+};
+
+void krylov(intpnt_kkt& kkt, const intpnt_scal& scal, const kkt_point& point) {
+  const int32_t n = kkt.data.lp.n;
+  const size_t len = size_t(n) + kkt.data.lp.m;
+  auto vec = [&](int k) { return std::span(kkt.krylov).subspan(size_t(k) * len, len); };
+  auto corr = [&](int k) { return vec(intpnt_maxkrylov + 1 + k); };
+  krylov_small small;
+  take_residual(kkt, 1, vec(0));
+  const double start = std::sqrt(dot(vec(0), vec(0)));
+  if (!(start > 0) || !std::isfinite(start)) return;
+  for (double& e : vec(0)) e /= start;
+  small.g[0] = start;
+  int num = 0;
+  while (num < intpnt_maxkrylov && std::abs(small.g[num]) > krylov_tol * start) {
+    const std::span<double> z = corr(num), next = vec(num + 1);
+    const std::span<double> zx = z.first(size_t(n)), zy = z.subspan(size_t(n));
+    give_residual(kkt, vec(num));
+    solve_raw(kkt, scal, kkt.e1, kkt.e2, zx, zy);
+    residual(kkt, scal, kkt.zero1, kkt.zero2, zx, zy, kkt.cx);
+    take_residual(kkt, -1, next);
+    for (int i = 0; i <= num; ++i) {
+      small.h[i][num] = dot(next, vec(i));
+      for (size_t t = 0; t < len; ++t) next[t] -= small.h[i][num] * vec(i)[t];
+    }
+    const double norm = std::sqrt(dot(next, next));
+    small.h[num + 1][num] = norm;
+    if (!std::isfinite(norm)) break;
+    small.rotate(num++);
+    if (norm == 0) break;
+    for (double& e : next) e /= norm;
+  }
+  small.solve(num);
+  std::fill(kkt.cx.begin(), kkt.cx.end(), 0.0);
+  std::fill(kkt.cy.begin(), kkt.cy.end(), 0.0);
+  for (int k = 0; k < num; ++k) {
+    const std::span<const double> z = corr(k);
+    for (int32_t j = 0; j < n; ++j) kkt.cx[j] += small.g[k] * z[j];
+    for (size_t i = 0; i < kkt.cy.size(); ++i) kkt.cy[i] += small.g[k] * z[size_t(n) + i];
+  }
+  add_correction(kkt, 1, point);
+}
+
+}  // namespace
+
+double intpnt_kktsolve(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+                       std::span<const double> r2, std::span<double> xt, std::span<double> y,
+                       std::span<double> aty) {
+  const kkt_rhs rhs{r1t, r2};
+  const kkt_point point{xt, y, aty};
+  solve_raw(kkt, scal, r1t, r2, xt, y);
+  const double now = refine(kkt, scal, rhs, point);
+  if (!(now > krylov_ask)) return now;
+  krylov(kkt, scal, point);
+  const double after = residual_of(kkt, scal, rhs, point);
+  if (after < now) return after;
+  add_correction(kkt, -1, point);
+  return residual_of(kkt, scal, rhs, point);
+}

@@ -1,0 +1,97 @@
+// Newton systems of the conic method in scaled variables. With W the scaling of the current point
+// (diagonal for linear columns, symmetric per cone; free columns have none), xt = W x, B = A W^-1:
+//
+//   [-I  B'] [xt]   [r1t]
+//   [ B  0 ] [y ] = [r2 ]          (free columns: 0 in place of I, and their own A)
+//
+// is factorized as a quasi-definite system. Forming B by the product form of W, never W^2, keeps the
+// small eigenvalues of the scaling; so does taking xt from y by the first row again.
+// - A small cone gets the union of its columns' patterns in each of its columns of B.
+// - A cone all of whose columns are singletons D in rows of their own, D x + G z = r, leaves the system
+//   together with x: its rows become W D^-1 G with a unit diagonal. That spares H^-1, whose large
+//   eigenvalues would hide the small ones.
+// - A large cone of either kind keeps its pattern: it is scaled by a diagonal alone, and the rest of
+//   W^2 = eta^2 (D + u u' - v v') goes into one more row (u) and one more column (v) with unit
+//   diagonals.
+// Vanderbei, "Symmetric quasidefinite matrices", SIAM J. Optim. 5 (1995); Andersen, Roos, Terlaky,
+// "On implementing a primal-dual interior-point method for conic quadratic optimization", Math.
+// Program. 95 (2003); Goldfarb, Scheinberg, "Product-form Cholesky factorization in interior point
+// methods for second-order cone programming", Math. Program. 103 (2005).
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "cpub/memman.h"
+#include "cpub/monitor.h"
+#include "homo/homprob.h"
+#include "kfac/kktfac.h"
+
+// The problem of the iteration: all cones quadratic, columns of cones after all others.
+struct intpnt_data {
+  hom_prob lp;                 // scaled; columns of a cone have one common factor
+  int32_t numlin = 0;          // columns in no cone: linear or free
+  mm_vector<int32_t> conebeg;  // number of cones + 1: first column of each, then n
+  explicit intpnt_data(mm_place place) : lp(place), conebeg(place) {}
+  int32_t numcone() const { return int32_t(conebeg.size()) - 1; }
+};
+
+// Scaling at a point.
+struct intpnt_scal {
+  mm_vector<double> w;           // n: linear: the entry of W; free: 1; members of a cone: its w
+  mm_vector<double> lam;         // n: W x = W^-1 s of cone members
+  mm_vector<double> eta;         // of each cone
+  mm_vector<double> detx, dets;  // of each cone, carried from step to step
+  explicit intpnt_scal(mm_place place)
+      : w(place), lam(place), eta(place), detx(place), dets(place) {}
+};
+
+// intpnt_bardtimesh: out = W z (power 1) or W^-1 z (power -1); free columns are copied. out may be z.
+void intpnt_bardtimesh(const intpnt_data& data, const intpnt_scal& scal, int power,
+                       std::span<const double> z, std::span<double> out);
+
+constexpr int intpnt_maxkrylov = 12;  // most corrections that intpnt_kktsolve combines
+
+// How a cone stands in the system.
+enum class intpnt_form : uint8_t { small, large, rowsmall, rowlarge };
+
+struct intpnt_kkt {
+  const intpnt_data& data;
+  kktfac_ptr fac;
+  // Rows of s: those of A, then one for u of each large cone, then one for v of each.
+  spmat s;     // A with its rows transformed
+  spmat b, h;  // s with its columns transformed as well: its rows up to u, and those of v
+  int32_t numlarge = 0;
+  mm_vector<intpnt_form> form;  // of each cone
+  mm_vector<int32_t> large;     // number of each cone among the large ones, or -1
+  mm_vector<int32_t> rowcone,
+      rowmember;               // m: cone that a row has left the system for, or -1; place
+                               // of its column among the members
+  mm_vector<double> rowval;    // m: its entry
+  mm_vector<ptrdiff_t> local;  // entry of s in a small cone: its place in B's column
+  mm_vector<double> root;      // n: of members of large cones: square root of D
+  mm_vector<double> u, v;      // n: likewise
+  mm_vector<double> d, e;      // diagonals, extended
+  mm_vector<double> rhs;       // extended
+  mm_vector<double> along, work, gather;
+  mm_vector<int32_t> touched, stamp;
+  mm_vector<double> x, e1, e2, cx, cy, zero1, zero2;
+  mm_vector<double> krylov;  // residuals and corrections of intpnt_kktsolve, side by side
+  intpnt_kkt(const intpnt_data& problem, memman& mman);
+};
+
+// intpnt_kktsetup: patterns, ordering and symbolic factor.
+rescode intpnt_kktsetup(intpnt_kkt& kkt, const kktfac_settings& set, const monitor& mon,
+                        const monitor& orderlog);
+// intpnt_kktfactor: B for a scaling, and its factor; regul > 0 is added to every diagonal.
+rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
+                         const monitor& mon);
+
+// intpnt_kktsolve: solves with refinement against the system without regularization.
+//   r1t, r2  right-hand side
+//   xt, y    out
+//   aty      out: A'y
+// Returns the residual relative to right-hand side and solution.
+double intpnt_kktsolve(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
+                       std::span<const double> r2, std::span<double> xt, std::span<double> y,
+                       std::span<double> aty);
