@@ -1,7 +1,5 @@
 // Driver of the factorization: the object, and setup, numeric phase and solves of the normal
 // equations.
-#include <omp.h>
-
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -12,6 +10,7 @@
 #include "cpub/timer.h"
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
+#include "kfac/kopenmp.h"
 #include "kfac/pchsolve.h"
 #include "kfac/psymface.h"
 #include "kfac/sorder1.h"
@@ -41,10 +40,9 @@ const kktfac_stats& kktfac_getstats(const kktfac& fac) noexcept {
 
 namespace {
 
-constexpr double pivabs = 1e-30;    // a pivot below it is refused whatever its diagonal; absolute
-constexpr double serialform = 1e6;  // less work to form A D A' is left to one thread
-constexpr int32_t cgmaxiter = 15;   // of the refinement with dense columns
-constexpr double cgstop = 1e-14;    // residual, relative to the right-hand side
+constexpr double pivabs = 1e-30;   // a pivot below it is refused whatever its diagonal; absolute
+constexpr int32_t cgmaxiter = 15;  // of the refinement with dense columns
+constexpr double cgstop = 1e-14;   // residual, relative to the right-hand side
 constexpr int32_t cgvectors = 5;
 
 void reserve_scratch(kktfac& fac) {
@@ -59,12 +57,27 @@ void reserve_scratch(kktfac& fac) {
   fac.cg.resize(m * cgvectors);
 }
 
-void fill_stats(kktfac& fac, const spmat_view& graph) {
+// The symbolic factor, from the sparser of two patterns that have the same.
+void analyse(kktfac& fac, std::span<const uint8_t> isoff, const spmat& graph,
+             std::span<const int32_t> order) {
+  if (graph.sub.size() <= 2 * fac.a.sub.size()) {
+    symface_make(spmat_look(graph), order, fac.sym);
+    return;
+  }
+  const mm_place at = mm_at(*fac.mman);
+  mm_vector<int32_t> iperm(order.size(), 0, at);
+  for (size_t k = 0; k < order.size(); ++k) iperm[order[k]] = int32_t(k);
+  spmat star(at);
+  psymface_star(fac.a, isoff, iperm, star);
+  symface_make(spmat_look(star), order, fac.sym);
+}
+
+void fill_stats(kktfac& fac, int64_t matnumnz) {
   kktfac_stats& st = fac.stats;
   st.dim = fac.numrow;
   st.numoffcol = int32_t(fac.schur.cols.size());
   st.dendim = st.numoffcol;
-  st.matnumnz = int64_t(graph.sub.size()) / 2 + fac.numrow;
+  st.matnumnz = matnumnz;
   st.numnz = fac.sym.numnz;
   st.storednz = int64_t(fac.sym.panelpos[fac.sym.numsn]);
   st.flops = fac.sym.flops;
@@ -97,14 +110,14 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   fac.stats.gpsavednz = part.gpsavednz;
   fac.stats.gpsavedflops = part.gpsavedflops;
   if (r != rescode::ok) return r;
-  symface_make(spmat_look(graph), order, fac.sym);
+  analyse(fac, isoff, graph, order);
   adaform_make(fac.a, isoff, fac.sym, 0, false, fac.form);
   const bool replaces = !fac.schur.cols.empty();
   psched_make(fac.sym, set.numthreads, fac.sched);
   pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), replaces, fac.chol);
   if (replaces) psschur_make(fac.sym, fac.schur);
   reserve_scratch(fac);
-  fill_stats(fac, spmat_look(graph));
+  fill_stats(fac, int64_t(graph.sub.size()) / 2 + fac.numrow);
   fac.stats.tsetup += timer_wall(clock);
   fac.isset = true;
   return mon.poll();
@@ -112,19 +125,13 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
 
 namespace {
 
-void form_panels(kktfac& fac) {
-  const auto one = [&](int32_t s, int32_t thread) {
-    const size_t size = fac.form.mapptr.empty() ? size_t(fac.numrow) : 0;
-    adaform_rows(fac.form, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag,
-                 std::span(fac.place).subspan(size_t(thread) * size, size));
-  };
-  const int32_t numthreads = fac.form.flops < serialform ? 1 : fac.sched.numthreads;
-  if (numthreads == 1) {
-    for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, 0);
-    return;
-  }
-#pragma omp parallel for schedule(dynamic, 16) num_threads(numthreads)
-  for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, omp_get_thread_num());
+void form_panels(kktfac& fac, kteam& team) {
+  const mm_vector<int32_t>& cut = fac.form.cut;
+  const size_t size = fac.form.mapptr.empty() ? size_t(fac.numrow) : 0;
+  kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
+    adaform_cols(fac.form, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
+                 std::span(fac.place).subspan(size_t(member) * size, size));
+  });
 }
 
 // What the pivots are held against: the diagonal before elimination. With dense columns a refused
@@ -144,17 +151,18 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   if (!fac.isset) return rescode::err_internal;
   fac.isfactored = false;
   const timer clock = timer_start();
-  std::ranges::fill(fac.diag, regul.shift);
-  adaform_scale(fac.form, d, fac.diag);
-  form_panels(fac);
-  set_pivots(fac, regul);
-  fac.stats.tada += timer_wall(clock);
-  fac.shift = regul.shift;
   int32_t numrefused = 0;
-  if (const rescode r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, numrefused);
-      r != rescode::ok) {
-    return r;
-  }
+  rescode r = rescode::ok;
+  kteam_run(fac.sched.numthreads, [&](kteam& team) {
+    std::ranges::fill(fac.diag, regul.shift);
+    adaform_scale(fac.form, d, fac.diag);
+    form_panels(fac, team);
+    set_pivots(fac, regul);
+    fac.stats.tada += timer_wall(clock);
+    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, team, numrefused);
+  });
+  fac.shift = regul.shift;
+  if (r != rescode::ok) return r;
   if (!fac.schur.cols.empty()) {
     const timer denseclock = timer_start();
     std::ranges::copy(d, fac.d.begin());

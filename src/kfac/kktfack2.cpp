@@ -1,6 +1,4 @@
 // Driver of the factorization: setup, numeric phase and solves of the quasi-definite system.
-#include <omp.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -8,6 +6,7 @@
 #include "cpub/timer.h"
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
+#include "kfac/kopenmp.h"
 #include "kfac/pchsolve.h"
 #include "kfac/sqdplan.h"
 
@@ -16,7 +15,6 @@ namespace {
 constexpr double form1cheap = 1e6;   // flops up to which form 2 is not tried
 constexpr double form1cliques = 10;  // nor when columns first joins at most that many rows an entry
 constexpr double form2gain = 3;      // form 2 is taken when form 1 costs that many times as much
-constexpr double serialform = 1e6;   // less work to form the matrix is left to one thread
 
 void check_kind(const kktfac& fac, const char* text, fault_place place = fault_here()) {
   if (fac.kind == kktfac_kind::sqd) return;
@@ -147,20 +145,13 @@ rescode kktfac_autosetup(kktfac& fac, const kktfac_settings& set, const monitor&
 
 namespace {
 
-void form_panels(kktfac& fac, const sqdmatrix& k) {
-  const auto one = [&](int32_t s, int32_t thread) {
-    const size_t size = fac.big.elim.mapptr.empty() ? size_t(fac.sym.n) : 0;
-    sqdform_rows(k, fac.big, fac.sym, s, pcholfac_panel(fac.chol, fac.sym, s), fac.diag,
-                 std::span(fac.place).subspan(size_t(thread) * size, size));
-  };
-  const double work = fac.big.elim.flops + 2 * double(fac.big.from.size());
-  const int32_t numthreads = work < serialform ? 1 : fac.sched.numthreads;
-  if (numthreads == 1) {
-    for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, 0);
-    return;
-  }
-#pragma omp parallel for schedule(dynamic, 64) num_threads(numthreads)
-  for (int32_t s = 0; s < fac.sym.numsn; ++s) one(s, omp_get_thread_num());
+void form_panels(kktfac& fac, const sqdmatrix& k, kteam& team) {
+  const mm_vector<int32_t>& cut = fac.big.elim.cut;
+  const size_t size = fac.big.elim.mapptr.empty() ? size_t(fac.sym.n) : 0;
+  kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
+    sqdform_cols(k, fac.big, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
+                 std::span(fac.place).subspan(size_t(member) * size, size));
+  });
 }
 
 // A row that falls to rounding of its diagonal depends on rows before it: it leaves the system, so
@@ -183,11 +174,14 @@ rescode kktfac_numfacsqd(kktfac& fac, std::span<const double> d, std::span<const
   fac.isfactored = false;
   const timer clock = timer_start();
   const sqdmatrix k{fac.a, fac.h, d, e, regul.regcol, regul.regrow};
-  sqdform_begin(k, fac.big, fac.diag);
-  form_panels(fac, k);
-  set_pivots(fac, regul);
-  fac.stats.tada += timer_wall(clock);
-  const rescode r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, fac.stats.numskipped);
+  rescode r = rescode::ok;
+  kteam_run(fac.sched.numthreads, [&](kteam& team) {
+    sqdform_begin(k, fac.big, fac.diag);
+    form_panels(fac, k, team);
+    set_pivots(fac, regul);
+    fac.stats.tada += timer_wall(clock);
+    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, team, fac.stats.numskipped);
+  });
   if (r != rescode::ok) return r;
   ++fac.stats.num;
   fac.stats.tfactor += timer_wall(clock);

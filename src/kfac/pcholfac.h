@@ -3,19 +3,37 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <span>
+#include <vector>
 
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
+#include "kfac/kopenmp.h"
 #include "kfac/psched.h"
 #include "kfac/symface.h"
 #include "lalib/parblas.h"
 
+// An allocator that leaves what it makes room for as it is: forming writes all that is read.
+template <class T>
+struct pcholfac_alloc : mm_alloc<T> {
+  using mm_alloc<T>::mm_alloc;
+  template <class U>
+  struct rebind {
+    using other = pcholfac_alloc<U>;
+  };
+  template <class U>
+  void construct(U* at) noexcept {
+    ::new (static_cast<void*>(at)) U;
+  }
+};
+using pcholfac_space = std::vector<double, pcholfac_alloc<double>>;
+
 struct pcholfac {
   const parblas_family* family = nullptr;
-  mm_vector<double> values;  // the panels, from base on
-  mm_vector<double> stack;   // update matrices
-  mm_vector<double> work;    // of the kernels, worksize for each thread
+  pcholfac_space values;   // the panels, from base on
+  pcholfac_space stack;    // update matrices
+  mm_vector<double> work;  // of the kernels, worksize for each thread
   ptrdiff_t worksize = 0;
   mm_vector<int32_t> refused;  // for each thread
   mm_vector<double> d, dinv;   // n; zero where the pivot was skipped
@@ -37,6 +55,9 @@ struct pcholfac {
         sign(at),
         delta(at) {}
 };
+inline double* pcholfac_panels(pcholfac& fac) {
+  return fac.values.data() + fac.base;
+}
 inline double* pcholfac_panel(pcholfac& fac, const symface& sym, int32_t s) {
   return fac.values.data() + fac.base + sym.panelpos[s];
 }
@@ -48,8 +69,8 @@ inline const double* pcholfac_panel(const pcholfac& fac, const symface& sym, int
 //   replaces  whether refused pivots are replaced (rep is used)
 void pcholfac_make(const symface& sym, const psched& sched, const parblas_family& family,
                    bool replaces, pcholfac& fac);
-// pcholfac_numeric: factorizes what the panels hold, with the team of the schedule. The bits of the
-// factor do not depend on the team.
+// pcholfac_numeric: factorizes what the panels hold; by the leader of the team of the schedule. The
+// bits of the factor do not depend on the team.
 //   numrefused  out: pivots that did not exceed thr
 rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, const monitor& mon,
-                         int32_t& numrefused);
+                         kteam& team, int32_t& numrefused) noexcept;

@@ -99,9 +99,22 @@ void make_map(const symface& sym, double numproduct, adaform& form) {
   form.mapptr[sym.n] = to;
 }
 
-}  // namespace
-
-namespace {
+// Tasks of about taskwork products, zeros counted in.
+void cut_tasks(const symface& sym, adaform& form) {
+  constexpr double taskwork = 2e4, zerowork = 0.25;
+  double work = taskwork;
+  int32_t s = 0;
+  for (int32_t i = 0; i < sym.n; ++i) {
+    if (i >= sym.first[s + 1]) ++s;
+    if (work >= taskwork) {
+      form.cut.push_back(i);
+      work = 0;
+    }
+    work += 1 + zerowork * sym.panelld[s];
+    for (ptrdiff_t q = form.rowptr[i]; q < form.rowptr[i + 1]; ++q) work += form.entlen[q];
+  }
+  form.cut.push_back(sym.n);
+}
 
 // The same walk as that of permute_columns, for the places of the entries in A.
 void find_sources(const spmat_view& a, std::span<const uint8_t> isoff,
@@ -140,6 +153,7 @@ void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const sym
   for (const int32_t len : made.entlen) numproduct += len;
   made.flops = 2 * numproduct + double(made.val.size()) + 2 * double(made.singlesq.size());
   make_map(sym, numproduct, made);
+  cut_tasks(sym, made);
   form = std::move(made);
 }
 
@@ -167,14 +181,21 @@ void adaform_scale(adaform& form, std::span<const double> d, std::span<double> d
   }
 }
 
-void adaform_rows(const adaform& form, const symface& sym, int32_t s, double* panel,
+void adaform_cols(const adaform& form, const symface& sym, int32_t c0, int32_t c1, double* panels,
                   std::span<double> diag, std::span<int32_t> place) {
-  const int32_t first = sym.first[s], ld = sym.panelld[s];
   const bool ismapped = !form.mapptr.empty();
-  if (!ismapped) place_rows(sym, s, place);
-  std::fill_n(panel, sym.panelpos[s + 1] - sym.panelpos[s], 0.0);
-  for (int32_t i = first; i < sym.first[s + 1]; ++i) {
-    double* to = panel + ptrdiff_t(i - first) * ld;
+  int32_t s = int32_t(std::upper_bound(sym.first.begin(), sym.first.begin() + sym.numsn, c0) -
+                      sym.first.begin()) -
+              1;
+  if (!ismapped && c0 < c1) place_rows(sym, s, place);
+  for (int32_t i = c0; i < c1; ++i) {
+    if (i >= sym.first[s + 1]) {
+      ++s;
+      if (!ismapped) place_rows(sym, s, place);
+    }
+    const int32_t ld = sym.panelld[s];
+    double* to = panels + sym.panelpos[s] + ptrdiff_t(i - sym.first[s]) * ld;
+    std::fill_n(to, ld, 0.0);
     const int32_t* row = ismapped ? form.map.data() + form.mapptr[i] : nullptr;
     for (ptrdiff_t q = form.rowptr[i]; q < form.rowptr[i + 1]; ++q) {
       const double factor = form.scaled[form.entpos[q]];
@@ -190,7 +211,8 @@ void adaform_rows(const adaform& form, const symface& sym, int32_t s, double* pa
         for (int32_t t = 0; t < len; ++t) to[place[sub[t]]] += factor * val[t];
       }
     }
-    to[i - first] += diag[i];
-    diag[i] = to[i - first];
+    double& own = to[i - sym.first[s]];
+    own += diag[i];
+    diag[i] = own;
   }
 }

@@ -25,6 +25,7 @@ struct adaform {
   mm_vector<double> singlesq;  // squared entry
   // Where each entry stands in the caller's values, when these are read again each time.
   mm_vector<ptrdiff_t> valfrom, singlefrom;
+  mm_vector<int32_t> cut;  // columns of the factor where tasks of like work begin, and n
   double flops = 0;
   explicit adaform(mm_place at)
       : col(at),
@@ -41,7 +42,8 @@ struct adaform {
         singlecol(at),
         singlesq(at),
         valfrom(at),
-        singlefrom(at) {}
+        singlefrom(at),
+        cut(at) {}
 };
 
 // adaform_make: A by columns, columns with a flag in isoff left out.
@@ -51,11 +53,12 @@ void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const sym
                   int32_t rowbase, bool rereads, adaform& form);
 // adaform_reread: takes new values of the same A.
 void adaform_reread(adaform& form, std::span<const double> val);
-// adaform_scale: takes the diagonal D of this iteration; before adaform_rows.
+// adaform_scale: takes the diagonal D of this iteration; before adaform_cols.
 //   diag  n, in the order of the factor: the columns with one entry are added
 void adaform_scale(adaform& form, std::span<const double> d, std::span<double> diag);
-// adaform_rows: A D A' of the columns of supernode s, into its panel (which is overwritten).
-//   diag    n, added to the diagonal; out, the whole diagonal at the columns of s
-//   place   n, scratch that may hold anything
-void adaform_rows(const adaform& form, const symface& sym, int32_t s, double* panel,
+// adaform_cols: A D A' of columns c0 .. c1-1 of the factor, into its panels (overwritten there).
+//   panels  where sym.panelpos counts from
+//   diag    n, added to the diagonal; out, the whole diagonal at these columns
+//   place   n, scratch that may hold anything; may be empty with a map
+void adaform_cols(const adaform& form, const symface& sym, int32_t c0, int32_t c1, double* panels,
                   std::span<double> diag, std::span<int32_t> place);

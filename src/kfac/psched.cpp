@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr double serialflops = 2e6;  // a smaller factorization is not worth waking a team
-constexpr double sharepart = 3;      // subtrees are cut until the largest is that part of a share
+constexpr double serialflops = 1e7;  // a smaller factorization is not worth waking a team
+constexpr double sharepart = 4;      // subtrees are cut until the largest is that part of a share
 
 struct subtree {
   double flops;
@@ -26,26 +26,30 @@ void sum_subtrees(const symface& sym, std::span<double> flops, std::span<int32_t
   }
 }
 
-// Largest subtree first to the thread with the least work.
-void deal(std::span<subtree> trees, std::span<const int32_t> first, psched& sched) {
+// Neighbours in postorder are put together until they are worth a task; the largest come first.
+void make_tasks(std::span<subtree> trees, std::span<const int32_t> first, double enough,
+                psched& sched) {
   const mm_place at = sched.top.get_allocator().place;
-  std::sort(trees.begin(), trees.end(), [](const subtree& x, const subtree& y) { return y < x; });
-  mm_vector<double> load(size_t(sched.numthreads), 0.0, at);
-  mm_vector<int32_t> owner(trees.size(), 0, at);
-  for (size_t k = 0; k < trees.size(); ++k) {
-    const auto least = std::ranges::min_element(load) - load.begin();
-    owner[k] = int32_t(least);
-    load[least] += trees[k].flops;
-  }
-  for (int32_t t = 0; t < sched.numthreads; ++t) {
-    sched.threadptr.push_back(int32_t(sched.first.size()));
-    for (size_t k = 0; k < trees.size(); ++k) {
-      if (owner[k] != t) continue;
-      sched.first.push_back(first[trees[k].root]);
-      sched.last.push_back(trees[k].root);
+  struct range {
+    double flops;
+    int32_t first, last;
+  };
+  std::sort(trees.begin(), trees.end(),
+            [](const subtree& x, const subtree& y) { return x.root < y.root; });
+  mm_vector<range> tasks(at);
+  for (const subtree& t : trees) {
+    if (tasks.empty() || tasks.back().last + 1 != first[t.root] || tasks.back().flops > enough) {
+      tasks.push_back({0, first[t.root], t.root});
     }
+    tasks.back().flops += t.flops;
+    tasks.back().last = t.root;
   }
-  sched.threadptr.push_back(int32_t(sched.first.size()));
+  std::stable_sort(tasks.begin(), tasks.end(),
+                   [](const range& x, const range& y) { return x.flops > y.flops; });
+  for (const range& t : tasks) {
+    sched.first.push_back(t.first);
+    sched.last.push_back(t.last);
+  }
 }
 
 void cut_tree(const symface& sym, psched& sched) {
@@ -62,7 +66,7 @@ void cut_tree(const symface& sym, psched& sched) {
   }
   std::make_heap(heap.begin(), heap.end());
   const double limit = total / (sharepart * sched.numthreads);
-  while (!heap.empty() && heap.front().flops > limit && sym.child[heap.front().root] >= 0) {
+  while (!heap.empty() && heap.front().flops > limit) {
     const int32_t root = heap.front().root;
     std::pop_heap(heap.begin(), heap.end());
     heap.pop_back();
@@ -73,7 +77,7 @@ void cut_tree(const symface& sym, psched& sched) {
     }
   }
   std::ranges::sort(sched.top);
-  deal(heap, first, sched);
+  make_tasks(heap, first, limit / 2, sched);
 }
 
 ptrdiff_t update_size(const symface& sym, int32_t s) {
@@ -111,32 +115,32 @@ void settle_update(symface& sym, int32_t s, std::span<const uint8_t> odd,
   pos += base;
 }
 
-// The matrices that subtrees hand to the top come first, then a region for each thread, then one for
-// the top.
-void place_updates(symface& sym, const psched& sched) {
+// The matrices that leave their ranges come first, then a region for each thread, then one for the
+// top.
+void place_updates(symface& sym, psched& sched) {
   const mm_place at = sched.top.get_allocator().place;
   mm_vector<uint8_t> odd(size_t(sym.numsn), 0, at), handed(size_t(sym.numsn), 0, at);
   for (int32_t s = sym.numsn - 1; s >= 0; --s) {
     odd[s] = sym.parent[s] < 0 ? 0 : odd[sym.parent[s]] ^ 1;
   }
   ptrdiff_t base = 0;
-  for (const int32_t s : sched.last) {
-    handed[s] = 1;
-    sym.stackpos[s] = base;
-    base += update_size(sym, s);
-  }
-  for (int32_t t = 0; t < sched.numthreads; ++t) {
-    ptrdiff_t most = 0;
-    for (int32_t k = sched.threadptr[t]; k < sched.threadptr[t + 1]; ++k) {
-      region r;
-      for (int32_t s = sched.first[k]; s <= sched.last[k]; ++s) push_update(sym, s, odd, handed, r);
-      for (int32_t s = sched.first[k]; s <= sched.last[k]; ++s) {
-        settle_update(sym, s, odd, handed, r, base);
+  for (size_t k = 0; k < sched.first.size(); ++k) {
+    region r;
+    for (int32_t s = sched.first[k]; s <= sched.last[k]; ++s) {
+      if (sym.parent[s] < 0 || sym.parent[s] > sched.last[k]) {
+        handed[s] = 1;
+        sym.stackpos[s] = base;
+        base += update_size(sym, s);
       }
-      most = std::max(most, r.peak);
+      push_update(sym, s, odd, handed, r);
     }
-    base += most;
+    for (int32_t s = sched.first[k]; s <= sched.last[k]; ++s) {
+      settle_update(sym, s, odd, handed, r, 0);
+    }
+    sched.regionsize = std::max(sched.regionsize, r.peak);
   }
+  sched.regionbase = base;
+  base += sched.regionsize * sched.numthreads;
   region r;
   for (const int32_t s : sched.top) push_update(sym, s, odd, handed, r);
   for (const int32_t s : sched.top) settle_update(sym, s, odd, handed, r, base);
@@ -156,12 +160,9 @@ void psched_make(symface& sym, int32_t numthreads, psched& sched) {
   made.numthreads = sym.flops < serialflops ? 1 : std::max(1, numthreads);
   if (made.numthreads > 1) {
     cut_tree(sym, made);
-  } else {
-    made.threadptr = mm_vector<int32_t>({0, sym.numsn > 0 ? 1 : 0}, made.top.get_allocator());
-    if (sym.numsn > 0) {
-      made.first.push_back(0);
-      made.last.push_back(sym.numsn - 1);
-    }
+  } else if (sym.numsn > 0) {
+    made.first.push_back(0);
+    made.last.push_back(sym.numsn - 1);
   }
   place_updates(sym, made);
   sched = std::move(made);

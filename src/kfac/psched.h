@@ -1,5 +1,5 @@
-// Parallel schedule of the numeric factorization: subtrees of supernodes that threads own, and the
-// top of the tree, whose fronts all threads share. It also gives every update matrix its place.
+// Parallel schedule of the numeric factorization: ranges of subtrees that one thread does each, and
+// the top of the tree, whose fronts all threads share. It also gives every update matrix its place.
 #pragma once
 
 #include <cstdint>
@@ -7,14 +7,16 @@
 #include "cpub/memman.h"
 #include "kfac/symface.h"
 
-// Thread t does subtrees threadptr[t] .. threadptr[t+1]-1 of first and last, supernodes first[k] ..
-// last[k], then all threads do the supernodes in top one after the other.
+// Task k is supernodes first[k] .. last[k], whole subtrees, whichever thread takes it; tasks come with
+// the most work first. Then all threads do the supernodes in top one after the other. An update
+// matrix that stays within its range stands in the region of the thread that does it, at stackpos of
+// the symbolic factor from the region's begin; all others at stackpos itself.
 struct psched {
   int32_t numthreads = 1;
-  mm_vector<int32_t> threadptr;  // numthreads + 1
   mm_vector<int32_t> first, last;
   mm_vector<int32_t> top;  // increasing
-  explicit psched(mm_place at) : threadptr(at), first(at), last(at), top(at) {}
+  ptrdiff_t regionbase = 0, regionsize = 0;
+  explicit psched(mm_place at) : first(at), last(at), top(at) {}
 };
 
 // psched_flops: of one front, as stored.

@@ -19,3 +19,10 @@ void psymface_offcol(const spmat_view& a, int32_t threshold, mm_vector<int32_t>&
 //   graph   out, replaced
 void psymface_aat(const spmat_view& a, const spmat_view& at, std::span<const uint8_t> isoff,
                   spmat& graph);
+
+// psymface_star: a sparser pattern with the same factor as A A' under an order: the first row of each
+// column of A joined with the column's other rows.
+//   iperm  place of each row in the order
+//   graph  out, replaced; each pair in both columns, a pair may come more than once
+void psymface_star(const spmat_view& a, std::span<const uint8_t> isoff,
+                   std::span<const int32_t> iperm, spmat& graph);

@@ -41,30 +41,25 @@ void place_fixed(const spmat_view& a, const spmat_view& h, const sqdplan& plan, 
                  sqdform& form) {
   const mm_place at = form.ptr.get_allocator().place;
   const auto n = size_t(sym.n);
-  mm_vector<ptrdiff_t> bucket(n + 1, 0, at);  // entries by their lower end
-  each_fixed(a, h, plan, sym, [&](const fixed_entry& x) { ++bucket[x.low + 1]; });
-  for (size_t k = 0; k < n; ++k) bucket[k + 1] += bucket[k];
-  const auto num = size_t(bucket[n]);
+  form.ptr.assign(n + 1, 0);
+  each_fixed(a, h, plan, sym, [&](const fixed_entry& x) { ++form.ptr[x.low + 1]; });
+  for (size_t k = 0; k < n; ++k) form.ptr[k + 1] += form.ptr[k];
+  const auto num = size_t(form.ptr.back());
   form.from.resize(num);
   form.to.resize(num);
-  mm_vector<ptrdiff_t> fill(bucket.begin(), bucket.end(), at);
+  mm_vector<ptrdiff_t> fill(form.ptr.begin(), form.ptr.end(), at);
   each_fixed(a, h, plan, sym, [&](const fixed_entry& x) {
     const ptrdiff_t k = fill[x.low]++;
     form.from[k] = x.from;
     form.to[k] = x.high;
   });
   mm_vector<int32_t> place(n, 0, at);
-  form.ptr.resize(size_t(sym.numsn) + 1);
   for (int32_t s = 0; s < sym.numsn; ++s) {
-    form.ptr[s] = bucket[sym.first[s]];
     place_rows(sym, s, place);
-    for (int32_t c = sym.first[s]; c < sym.first[s + 1]; ++c) {
-      for (ptrdiff_t k = bucket[c]; k < bucket[c + 1]; ++k) {
-        form.to[k] = place[form.to[k]] + ptrdiff_t(c - sym.first[s]) * sym.panelld[s];
-      }
+    for (ptrdiff_t k = form.ptr[sym.first[s]]; k < form.ptr[sym.first[s + 1]]; ++k) {
+      form.to[k] = place[form.to[k]];
     }
   }
-  form.ptr[sym.numsn] = ptrdiff_t(num);
 }
 
 }  // namespace
@@ -112,12 +107,19 @@ void sqdform_begin(const sqdmatrix& k, sqdform& form, std::span<double> diag) {
   adaform_scale(form.elim, form.theta, diag);
 }
 
-void sqdform_rows(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t s,
-                  double* panel, std::span<double> diag, std::span<int32_t> place) {
-  adaform_rows(form.elim, sym, s, panel, diag, place);
-  for (ptrdiff_t p = form.ptr[s]; p < form.ptr[s + 1]; ++p) {
-    const ptrdiff_t from = form.from[p];
-    panel[form.to[p]] += from >= 0 ? k.a.val[from] : -k.h.val[-1 - from];
+void sqdform_cols(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
+                  int32_t c1, double* panels, std::span<double> diag, std::span<int32_t> place) {
+  adaform_cols(form.elim, sym, c0, c1, panels, diag, place);
+  int32_t s = int32_t(std::upper_bound(sym.first.begin(), sym.first.begin() + sym.numsn, c0) -
+                      sym.first.begin()) -
+              1;
+  for (int32_t c = c0; c < c1; ++c) {
+    if (c >= sym.first[s + 1]) ++s;
+    double* to = panels + sym.panelpos[s] + ptrdiff_t(c - sym.first[s]) * sym.panelld[s];
+    for (ptrdiff_t p = form.ptr[c]; p < form.ptr[c + 1]; ++p) {
+      const ptrdiff_t from = form.from[p];
+      to[form.to[p]] += from >= 0 ? k.a.val[from] : -k.h.val[-1 - from];
+    }
   }
 }
 

@@ -18,9 +18,10 @@ struct sqdform {
   mm_vector<int32_t> index;    // for each place in the factor's order its component: column j is j,
                                // row i is numcol + i
   mm_vector<uint8_t> isnode;   // for each column
-  // Fixed entries of supernode s: entry k of [ptr[s], ptr[s+1]) adds to its panel at to[k] the value
-  // at from[k] of A, or when that is negative minus the value at -1 - from[k] of H.
-  mm_vector<ptrdiff_t> ptr, from, to;
+  // Fixed entries of column c of the factor: entry k of [ptr[c], ptr[c+1]) adds to row to[k] of its
+  // panel the value at from[k] of A, or when that is negative minus the value at -1 - from[k] of H.
+  mm_vector<ptrdiff_t> ptr, from;
+  mm_vector<int32_t> to;
   mm_vector<double> theta;  // for each column without a node 1 / (H + D), else 0
   explicit sqdform(mm_place at)
       : elim(at), hdiag(at), index(at), isnode(at), ptr(at), from(at), to(at), theta(at) {}
@@ -36,13 +37,12 @@ struct sqdmatrix {
 
 void sqdform_make(const spmat_view& a, const spmat_view& h, const sqdplan& plan, const symface& sym,
                   sqdform& form);
-// sqdform_begin: reads the values; before sqdform_rows.
+// sqdform_begin: reads the values; before sqdform_cols.
 //   diag  out, in the order of the factor
 void sqdform_begin(const sqdmatrix& k, sqdform& form, std::span<double> diag);
-// sqdform_rows: supernode s of the matrix into its panel (which is overwritten).
-//   diag, place  as in adaform_rows
-void sqdform_rows(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t s,
-                  double* panel, std::span<double> diag, std::span<int32_t> place);
+// sqdform_cols: columns c0 .. c1-1 of the matrix; arguments as those of adaform_cols.
+void sqdform_cols(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
+                  int32_t c1, double* panels, std::span<double> diag, std::span<int32_t> place);
 
 // sqdform_fold, sqdform_unfold: between a right-hand side of all components and one of the nodes in
 // the order of the factor. fold moves the part of the columns without a node into the rows of x

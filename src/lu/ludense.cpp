@@ -38,7 +38,7 @@ dense_tail load(lu_rec& f) {
     t.row[num++] = i;
   }
   num = 0;
-  for (int32_t p = 0; p < f.m; ++p) {
+  for (const int32_t p : ker.loaded) {
     if (ker.state[p] != lu_colactive) continue;
     const lu_slot at = ker.cat[p];
     double* col = t.col(num);

@@ -7,25 +7,28 @@
 
 namespace {
 
-void size_all(lu_rec& f, int32_t m, int32_t n) {
+// numpos: columns, at least m of them.
+void size_all(lu_rec& f, int32_t m, int32_t n, int32_t numpos) {
   f.m = m;
   f.n = n;
-  const auto s = size_t(m);
-  for (auto* v : {&f.singpos, &f.singrow, &f.singvar, &f.rowofpos, &f.posofrow, &f.useqat, &f.topo,
-                  &f.stack, &f.stackpos, &f.outind, &f.spikeind, &f.ueinvind, &f.ker.ccount,
-                  &f.ker.rcount, &f.ker.cxor, &f.ker.rxor, &f.ker.pivpos})
+  const auto s = size_t(m), c = size_t(numpos);
+  for (auto* v :
+       {&f.singpos, &f.singrow, &f.singvar, &f.posofrow, &f.useqat, &f.topo, &f.stack, &f.stackpos,
+        &f.outind, &f.spikeind, &f.ueinvind, &f.ker.rcount, &f.ker.rxor, &f.ker.pivpos})
     lu_ensure(*v, s);
-  for (auto* v : {&f.udiag, &f.outval, &f.spikeval, &f.ueinvval, &f.ker.cmax, &f.ker.czero})
-    lu_ensure(*v, s);
+  for (auto* v : {&f.rowofpos, &f.ker.ccount, &f.ker.cxor}) lu_ensure(*v, c);
+  for (auto* v : {&f.udiag, &f.outval, &f.spikeval, &f.ueinvval}) lu_ensure(*v, s);
+  for (auto* v : {&f.ker.cmax, &f.ker.czero}) lu_ensure(*v, c);
   for (auto* v : {&f.dense, &f.ker.mult}) v->assign(s, 0.0);
   for (auto* v : {&f.mark, &f.ker.mark}) v->assign(s, 0);
   f.ker.rank.assign(s, -1);
-  f.ker.state.assign(s, lu_colactive);
+  f.ker.state.assign(c, lu_colactive);
   for (auto* v : {&f.lcolat, &f.lrowat, &f.ucolat}) v->assign(s, lu_range{});
-  for (auto* v : {&f.urowat, &f.rcolat, &f.ker.cat, &f.ker.rat}) v->assign(s, lu_slot{});
+  for (auto* v : {&f.urowat, &f.rcolat, &f.ker.rat}) v->assign(s, lu_slot{});
+  f.ker.cat.assign(c, lu_slot{});
 }
 
-void begin(lu_rec& f) {
+void reset(lu_rec& f) {
   lu_kernel& ker = f.ker;
   f.isfactored = false;
   f.isspike = false;
@@ -178,9 +181,13 @@ void repair(lu_rec& f, std::span<int32_t> basic) {
 
 }  // namespace
 
+void lu_begin(lu_rec& f, int32_t m, int32_t n, int32_t numpos) {
+  reset(f);
+  size_all(f, m, n, std::max(m, numpos));
+}
+
 rescode lu_factorize(lu_rec& f, const spmat_view& a, std::span<int32_t> basic, const monitor& mon) {
-  begin(f);
-  size_all(f, int32_t(basic.size()), a.ncol);
+  lu_begin(f, int32_t(basic.size()), a.ncol, 0);
   const lu_columns b{a, basic.data()};
   logicals(f, b);
   if (f.useq.size() < size_t(f.m)) {

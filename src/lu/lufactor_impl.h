@@ -55,8 +55,16 @@ struct lu_columns {
   [[nodiscard]] ptrdiff_t end(int32_t p) const { return a.ptr[basic[p] + 1]; }
 };
 
+// lu_begin: empty factors with room for numpos columns (at least m).
+void lu_begin(lu_rec& f, int32_t m, int32_t n, int32_t numpos);
+
 // lu_kernelload: the active columns and rows behind the singletons.
 void lu_kernelload(lu_rec& f, const lu_columns& b);
+// The same for columns that come one by one: an empty kernel, a column of it (its entries in rows that
+// have a pivot are left out), and at last the rows.
+void lu_kernelempty(lu_rec& f);
+void lu_kernelcolumn(lu_rec& f, int32_t p, const lu_vector& x);
+void lu_kernelrows(lu_rec& f);
 // lu_kernelrun: eliminates them; columns without a pivot become lu_colrejected.
 rescode lu_kernelrun(lu_rec& f, const monitor& mon);
 // lu_densetail: eliminates what is left of the kernel as a dense matrix.
@@ -72,3 +80,12 @@ inline void lu_kernelu(lu_kernel& ker, int32_t p, double u) {
 }
 // lu_assemble: U by columns and by rows, L by rows, from what the pivots left.
 void lu_assemble(lu_rec& f, const lu_columns& b);
+
+// Stages of the solves, each on the vector that the one before leaves: in the space of rows, but for
+// the result of lu_ftranu, which is by position.
+void lu_ftranl(lu_rec& f, lu_vector& x);
+void lu_ftranr(lu_rec& f, lu_vector& x);
+void lu_ftranu(lu_rec& f, lu_vector& x);
+void lu_btranu(lu_rec& f, lu_vector& x);
+void lu_btranr(lu_rec& f, lu_vector& x);
+void lu_btranl(lu_rec& f, lu_vector& x);

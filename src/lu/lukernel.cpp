@@ -294,45 +294,92 @@ void eliminate(lu_rec& f, int32_t r, int32_t c) {
 
 }  // namespace
 
-void lu_kernelload(lu_rec& f, const lu_columns& b) {
+void lu_kernelempty(lu_rec& f) {
   lu_kernel& ker = f.ker;
   ker.csub.clear();
   ker.cval.clear();
+  ker.loaded.clear();
+  ker.numrow = ker.numcol = 0;
+  ker.nnz = 0;
   for (int32_t i = 0; i < f.m; ++i) {
     ker.numrow += int32_t(ker.rank[i] < 0);
     ker.rat[i].num = 0;
   }
-  for (int32_t p = 0; p < f.m; ++p) ker.numcol += int32_t(ker.state[p] == lu_colactive);
-  lists_begin(ker.clist, f.m, std::max(ker.numrow, 1));
+}
+
+// The entries of a column from beg on are there: its slot, largest value and place in the lists.
+static void column_ended(lu_kernel& ker, int32_t p, int32_t beg) {
+  const int32_t num = int32_t(ker.csub.size()) - beg;
+  double big = 0;
+  for (size_t e = size_t(beg); e < ker.cval.size(); ++e) big = std::max(big, std::abs(ker.cval[e]));
+  ker.cat[p] = {beg, num, num};
+  ker.cmax[p] = big;
+  ker.nnz += num;
+  ++ker.numcol;
+  ker.loaded.push_back(p);
+}
+
+void lu_kernelcolumn(lu_rec& f, int32_t p, const lu_vector& x) {
+  lu_kernel& ker = f.ker;
+  const auto beg = int32_t(ker.csub.size());
+  const int32_t end = x.num >= 0 ? x.num : f.m;
+  for (int32_t k = 0; k < end; ++k) {
+    const int32_t i = x.num >= 0 ? x.ind[k] : k;
+    if (ker.rank[i] >= 0 || std::abs(x.val[i]) <= f.set.droptol) continue;
+    ker.csub.push_back(i);
+    ker.cval.push_back(x.val[i]);
+    ++ker.rat[i].num;
+  }
+  column_ended(ker, p, beg);
+}
+
+// Lists of what is loaded; columns without a usable value go.
+static void start_lists(lu_rec& f) {
+  lu_kernel& ker = f.ker;
+  lists_begin(ker.clist, int32_t(ker.cat.size()), std::max(ker.numrow, 1));
   lists_begin(ker.rlist, f.m, std::max(ker.numcol, 1));
+  for (const int32_t p : ker.loaded) lists_put(ker.clist, p, ker.cat[p].num);
+  for (int32_t i = 0; i < f.m; ++i)
+    if (ker.rank[i] < 0) lists_put(ker.rlist, i, ker.rat[i].num);
+  for (const int32_t p : ker.loaded)
+    if (ker.cmax[p] <= ker.czero[p]) reject(f, p);
+}
+
+void lu_kernelrows(lu_rec& f) {
+  lu_kernel& ker = f.ker;
+  int32_t sum = 0;
+  for (int32_t i = 0; i < f.m; ++i) {
+    lu_slot& row = ker.rat[i];
+    row = {sum, 0, row.num};
+    sum += row.cap;
+  }
+  ker.rsub.resize(size_t(sum));
+  for (const int32_t p : ker.loaded) {
+    const lu_slot at = ker.cat[p];
+    for (int32_t e = at.beg; e < at.beg + at.num; ++e) {
+      lu_slot& row = ker.rat[ker.csub[e]];
+      ker.rsub[row.beg + row.num++] = p;
+    }
+  }
+  start_lists(f);
+}
+
+void lu_kernelload(lu_rec& f, const lu_columns& b) {
+  lu_kernel& ker = f.ker;
+  lu_kernelempty(f);
   for (int32_t p = 0; p < f.m; ++p) {
     if (ker.state[p] != lu_colactive) continue;
     const auto beg = int32_t(ker.csub.size());
-    double big = 0;
     for (ptrdiff_t e = b.beg(p); e < b.end(p); ++e) {
       const int32_t i = b.a.sub[e];
       if (ker.rank[i] >= 0) continue;
       ker.csub.push_back(i);
       ker.cval.push_back(b.a.val[e]);
-      big = std::max(big, std::abs(b.a.val[e]));
-      lu_slot& row = ker.rat[i];
-      ker.rsub[row.beg + row.num++] = p;
+      ++ker.rat[i].num;
     }
-    const int32_t num = int32_t(ker.csub.size()) - beg;
-    ker.cat[p] = {beg, num, num};
-    ker.cmax[p] = big;
-    ker.nnz += num;
-    lists_put(ker.clist, p, num);
+    column_ended(ker, p, beg);
   }
-  // Rows grow at the end of the file.
-  size_t end = 0;
-  for (int32_t i = 0; i < f.m; ++i) {
-    end = std::max(end, size_t(ker.rat[i].beg) + size_t(ker.rat[i].cap));
-    if (ker.rank[i] < 0) lists_put(ker.rlist, i, ker.rat[i].num);
-  }
-  ker.rsub.resize(end);
-  for (int32_t p = 0; p < f.m; ++p)
-    if (ker.state[p] == lu_colactive && ker.cmax[p] <= ker.czero[p]) reject(f, p);
+  lu_kernelrows(f);
 }
 
 rescode lu_kernelrun(lu_rec& f, const monitor& mon) {
@@ -349,7 +396,7 @@ rescode lu_kernelrun(lu_rec& f, const monitor& mon) {
     if (best.row < 0) break;
     eliminate(f, best.row, best.pos);
   }
-  for (int32_t p = 0; p < f.m; ++p)
+  for (const int32_t p : ker.loaded)
     if (ker.state[p] == lu_colactive) ker.state[p] = lu_colrejected;
   return rescode::ok;
 }

@@ -25,8 +25,9 @@ struct lu_kernel {
   mm_vector<int32_t> csub;  // row of each entry
   mm_vector<double> cval;
   mm_vector<lu_slot> cat;
-  mm_vector<double> cmax;   // largest active value
-  mm_vector<double> czero;  // a value up to this one counts as zero
+  mm_vector<double> cmax;     // largest active value
+  mm_vector<int32_t> loaded;  // positions that came in
+  mm_vector<double> czero;    // a value up to this one counts as zero
   // Active rows, by row.
   mm_vector<int32_t> rsub;  // position of each entry
   mm_vector<lu_slot> rat;

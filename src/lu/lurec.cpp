@@ -6,6 +6,7 @@ lu_kernel::lu_kernel(mm_place at)
       cval(at),
       cat(at),
       cmax(at),
+      loaded(at),
       czero(at),
       rsub(at),
       rat(at),

@@ -45,7 +45,8 @@ bool worth_search(const lu_rec& f, stage s, const lu_vector& x) {
 
 bool worth_flat(const lu_rec& f, stage s, int64_t nnz, int64_t numnode) {
   const double d = f.density[f.kind][s];
-  return d > flatdensity && double(nnz) * (1 - metcost * d) < nodecost * double(numnode);
+  return f.isfactored && d > flatdensity &&
+         double(nnz) * (1 - metcost * d) < nodecost * double(numnode);
 }
 
 // Entry i minus d in a listed vector.

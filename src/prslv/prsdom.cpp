@@ -75,6 +75,7 @@ void derive(const prslv_work& w, int32_t j, bool atmost, dom_bounds& y) {
     if (wild >= 0) return;
     wild = e;
   }
+  if (!prslv_isimplied(w, j, atmost)) return;
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
     const prslv_entry& ent = w.ent[e];
     if (wild >= 0 && e != wild) continue;
@@ -176,8 +177,8 @@ void prslv_domcols(prslv_work& w) {
   }
   for (int32_t j = 0; j < w.n; ++j) {
     if (w.clive[j] == 0 || prslv_isheld(w, j)) continue;
-    if (prslv_isimplied(w, j, true)) derive(w, j, true, y);
-    if (prslv_isimplied(w, j, false)) derive(w, j, false, y);
+    derive(w, j, true, y);
+    derive(w, j, false, y);
   }
   for (int32_t j = 0; j < w.n; ++j) {
     if (w.clive[j] != 0 && !prslv_isheld(w, j) && w.clen[j] > 0) fixcolumn(w, y, j);

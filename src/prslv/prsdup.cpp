@@ -22,9 +22,28 @@ uint64_t mix(uint64_t v) {  // the finalizer of MurmurHash3
   return v ^ (v >> 33);
 }
 
-struct hashed {
-  uint64_t key;
-  int32_t index;
+// Keys of vectors, each with the first vector that brought it. Open addressing; filled in index order,
+// so that which vector is first does not depend on the keys.
+struct dup_table {
+  mm_vector<uint64_t> key;
+  mm_vector<int32_t> first;
+  uint64_t mask;
+  dup_table(int32_t num, mm_place at) : key(at), first(at) {
+    mask = 15;
+    while (mask < 2 * uint64_t(num)) mask = 2 * mask + 1;
+    key.resize(mask + 1);
+    first.assign(mask + 1, -1);
+  }
+  // The place of the first vector with this key; it becomes k when there was none.
+  int32_t& find(uint64_t value, int32_t k) {
+    uint64_t at = value & mask;
+    while (first[at] >= 0 && key[at] != value) at = (at + 1) & mask;
+    if (first[at] < 0) {
+      key[at] = value;
+      first[at] = k;
+    }
+    return first[at];
+  }
 };
 
 // Row and column seen alike: subscript and successor of an entry along the vector.
@@ -49,15 +68,23 @@ double leading(const prslv_work& w, const along& dir, int32_t k) {
   return value;
 }
 
-uint64_t hashof(const prslv_work& w, const along& dir, int32_t k) {
+uint64_t patternhash(const prslv_work& w, const along& dir, int32_t k) {
+  uint64_t key = uint64_t(dir.len(w, k));
+  for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
+    const uint64_t part = (uint64_t(dir.sub(w.ent[e])) + 1) * 0x9e3779b97f4a7c15ULL;
+    key += part ^ (part >> 29);
+  }
+  return mix(key);
+}
+
+uint64_t valuehash(const prslv_work& w, const along& dir, int32_t k, uint64_t key) {
   const double lead = leading(w, dir, k);
-  uint64_t key = mix(uint64_t(dir.len(w, k)));
   for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
     const double quotient = std::clamp(w.ent[e].val / lead, -1e12, 1e12);
     const auto grid = uint64_t(std::llround(quotient * hashgrid));
-    key += mix(mix(uint64_t(dir.sub(w.ent[e])) + 1) ^ grid);
+    key += mix(grid + 7 * uint64_t(dir.sub(w.ent[e])));
   }
-  return key;
+  return mix(key);
 }
 
 // The multiple s with vector i = s times vector k; 0 when there is none.
@@ -79,23 +106,33 @@ double multiple(prslv_work& w, const along& dir, int32_t i, int32_t k) {
   return std::abs(s) <= duplmaxscale && std::abs(s) * duplmaxscale >= 1 ? s : 0;
 }
 
-// Live vectors sorted by hash, then by index.
-void sorted(prslv_work& w, const along& dir, mm_vector<hashed>& list) {
+// Live vectors whose pattern another one has too and of which one changed since the last call.
+void candidates(prslv_work& w, const along& dir, mm_vector<int32_t>& list) {
   const int32_t num = dir.rows ? w.m : w.n;
-  list.clear();
-  for (int32_t k = 0; k < num; ++k) {
-    const bool live = dir.rows ? w.rlive[k] != 0 : w.clive[k] != 0 && !prslv_isheld(w, k);
-    if (!live || dir.len(w, k) == 0) continue;
-    list.push_back({hashof(w, dir, k), k});
+  const auto skip = [&](int32_t k) {
+    return dir.len(w, k) == 0 || (!dir.rows && prslv_isheld(w, k));
+  };
+  mm_vector<uint64_t>& hash = dir.rows ? w.rowhash : w.colhash;
+  prslv_queue& queue = dir.rows ? w.duprowq : w.dupcolq;
+  hash.resize(num);
+  dup_table table(num, w.tmpsub.get_allocator().place);
+  mm_vector<uint8_t> state(num, 0, w.tmpsub.get_allocator().place);  // of a pattern's first vector
+  for (int32_t k = prslv_dequeue(queue); k >= 0; k = prslv_dequeue(queue)) {
+    hash[k] = patternhash(w, dir, k);
+    w.work += dir.len(w, k);
+    state[k] = 1;
   }
-  w.work += 2.0 * double(w.numanz);
-  std::sort(list.begin(), list.end(), [](const hashed& a, const hashed& b) {
-    return a.key != b.key ? a.key < b.key : a.index < b.index;
-  });
-}
-
-void drain(prslv_queue& q) {
-  while (prslv_dequeue(q) >= 0) continue;
+  list.clear();
+  constexpr uint8_t changed = 1, shared = 2;
+  for (int32_t k = 0; k < num; ++k) {
+    if (skip(k)) continue;
+    const int32_t first = table.find(hash[k], k);
+    if (first != k) state[first] = uint8_t(state[first] | shared | (state[k] & changed));
+  }
+  for (int32_t k = 0; k < num; ++k) {
+    if (!skip(k) && state[table.find(hash[k], k)] == (changed | shared)) list.push_back(k);
+  }
+  w.work += num;
 }
 
 // Row i = s times row k: k gets the tighter sides of both.
@@ -174,42 +211,32 @@ bool mergecol(prslv_work& w, int32_t j, int32_t k, double s) {
 }  // namespace
 
 void prslv_duprows(prslv_work& w) {
-  const bool any = prslv_dequeue(w.duprowq) >= 0;
-  drain(w.duprowq);
-  if (!any) return;
-  mm_vector<hashed> list(w.tmpsub.get_allocator().place);
+  const mm_place at = w.tmpsub.get_allocator().place;
+  mm_vector<int32_t> list(at);
   const along dir = {true};
-  sorted(w, dir, list);
-  for (size_t p = 1, first = 0; p < list.size() && prslv_poll(w); ++p) {
-    if (list[p].key != list[first].key) {
-      first = p;
-      continue;
-    }
-    const double s = multiple(w, dir, list[p].index, list[first].index);
-    if (s != 0) mergerow(w, list[p].index, list[first].index, s);
+  candidates(w, dir, list);
+  dup_table table(int32_t(list.size()), at);
+  for (const int32_t i : list) {
+    if (!prslv_poll(w)) return;
+    const int32_t k = table.find(valuehash(w, dir, i, w.rowhash[i]), i);
+    const double s = k != i ? multiple(w, dir, i, k) : 0;
+    if (s != 0) mergerow(w, i, k, s);
   }
 }
 
 void prslv_dupcols(prslv_work& w) {
-  const bool any = prslv_dequeue(w.dupcolq) >= 0;
-  drain(w.dupcolq);
-  if (!any) return;
-  mm_vector<hashed> list(w.tmpsub.get_allocator().place);
+  const mm_place at = w.tmpsub.get_allocator().place;
+  mm_vector<int32_t> list(at);
   const along dir = {false};
-  sorted(w, dir, list);
-  for (size_t p = 1, first = 0; p < list.size() && prslv_poll(w); ++p) {
-    if (list[p].key != list[first].key) {
-      first = p;
-      continue;
-    }
-    const int32_t j = list[p].index, k = list[first].index;
-    const double s = multiple(w, dir, j, k);
+  candidates(w, dir, list);
+  dup_table table(int32_t(list.size()), at);
+  for (const int32_t j : list) {
+    if (!prslv_poll(w)) return;
+    int32_t& first = table.find(valuehash(w, dir, j, w.colhash[j]), j);
+    const int32_t k = first;
+    const double s = k != j ? multiple(w, dir, j, k) : 0;
     if (s == 0) continue;
-    if (dominates(w, k, j, s)) continue;
-    if (mergecol(w, j, k, s)) {
-      if (w.clive[k] == 0) first = p;
-      continue;
-    }
-    if (dominates(w, j, k, 1 / s)) first = p;
+    if (!dominates(w, k, j, s) && !w.stop && !mergecol(w, j, k, s)) dominates(w, j, k, 1 / s);
+    if (w.clive[k] == 0) first = j;
   }
 }

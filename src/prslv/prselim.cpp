@@ -10,10 +10,12 @@
 
 namespace {
 
-constexpr int32_t elimmaxcol = 60;     // entries of a column
+constexpr int32_t elimmaxcol = 10;     // entries of a column
 constexpr int32_t elimmaxrow = 200;    // entries of its equation
 constexpr double elimpivotcol = 0.01;  // of the largest entry of the column
-constexpr double elimpivotrow = 1e-3;  // of the largest entry of the equation
+constexpr double elimpivotrow = 1e-2;  // of the largest entry of the equation
+constexpr int64_t elimfillunit =
+    10;  // entries that may come net of those that go, times the fill setting
 // Entries touched, times the entries of the problem.
 constexpr double elimworklim = 20;
 
@@ -23,8 +25,9 @@ struct elim_pick {
 };
 
 // Whether the entry may be the pivot, by its row; without columns that must stay as they are.
-bool rowallows(const prslv_work& w, int32_t e) {
+bool rowallows(prslv_work& w, int32_t e) {
   const double pivot = std::abs(w.ent[e].val);
+  w.work += w.rlen[w.ent[e].row];
   for (int32_t f = w.rhead[w.ent[e].row]; f >= 0; f = w.ent[f].rnext) {
     if (prslv_isheld(w, w.ent[f].col) || pivot < elimpivotrow * std::abs(w.ent[f].val))
       return false;
@@ -32,8 +35,8 @@ bool rowallows(const prslv_work& w, int32_t e) {
   return true;
 }
 
-// The equation of the column with the least possible fill; entry -1 when there is none.
-elim_pick pick(prslv_work& w, int32_t j) {
+// The equation of the column with the least possible fill, at least beyond; entry -1: there is none.
+elim_pick pick(prslv_work& w, int32_t j, int64_t beyond) {
   elim_pick best;
   if (w.clive[j] == 0 || prslv_isheld(w, j)) return best;
   if (w.clen[j] < 1 || w.clen[j] > elimmaxcol) return best;
@@ -41,17 +44,15 @@ elim_pick pick(prslv_work& w, int32_t j) {
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
     colmax = std::max(colmax, std::abs(w.ent[e].val));
   }
+  w.work += w.clen[j];
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
     const prslv_entry& ent = w.ent[e];
     const int32_t len = w.rlen[ent.row];
     if (!prslv_isequ(w, ent.row) || len > elimmaxrow || len < 2) continue;
-    if (std::abs(ent.val) < elimpivotcol * colmax) continue;
     const int64_t cost = int64_t(len - 1) * (w.clen[j] - 1);
-    if (best.entry >= 0 && cost >= best.cost) continue;
-    if (!rowallows(w, e)) continue;
-    best = {e, cost};
+    if (cost < beyond || (best.entry >= 0 && cost >= best.cost)) continue;
+    if (std::abs(ent.val) >= elimpivotcol * colmax) best = {e, cost};
   }
-  w.work += w.clen[j];
   return best;
 }
 
@@ -116,30 +117,39 @@ void substitute(prslv_work& w, int32_t pivot) {
   ++w.rec.info.numelim;
 }
 
+// Substitutes column j if an equation of it allows that. Equations of like length count as one.
+bool trycolumn(prslv_work& w, int32_t j, mm_vector<int32_t>& touched) {
+  for (elim_pick p = pick(w, j, 0); p.entry >= 0; p = pick(w, j, p.cost + 1)) {
+    const int32_t i = w.ent[p.entry].row;
+    if (!rowallows(w, p.entry) || netfill(w, i, j) > elimfillunit * w.set.elimfill) continue;
+    touched.clear();
+    for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);
+    substitute(w, p.entry);
+    return true;
+  }
+  return false;
+}
+
+bool impliedfree(prslv_work& w, int32_t j) {
+  w.work += w.clen[j];
+  return prslv_isimplied(w, j, false) && prslv_isimplied(w, j, true);
+}
+
 }  // namespace
 
 void prslv_eliminate(prslv_work& w) {
   const double limit = w.work + elimworklim * (double(w.numanz) + w.numlivecon + w.numlivevar);
   prique queue(w.n, w.tmpsub.get_allocator().place);
-  for (int32_t j = prslv_dequeue(w.elimq); j >= 0; j = prslv_dequeue(w.elimq)) {
-    const elim_pick p = pick(w, j);
-    if (p.entry >= 0) prique_insert(queue, j, p.cost);
-  }
+  const auto offer = [&](int32_t j) {
+    const elim_pick p = pick(w, j, 0);
+    if (p.entry >= 0 && impliedfree(w, j)) prique_update(queue, j, p.cost);
+  };
+  for (int32_t j = prslv_dequeue(w.elimq); j >= 0; j = prslv_dequeue(w.elimq)) offer(j);
   mm_vector<int32_t> touched(w.tmpsub.get_allocator().place);
   for (int32_t j = prique_min(queue); j >= 0 && w.work < limit; j = prique_min(queue)) {
     prique_remove(queue, j);
     if (!prslv_poll(w)) return;
-    const elim_pick p = pick(w, j);
-    if (p.entry < 0 || !prslv_isimplied(w, j, false) || !prslv_isimplied(w, j, true)) continue;
-    const int32_t i = w.ent[p.entry].row;
-    const int64_t allowed = int64_t(w.set.elimfill) * 5;
-    if (netfill(w, i, j) > allowed) continue;
-    touched.clear();
-    for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);
-    substitute(w, p.entry);
-    for (const int32_t k : touched) {
-      const elim_pick next = pick(w, k);
-      if (next.entry >= 0) prique_update(queue, k, next.cost);
-    }
+    if (w.clive[j] == 0 || !impliedfree(w, j) || !trycolumn(w, j, touched)) continue;
+    for (const int32_t k : touched) offer(k);
   }
 }

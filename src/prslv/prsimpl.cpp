@@ -36,9 +36,20 @@ void offer(impl_bound& b, double value, const prslv_entry& e, double sign) {
 }
 
 struct impl_state {
-  mm_vector<impl_bound> lower, upper;
+  mm_vector<impl_bound> lower, upper;  // of the columns that are known
+  mm_vector<uint8_t> known;
   mm_vector<uint8_t> used, gone;  // rows: gave a bound that was used; lost a side
 };
+
+void know(prslv_work& w, impl_state& st, int32_t j) {
+  if (st.known[j] != 0) return;
+  st.known[j] = 1;
+  for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
+    offer(st.lower[j], prslv_impliedlower(w, w.ent[e]), w.ent[e], -1);
+    offer(st.upper[j], prslv_impliedupper(w, w.ent[e]), w.ent[e], 1);
+  }
+  w.work += w.clen[j];
+}
 
 // Which of the two may be used for an entry of row i; -1: none.
 int32_t usable(const impl_state& st, const impl_bound& b, const prslv_entry& e) {
@@ -50,12 +61,13 @@ int32_t usable(const impl_state& st, const impl_bound& b, const prslv_entry& e) 
 }
 
 // Whether the largest (least) activity of row i stays within its side; marks what that rests on.
-bool stays(const prslv_work& w, impl_state& st, int32_t i, bool upper, bool mark) {
+bool stays(prslv_work& w, impl_state& st, int32_t i, bool upper, bool mark) {
   exact_sum act;
   double scale = 1;
   for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) {
     const prslv_entry& ent = w.ent[e];
     const bool up = (ent.val > 0) == upper;
+    know(w, st, ent.col);
     double bound = up ? w.bux[ent.col] : w.blx[ent.col];
     const impl_bound& b = up ? st.upper[ent.col] : st.lower[ent.col];
     const int32_t k = usable(st, b, ent);
@@ -67,18 +79,9 @@ bool stays(const prslv_work& w, impl_state& st, int32_t i, bool upper, bool mark
     act.add(ent.val * bound);
     scale = std::max(scale, std::abs(ent.val * bound));
   }
+  w.work += w.rlen[i];
   return upper ? act.value() <= w.buc[i] + prslv_equtol * scale
                : act.value() >= w.blc[i] - prslv_equtol * scale;
-}
-
-void collect(const prslv_work& w, impl_state& st) {
-  for (int32_t j = 0; j < w.n; ++j) {
-    if (w.clive[j] == 0) continue;
-    for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
-      offer(st.lower[j], prslv_impliedlower(w, w.ent[e]), w.ent[e], -1);
-      offer(st.upper[j], prslv_impliedupper(w, w.ent[e]), w.ent[e], 1);
-    }
-  }
 }
 
 void checkrow(prslv_work& w, impl_state& st, int32_t i) {
@@ -103,12 +106,10 @@ void checkrow(prslv_work& w, impl_state& st, int32_t i) {
 void prslv_impliedrows(prslv_work& w) {
   const mm_place at = w.tmpsub.get_allocator().place;
   impl_state st = {mm_vector<impl_bound>(w.n, impl_bound(), at),
-                   mm_vector<impl_bound>(w.n, impl_bound(), at), mm_vector<uint8_t>(w.m, 0, at),
-                   mm_vector<uint8_t>(w.m, 0, at)};
-  collect(w, st);
+                   mm_vector<impl_bound>(w.n, impl_bound(), at), mm_vector<uint8_t>(w.n, 0, at),
+                   mm_vector<uint8_t>(w.m, 0, at), mm_vector<uint8_t>(w.m, 0, at)};
   for (int32_t i = 0; i < w.m; ++i) {
     if (w.rlive[i] == 0 || prslv_isequ(w, i) || st.used[i] != 0) continue;
     checkrow(w, st, i);
   }
-  w.work += 3.0 * double(w.numanz);
 }

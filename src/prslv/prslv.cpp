@@ -8,6 +8,7 @@
 #include "prslv/prsdup.h"
 #include "prslv/prselim.h"
 #include "prslv/prsimpl.h"
+#include "prslv/prslin.h"
 #include "prslv/prsray.h"
 #include "prslv/prsrow.h"
 #include "prslv/prswork.h"
@@ -47,20 +48,30 @@ bool timed(prslv_work& w, void (*search)(prslv_work&), double prslv_info::*time)
   return prslv_poll(w);
 }
 
-bool reducerounds(prslv_work& w) {
-  for (int32_t round = 0; round < w.set.maxround; ++round) {
-    const double before = sizeof_problem(w);
-    ++w.rec.info.numpass;
-    if (!timed(w, &simplepass, nullptr) || !timed(w, &prslv_impliedrows, nullptr) ||
-        !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
-        !timed(w, &prslv_dupcols, &prslv_info::dupcputime) ||
-        !timed(w, &prslv_domcols, &prslv_info::domcputime)) {
-      return false;
-    }
-    if (w.set.eliminatoruse && !timed(w, &prslv_eliminate, &prslv_info::elicputime)) return false;
-    if (before - sizeof_problem(w) <= worthround * before && round > 0) break;
+bool oneround(prslv_work& w) {
+  ++w.rec.info.numpass;
+  if (!timed(w, &prslv_impliedrows, nullptr) ||
+      !timed(w, &prslv_duprows, &prslv_info::dupcputime) ||
+      !timed(w, &prslv_dupcols, &prslv_info::dupcputime) ||
+      !timed(w, &prslv_domcols, &prslv_info::domcputime)) {
+    return false;
   }
-  return true;
+  return !w.set.eliminatoruse || timed(w, &prslv_eliminate, &prslv_info::elicputime);
+}
+
+// Rounds until one is not worth it; then the dependency check, and rounds again if that took rows.
+void reducerounds(prslv_work& w) {
+  bool checked = !w.set.lindepuse;
+  simplepass(w);
+  for (int32_t round = 0; round < w.set.maxround && prslv_poll(w); ++round) {
+    const double before = sizeof_problem(w);
+    if (!oneround(w)) return;
+    if (before - sizeof_problem(w) > worthround * before) continue;
+    const int32_t numlindep = w.rec.info.numlindep;
+    if (checked || !timed(w, &prslv_dependent, &prslv_info::lindepcputime)) return;
+    checked = true;
+    if (w.rec.info.numlindep == numlindep) return;
+  }
 }
 
 void takeprob(const prslv_work& w, prslv_rec& rec) {

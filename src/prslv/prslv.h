@@ -21,7 +21,7 @@ struct prslv_settings {
   bool eliminatoruse = true;   // substitute implied free columns of several rows
   bool lindepuse = true;       // look for linearly dependent equations
   bool forinterior = true;     // the reduced problem goes to the interior point, else to simplex
-  int32_t elimfill = 1;        // fill allowed per substitution, times the entries that it removes
+  int32_t elimfill = 1;        // fill allowed per substitution, in units of ten entries; 0: none
   int32_t lindepworklim = 10;  // work limit of the dependency check, times the entries of A
   int32_t maxround = 20;       // rounds over all reductions
   double tolx = 1e-8;  // bounds nearer to each other are equal, relative to 1 + size of the bound

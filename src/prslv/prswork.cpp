@@ -90,6 +90,8 @@ prslv_work::prslv_work(prslv_rec& record, const prslv_settings& settings, const 
       duprowq(mm_at(mman)),
       dupcolq(mm_at(mman)),
       elimq(mm_at(mman)),
+      rowhash(mm_at(mman)),
+      colhash(mm_at(mman)),
       seed(mm_at(mman)),
       tmpsub(mm_at(mman)),
       place(mm_at(mman)),
@@ -347,34 +349,6 @@ double prslv_rowscale(const prslv_work& w, int32_t i, bool upper) {
   return scale;
 }
 
-namespace {
-
-// The activity bound of the entry's row without the entry's own term.
-double restbound(const prslv_work& w, const prslv_entry& e, bool upper) {
-  const prslv_act& act = w.act[e.row];
-  const double own = (e.val > 0) == upper ? w.bux[e.col] : w.blx[e.col];
-  const int32_t numinf = upper ? act.infmax : act.infmin;
-  const double infinite = upper ? prslv_inf : -prslv_inf;
-  const exact_sum& sum = upper ? act.max : act.min;
-  if (isbig(own)) return numinf == 1 ? sum.value() : infinite;
-  if (numinf > 0) return infinite;
-  exact_sum rest = sum;
-  rest.add(-e.val * own);
-  return rest.value();
-}
-
-}  // namespace
-
-double prslv_impliedlower(const prslv_work& w, const prslv_entry& e) {
-  return e.val > 0 ? (w.blc[e.row] - restbound(w, e, true)) / e.val
-                   : (w.buc[e.row] - restbound(w, e, false)) / e.val;
-}
-
-double prslv_impliedupper(const prslv_work& w, const prslv_entry& e) {
-  return e.val > 0 ? (w.buc[e.row] - restbound(w, e, false)) / e.val
-                   : (w.blc[e.row] - restbound(w, e, true)) / e.val;
-}
-
 bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper) {
   if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
@@ -389,6 +363,7 @@ bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper) {
 
 bool prslv_relax(prslv_work& w, int32_t j, bool upper) {
   if (std::isinf(upper ? w.bux[j] : w.blx[j])) return true;
+  if (std::isinf(upper ? w.blx[j] : w.bux[j]) && w.set.forinterior) return false;
   if (!prslv_isimplied(w, j, upper)) return false;
   if (upper) {
     prslv_setbux(w, j, prslv_inf);

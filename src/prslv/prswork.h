@@ -69,7 +69,8 @@ struct prslv_work {
   exact_sum cfix;
   mm_vector<prslv_act> act;
   prslv_queue rowq, colq;
-  prslv_queue duprowq, dupcolq, elimq;  // rows and columns changed since those searches ran
+  prslv_queue duprowq, dupcolq, elimq;   // rows and columns changed since those searches ran
+  mm_vector<uint64_t> rowhash, colhash;  // of the patterns when the search for duplicates ran
   int32_t numlivecon = 0, numlivevar = 0;
   double work = 0, polled = 0;  // entries touched; and when mon was asked last
   // Set once a certificate was found: y or x of the problem at this moment.
@@ -131,9 +132,32 @@ void prslv_unbound(prslv_work& w);
 // prslv_rowscale: 1 + the largest of the side and of the terms of the row's activity bound.
 double prslv_rowscale(const prslv_work& w, int32_t i, bool upper);
 
+// The largest (least) activity of the entry's row without the entry's own term.
+inline double prslv_restmax(const prslv_work& w, const prslv_entry& e) {
+  const prslv_act& act = w.act[e.row];
+  const double own = e.val > 0 ? w.bux[e.col] : w.blx[e.col];
+  const bool isbig = !(std::abs(own) < prslv_hugebound);
+  if (act.infmax > (isbig ? 1 : 0)) return prslv_inf;
+  return act.max.value() - (isbig ? 0 : e.val * own);
+}
+inline double prslv_restmin(const prslv_work& w, const prslv_entry& e) {
+  const prslv_act& act = w.act[e.row];
+  const double own = e.val > 0 ? w.blx[e.col] : w.bux[e.col];
+  const bool isbig = !(std::abs(own) < prslv_hugebound);
+  if (act.infmin > (isbig ? 1 : 0)) return -prslv_inf;
+  return act.min.value() - (isbig ? 0 : e.val * own);
+}
 // prslv_impliedlower, -upper: bound that row e.row alone puts on column e.col; infinite for none.
-double prslv_impliedlower(const prslv_work& w, const prslv_entry& e);
-double prslv_impliedupper(const prslv_work& w, const prslv_entry& e);
+inline double prslv_impliedlower(const prslv_work& w, const prslv_entry& e) {
+  const double side = e.val > 0 ? w.blc[e.row] : w.buc[e.row];
+  if (std::isinf(side)) return -prslv_inf;
+  return (side - (e.val > 0 ? prslv_restmax(w, e) : prslv_restmin(w, e))) / e.val;
+}
+inline double prslv_impliedupper(const prslv_work& w, const prslv_entry& e) {
+  const double side = e.val > 0 ? w.buc[e.row] : w.blc[e.row];
+  if (std::isinf(side)) return prslv_inf;
+  return (side - (e.val > 0 ? prslv_restmin(w, e) : prslv_restmax(w, e))) / e.val;
+}
 
 // prslv_isimplied: whether rows keep column j within its bound (upper or lower), or it has none.
 bool prslv_isimplied(const prslv_work& w, int32_t j, bool upper);

@@ -21,8 +21,8 @@
 #include "cpub/rescode.h"
 #include "lu/lu.h"
 #include "misc/linprob.h"
-#include "simplex/simplex.h"
 #include "misc/simscale.h"
+#include "simplex/simplex.h"
 
 // How a method ended. Whatever it says, it leaves true bounds and costs, and a factored basis with
 // values computed for them.

@@ -110,6 +110,16 @@ bool find_overflow(std::string_view line, mps_linefault& fault) noexcept {
   return false;
 }
 
+const char* skip_blanks(const char* p, const char* end) noexcept {
+  while (p != end && mps_isblank(*p)) ++p;
+  return p;
+}
+// Most characters are told from blanks by one comparison.
+const char* skip_text(const char* p, const char* end) noexcept {
+  while (p != end && (static_cast<unsigned char>(*p) > ' ' || !mps_isblank(*p))) ++p;
+  return p;
+}
+
 }  // namespace
 
 std::string_view mps_trim(std::string_view text) noexcept {
@@ -124,7 +134,7 @@ void mps_tokenize(std::string_view line, bool isquoted, mps_tokens& tokens) noex
   tokens.num = 0;
   tokens.isopen = false;
   for (;;) {
-    while (p != end && mps_isblank(*p)) ++p;
+    p = skip_blanks(p, end);
     if (p == end || tokens.num == mps_tokens::most) return;
     const char* begin = p;
     if (isquoted && *p == '"') {
@@ -138,7 +148,7 @@ void mps_tokenize(std::string_view line, bool isquoted, mps_tokens& tokens) noex
       if (p != end) ++p;
       continue;
     }
-    while (p != end && !mps_isblank(*p)) ++p;
+    p = skip_text(p, end);
     tokens.tok[tokens.num++] = {begin, size_t(p - begin)};
   }
 }

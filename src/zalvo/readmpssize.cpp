@@ -45,8 +45,7 @@ constexpr bool shape_of(mps_sec sec, mps_shape& shape) noexcept {
 }
 
 struct line_census {
-  bool isodd = false;   // some line does not have its section's number of fields
-  bool isfixed = true;  // every line keeps to the fixed columns
+  bool isodd = false;  // some line does not have its section's number of fields
   std::string_view colname;
 };
 
@@ -79,10 +78,9 @@ void count_line(mps_reader& rd, line_census& census, mps_shape shape) noexcept {
   }
 }
 
-line_census count_lines(mps_reader& rd, bool istest) noexcept {
-  line_census census;
-  rd.numrow = rd.numcol = 0;
-  rd.numentry = rd.rowchars = rd.colchars = 0;
+// Calls what(shape) for each data line of the sections that have a shape, as long as it returns true.
+template <class F>
+void each_line(mps_reader& rd, F&& what) noexcept {
   rd.sec = mps_sec::none;
   for (rd.lines = io_firstline(rd.text); io_nextline(rd.lines, rd.line);) {
     if (mps_isskipped(rd.line)) continue;
@@ -93,11 +91,26 @@ line_census count_lines(mps_reader& rd, bool istest) noexcept {
       continue;
     }
     mps_shape shape{};
-    if (!shape_of(rd.sec, shape)) continue;
-    if (istest && census.isfixed) census.isfixed = mps_fitsfixed(rd.line);
-    count_line(rd, census, shape);
+    if (shape_of(rd.sec, shape) && !what(shape)) return;
   }
+}
+
+line_census count_lines(mps_reader& rd) noexcept {
+  line_census census;
+  rd.numrow = rd.numcol = 0;
+  rd.numentry = rd.rowchars = rd.colchars = 0;
+  each_line(rd, [&](mps_shape shape) {
+    count_line(rd, census, shape);
+    return true;
+  });
   return census;
+}
+
+// Whether every line keeps to the fixed columns.
+bool fits_fixed(mps_reader& rd) noexcept {
+  bool isfixed = true;
+  each_line(rd, [&](mps_shape) { return isfixed = mps_fitsfixed(rd.line); });
+  return isfixed;
 }
 
 void reserve(mps_reader& rd) {
@@ -132,7 +145,8 @@ std::string_view mps_headword(std::string_view line, std::string_view& rest) noe
 }
 
 bool mps_isskipped(std::string_view line) noexcept {
-  return line.empty() || line[0] == '*' || mps_trim(line).empty();
+  if (line.empty() || line[0] == '*') return true;
+  return std::all_of(line.begin(), line.end(), mps_isblank);
 }
 
 void mps_estimate(mps_reader& rd) {
@@ -144,10 +158,10 @@ void mps_estimate(mps_reader& rd) {
     task_echo(rd.t, msg_kind::msg, "Estimating number of %s.\n", "variables and A nonzeros");
   }
   rd.form = rd.set.format == ZLV_MPS_FORMAT_STRICT ? mps_form::fixed : mps_form::blanks;
-  const line_census census = count_lines(rd, rd.set.format == ZLV_MPS_FORMAT_RELAXED);
-  if (rd.set.format == ZLV_MPS_FORMAT_RELAXED && census.isodd && census.isfixed) {
+  const line_census census = count_lines(rd);
+  if (rd.set.format == ZLV_MPS_FORMAT_RELAXED && census.isodd && fits_fixed(rd)) {
     rd.form = mps_form::fixed;
-    count_lines(rd, false);
+    count_lines(rd);
   }
   if (islog) {
     task_echo(rd.t, msg_kind::msg, "Finished estimating problem size. Time: %-.2f\n",

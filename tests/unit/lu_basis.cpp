@@ -6,6 +6,7 @@
 #include <string>
 
 #include "lu/lu.h"
+#include "lu/luselect.h"
 #include "support/faulty_alloc.h"
 #include "unit/lu_cases.h"
 
@@ -234,6 +235,33 @@ TEST(LuSingular, SameVariableTwiceCountsOnce) {
     std::sort(basic.begin(), basic.end());
     EXPECT_EQ(std::adjacent_find(basic.begin(), basic.end()), basic.end());
   }
+}
+
+// Of columns with copies and sums of others a basis of the whole span is taken, earlier classes first.
+TEST(LuSelect, TakesIndependentColumnsOfEarlyClasses) {
+  const lu_problem pr = lu_random({"", 80, 0.05, 0, 0.3, 0}, 9);
+  std::vector<int32_t> vars;
+  for (int32_t k = 0; k < 30; ++k) vars.push_back(k);           // independent
+  for (int32_t k = 0; k < 30; ++k) vars.push_back(29 - k);      // nothing new
+  for (int32_t k = 0; k < 40; ++k) vars.push_back(20 + k);      // 30 new ones
+  for (int32_t i = 0; i < pr.m; ++i) vars.push_back(pr.n + i);  // what is left
+  const int32_t classend[] = {30, 60, 100, 180};
+  lu_box box;
+  lu_selection sel(mm_at(*box.mman));
+  ASSERT_EQ(lu_select(*box.f, pr.a(), vars, classend, monitor{}, sel), rescode::ok);
+  const auto taken = [&](int32_t from, int32_t to) {
+    return std::count_if(sel.taken.begin(), sel.taken.end(),
+                         [&](int32_t k) { return k >= from && k < to; });
+  };
+  EXPECT_EQ(taken(0, 30), 30);
+  EXPECT_EQ(taken(30, 60), 0);
+  EXPECT_EQ(taken(60, 100), 30);
+  EXPECT_EQ(taken(100, 180), 20);
+  EXPECT_TRUE(sel.rest.empty());
+  std::vector<int32_t> basic;
+  for (const int32_t k : sel.taken) basic.push_back(vars[size_t(k)]);
+  ASSERT_EQ(box.make(pr, basic), rescode::ok);
+  EXPECT_EQ(box.f->numsing, 0);
 }
 
 // A wrong pivot is refused and leaves the factors as they were.

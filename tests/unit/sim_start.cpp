@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "simplex/simcrash.h"
 #include "misc/simscale.h"
+#include "simplex/simcrash.h"
 
 namespace {
 
