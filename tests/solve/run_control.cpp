@@ -158,7 +158,8 @@ TEST(RunItems, SayWhatTheRunFoundAndAreReset) {
   EXPECT_GT(dou_item(box.task, ZLV_DINF_OPTIMIZER_REALTIME), 0);
   EXPECT_GE(dou_item(box.task, ZLV_DINF_OPTIMIZER_REALTIME),
             dou_item(box.task, ZLV_DINF_INTPNT_REALTIME));
-  ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_OPTIMIZER, ZLV_OPTIMIZER_NONCONVEX), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_OPTIMIZER, ZLV_OPTIMIZER_CONIC), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_putqobjij(box.task, 0, 0, 1.0), ZLV_RES_OK);
   EXPECT_NE(ZLV_optimize(box.task), ZLV_RES_OK);  // a run that finds nothing leaves nothing behind
   EXPECT_EQ(int_item(box.task, ZLV_IINF_INTPNT_ITER), 0);
   EXPECT_EQ(dou_item(box.task, ZLV_DINF_SOL_ITR_PRIMAL_OBJ), 0);
