@@ -5,7 +5,9 @@
 #include <random>
 
 #include "prslv/prslv.h"
+#include "prslv/prsray.h"
 #include "support/dense_lp.h"
+#include "support/faulty_alloc.h"
 
 namespace {
 
@@ -292,33 +294,87 @@ void addcounts(prslv_info& sum, const prslv_info& in) {
 struct tally {
   prslv_info info;
   int32_t numoptimal = 0, numinfeas = 0, numunbounded = 0, numundecided = 0, numbetween = 0;
+  int32_t numray = 0, numproof = 0;  // certificates of reduced problems, and those that stay valid
+  int64_t size = 0, again = 0;       // of reduced problems, and of what is left of them
 };
 
-void runone(maker& mk, dense_lp& p, bool forinterior, tally& sum) {
+// A certificate of the reduced problem as one of the original.
+void checkray(box& bx, const prslv_rec& rec, tally& sum) {
+  const lp_view red = prslv_look(rec);
+  const dense_answer ans = dense_solve(red);
+  ASSERT_NE(ans.verdict, lp_verdict::none);
+  EXPECT_NE(ans.verdict, lp_verdict::optimal);
+  const bool infeas = ans.verdict == lp_verdict::priminfeas;
+  lp_point in(mm_at(*bx.mman)), out(mm_at(*bx.mman));
+  in.verdict = ans.verdict;
+  in.x.assign(ans.x.begin(), ans.x.begin() + red.numvar);
+  in.y.assign(ans.y.begin(), ans.y.end());
+  (infeas ? in.x : in.y).clear();
+  prslv_postsolve(rec, in, infeas ? prslv_kind::dualray : prslv_kind::primalray, out);
+  ++sum.numray;
+  sum.numproof += (infeas ? prslv_provesinfeas(rec.orig, out) : prslv_provesunbound(rec.orig, out));
+}
+
+// Held columns are where they were, with their bounds and with their entries in the rows left.
+void checkheld(const prslv_rec& rec, std::span<const uint8_t> held) {
+  const lp_view red = prslv_look(rec);
+  for (int32_t j = 0; j < int32_t(held.size()); ++j) {
+    if (held[j] == 0) continue;
+    const int32_t k = rec.redvar[j];
+    ASSERT_GE(k, 0);
+    EXPECT_EQ(red.blx[k], rec.orig.blx[j]);
+    EXPECT_EQ(red.bux[k], rec.orig.bux[j]);
+    ptrdiff_t at = red.a.ptr[k];
+    for (ptrdiff_t q = rec.orig.a.ptr[j]; q < rec.orig.a.ptr[j + 1]; ++q) {
+      const int32_t i = rec.redcon[rec.orig.a.sub[q]];
+      if (i < 0) continue;
+      ASSERT_LT(at, red.a.ptr[k + 1]);
+      EXPECT_EQ(red.a.sub[at], i);
+      EXPECT_EQ(red.a.val[at++], rec.orig.a.val[q]);
+    }
+    EXPECT_EQ(at, red.a.ptr[k + 1]);
+  }
+}
+
+void runone(maker& mk, dense_lp& p, const prslv_settings& set, bool holds, tally& sum) {
   box bx;
   const lp_view view = p.view();
   const dense_answer plain = dense_solve(view);
   ASSERT_NE(plain.verdict, lp_verdict::none);
+  std::vector<uint8_t> held(holds ? p.n : 0);
+  for (uint8_t& h : held) h = mk.chance(30) ? 1 : 0;
   prslv_rec rec(mm_at(*bx.mman));
-  prslv_settings set;
-  set.forinterior = forinterior;
-  ASSERT_EQ(prslv_reduce(view, {}, set, {}, *bx.mman, rec), rescode::ok);
+  ASSERT_EQ(prslv_reduce(view, held, set, {}, *bx.mman, rec), rescode::ok);
   addcounts(sum.info, rec.info);
-  if (rec.verdict == prslv_verdict::infeas) {
-    ++sum.numinfeas;
-    EXPECT_EQ(plain.verdict, lp_verdict::priminfeas);
-  } else if (rec.verdict == prslv_verdict::unbounded) {  // proves that there is no dual point only
-    ++sum.numunbounded;
-    EXPECT_NE(plain.verdict, lp_verdict::optimal);
-  } else if (rec.verdict == prslv_verdict::undecided) {
-    ++sum.numundecided;
-    EXPECT_NE(plain.verdict, lp_verdict::optimal);
-  } else if (plain.verdict == lp_verdict::optimal) {
+  const bool isoptimal = plain.verdict == lp_verdict::optimal;
+  switch (rec.verdict) {
+    case prslv_verdict::infeas:
+      ++sum.numinfeas;
+      EXPECT_EQ(plain.verdict, lp_verdict::priminfeas);
+      return;
+    case prslv_verdict::unbounded:  // proves that there is no dual point only
+      ++sum.numunbounded;
+      EXPECT_FALSE(isoptimal);
+      return;
+    case prslv_verdict::undecided:
+      ++sum.numundecided;
+      EXPECT_FALSE(isoptimal);
+      return;
+    case prslv_verdict::reduced:
+      break;
+  }
+  checkheld(rec, held);
+  if (isoptimal) {
     ++sum.numoptimal;
     checkoptimal(mk, bx, rec, plain, sum.numbetween);
   } else {
-    EXPECT_NE(dense_solve(prslv_look(rec)).verdict, lp_verdict::optimal);
+    checkray(bx, rec, sum);
   }
+  prslv_rec twice(mm_at(*bx.mman));
+  ASSERT_EQ(prslv_reduce(prslv_look(rec), {}, set, {}, *bx.mman, twice), rescode::ok);
+  if (holds || twice.verdict != prslv_verdict::reduced) return;
+  sum.size += rec.a.nrow + rec.a.ncol + int64_t(rec.a.sub.size());
+  sum.again += twice.a.nrow + twice.a.ncol + int64_t(twice.a.sub.size());
 }
 
 }  // namespace
@@ -328,16 +384,100 @@ TEST(PrslvRandom, AgreesWithDenseSimplex) {
   for (int32_t seed = 0; seed < 20000; ++seed) {
     maker mk{std::mt19937(uint32_t(seed))};
     dense_lp p = make(mk, plant(seed % int32_t(plant::last)));
-    runone(mk, p, mk.chance(50), sum);
+    prslv_settings set;
+    set.forinterior = mk.chance(50);
+    runone(mk, p, set, false, sum);
     ASSERT_FALSE(HasFailure()) << "seed " << seed;
   }
   const prslv_info& in = sum.info;
   for (const int32_t count :
-       {in.numemptyrow, in.numsingleton, in.numredundant, in.numforcing, in.numemptycol,
-        in.numfixed, in.numdomcol, in.numforcecol, in.numslack, in.numimplfree, in.numdoubleton,
-        in.numbound, in.numside, sum.numoptimal, sum.numinfeas, sum.numunbounded}) {
-    EXPECT_GT(count, 50);
+       {in.numemptyrow,   in.numsingleton, in.numredundant, in.numforcing,   in.numduprow,
+        in.numlindep,     in.numemptycol,  in.numfixed,     in.numdomcol,    in.numdupcol,
+        in.numforcecol,   in.numslack,     in.numimplfree,  in.numdoubleton, in.numelim,
+        in.numbound,      in.numside,      in.numimplequ,   sum.numoptimal,  sum.numinfeas,
+        sum.numunbounded, sum.numray}) {
+    EXPECT_GT(count, 20);
   }
   EXPECT_LT(sum.numbetween, sum.numoptimal / 1000);
-  EXPECT_LT(sum.numundecided, sum.numinfeas + sum.numunbounded);
+  EXPECT_LT(sum.numundecided * 100, sum.numinfeas + sum.numunbounded);
+  EXPECT_GT(sum.numproof * 100, sum.numray * 95);
+  EXPECT_GT(sum.again * 100, sum.size * 97);  // a second presolve finds next to nothing
+}
+
+TEST(PrslvRandom, LeavesHeldColumnsAlone) {
+  tally sum;
+  for (int32_t seed = 0; seed < 5000; ++seed) {
+    maker mk{std::mt19937(uint32_t(100000 + seed))};
+    dense_lp p = make(mk, plant(seed % int32_t(plant::last)));
+    runone(mk, p, {}, true, sum);
+    ASSERT_FALSE(HasFailure()) << "seed " << seed;
+  }
+  EXPECT_GT(sum.numoptimal, 1000);
+}
+
+TEST(PrslvRandom, WorksWithEachSearchOff) {
+  for (int32_t seed = 0; seed < 3000; ++seed) {
+    maker mk{std::mt19937(uint32_t(200000 + seed))};
+    dense_lp p = make(mk, plant::mixed);
+    tally sum;
+    prslv_settings set;
+    set.use = seed % 8 != 0;
+    set.eliminatoruse = seed % 2 != 0;
+    set.lindepuse = seed % 3 != 0;
+    set.elimfill = seed % 5;
+    runone(mk, p, set, false, sum);
+    ASSERT_FALSE(HasFailure()) << "seed " << seed;
+    EXPECT_TRUE(set.eliminatoruse || sum.info.numelim == 0);
+    EXPECT_TRUE(set.lindepuse || sum.info.numlindep == 0);
+    EXPECT_TRUE(set.use || (sum.info.numredundant == 0 && sum.info.numfixed == 0));
+  }
+}
+
+TEST(PrslvRandom, SurvivesEveryFailedAllocation) {
+  maker mk{std::mt19937(7)};
+  for (int32_t problem = 0; problem < 12; ++problem) {
+    dense_lp p = make(mk, plant::mixed);
+    const lp_view view = p.view();
+    for (long k = 0;; ++k) {
+      ASSERT_LT(k, 10000);
+      faulty_alloc alloc(k);
+      memman* mman = memman_create(&alloc, &faulty_alloc::alloc, &faulty_alloc::free, false);
+      if (mman == nullptr) continue;
+      bool failed = false;
+      try {
+        prslv_rec rec(mm_at(*mman));
+        ASSERT_EQ(prslv_reduce(view, {}, {}, {}, *mman, rec), rescode::ok);
+        lp_point in(mm_at(*mman)), out(mm_at(*mman));
+        in.x.assign(rec.varof.size(), 0.0);
+        in.y.assign(rec.conof.size(), 0.0);
+        if (rec.verdict == prslv_verdict::reduced) {
+          prslv_postsolve(rec, in, prslv_kind::point, out);
+        }
+      } catch (const std::bad_alloc&) {
+        failed = true;
+      }
+      EXPECT_EQ(memman_delete(mman), 0U);
+      EXPECT_EQ(alloc.numlive, 0);
+      if (!failed) break;
+    }
+  }
+}
+
+TEST(PrslvStop, EndsWithTheCodeOfTheMonitor) {
+  // A chain of equations that takes work; the monitor stops it at its first question.
+  dense_lp p;
+  constexpr int32_t num = 400;
+  for (int32_t j = 0; j < num; ++j) addcol(p, 0, inf, 1);
+  for (int32_t i = 0; i < num; ++i) {
+    std::vector<double> row(num, 0.0);
+    for (int32_t j = 0; j < num; ++j) row[j] = 1 + (i * 31 + j * 17) % 7;
+    addrow(p, row, 1, i % 2 == 0 ? 1e3 : inf);
+  }
+  const lp_view view = p.view();
+  box bx;
+  prslv_rec rec(mm_at(*bx.mman));
+  monitor mon;
+  mon.pollfn = [](void*, monitor_where) { return rescode::trm_user_break; };
+  EXPECT_EQ(prslv_reduce(view, {}, {}, mon, *bx.mman, rec), rescode::trm_user_break);
+  EXPECT_EQ(rec.verdict, prslv_verdict::undecided);
 }
