@@ -96,7 +96,7 @@ void checkrow(prslv_work& w, impl_state& st, int32_t i) {
     prslv_droprow(w, i);
     ++w.rec.info.numredundant;
   } else {
-    prslv_setsides(w, i, freelower ? -prslv_inf : w.blc[i], freeupper ? prslv_inf : w.buc[i]);
+    prslv_dropsides(w, i, freelower, freeupper);
     ++w.rec.info.numside;
   }
 }

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr double postinf = INFINITY;
 // A row counts as kept by a column at its bound when it misses its side by at most this; relative to
 // 1 + the side.
 constexpr double posttol = 1e-9;
@@ -23,6 +22,10 @@ struct post_state {
   bool isbasic = false;
   explicit post_state(mm_place place) : x(place), y(place), z(place), con(place), var(place) {}
   double side(double value) const { return std::isinf(value) ? value : sidemul * value; }
+};
+
+struct post_bounds {
+  double lower, upper;
 };
 
 double rowsum(const post_state& st, const prslv_list& row) {
@@ -50,6 +53,12 @@ lp_key flip(lp_key key) {
 }
 lp_key bysign(double mult) {
   return mult >= 0 ? lp_key::lower : lp_key::upper;
+}
+
+// The key of an equation; side says at which side an inequality was made one.
+lp_key bymadeequ(int32_t side) {
+  if (side == 0) return lp_key::fixed;
+  return side == prslv_lower ? lp_key::lower : lp_key::upper;
 }
 
 void undo_freerow(post_state& st, prslv_reader& in) {
@@ -127,66 +136,67 @@ void undo_forcing(post_state& st, prslv_reader& in) {
 }
 
 // The slack of an inequality without cost: where the bound or side that holds it, or nothing, says.
-void freeslack(post_state& st, int32_t i, int32_t j, double a, double act, double low, double high,
-               double lower, double upper) {
+struct post_slack {
+  int32_t i, j;
+  double a, act;          // its entry; the activity of the rest of the row
+  post_bounds side, var;  // of the row, of the column
+};
+void freeslack(post_state& st, const post_slack& s) {
   const double tol = posttol * st.sidemul;
   const auto fits = [&](double v) {
-    const double value = act + a * v;
-    return std::isfinite(v) && value >= low - tol * (1 + std::abs(low)) &&
-           value <= high + tol * (1 + std::abs(high));
+    const double value = s.act + s.a * v;
+    return std::isfinite(v) && value >= s.side.lower - tol * (1 + std::abs(s.side.lower)) &&
+           value <= s.side.upper + tol * (1 + std::abs(s.side.upper));
   };
-  if (fits(lower)) {
-    st.x[j] = lower;
-    setvar(st, j, lp_key::lower);
-    setcon(st, i, lp_key::basic);
-  } else if (fits(upper)) {
-    st.x[j] = upper;
-    setvar(st, j, lp_key::upper);
-    setcon(st, i, lp_key::basic);
+  if (fits(s.var.lower)) {
+    st.x[s.j] = s.var.lower;
+    setvar(st, s.j, lp_key::lower);
+    setcon(st, s.i, lp_key::basic);
+  } else if (fits(s.var.upper)) {
+    st.x[s.j] = s.var.upper;
+    setvar(st, s.j, lp_key::upper);
+    setcon(st, s.i, lp_key::basic);
   } else {
-    const double atlow = (low - act) / a, athigh = (high - act) / a;
-    const bool uselow = std::isfinite(low) && atlow >= lower && atlow <= upper;
-    const bool usehigh = !uselow && std::isfinite(high);
-    st.x[j] = std::clamp(uselow || !usehigh ? atlow : athigh, lower, upper);
-    setvar(st, j, lp_key::basic);
-    setcon(st, i, usehigh ? lp_key::upper : lp_key::lower);
+    const double atlow = (s.side.lower - s.act) / s.a, athigh = (s.side.upper - s.act) / s.a;
+    const bool uselow = std::isfinite(s.side.lower) && atlow >= s.var.lower && atlow <= s.var.upper;
+    const bool usehigh = !uselow && std::isfinite(s.side.upper);
+    st.x[s.j] = std::clamp(uselow || !usehigh ? atlow : athigh, s.var.lower, s.var.upper);
+    setvar(st, s.j, lp_key::basic);
+    setcon(st, s.i, usehigh ? lp_key::upper : lp_key::lower);
   }
 }
 
 void undo_slack(post_state& st, prslv_reader& in) {
-  const int32_t i = in.nextint(), j = in.nextint(), side = in.nextint();
-  const double a = in.nextdbl();
-  const double low = st.side(in.nextdbl()), high = st.side(in.nextdbl());
-  const double lower = st.side(in.nextdbl()), upper = st.side(in.nextdbl());
+  post_slack s = {};
+  s.i = in.nextint();
+  s.j = in.nextint();
+  const int32_t side = in.nextint();
+  s.a = in.nextdbl();
+  s.side.lower = st.side(in.nextdbl());
+  s.side.upper = st.side(in.nextdbl());
+  s.var.lower = st.side(in.nextdbl());
+  s.var.upper = st.side(in.nextdbl());
   const double cost = st.costmul * in.nextdbl();
-  const double act = rowsum(st, in.nextlist());
-  const double y = st.y[i];
-  st.z[j] = -a * y;
-  st.y[i] = y + cost / a;
-  const lp_key key = st.isbasic ? st.con[i] : y != 0 ? bysign(y) : lp_key::basic;
+  s.act = rowsum(st, in.nextlist());
+  const double y = st.y[s.i];
+  st.z[s.j] = -s.a * y;
+  st.y[s.i] = y + cost / s.a;
+  const lp_key key = st.isbasic ? st.con[s.i] : y != 0 ? bysign(y) : lp_key::basic;
   const bool atlower = key == lp_key::lower || (key == lp_key::fixed && y >= 0);
-  if (low == high) {
-    st.x[j] = (low - act) / a;
-    const lp_key conkey = side == 0             ? lp_key::fixed
-                          : side == prslv_lower ? lp_key::lower
-                                                : lp_key::upper;
-    setcon(st, i, conkey);
-    if (key == lp_key::basic) {
-      setvar(st, j, lp_key::basic);
-    } else {
-      setvar(st, j, atlower == (a > 0) ? lp_key::upper : lp_key::lower);
-    }
-  } else if (key == lp_key::basic) {
-    freeslack(st, i, j, a, act, low, high, lower, upper);
-  } else {
-    const double value = ((atlower ? low : high) - act) / a;
-    if (std::isinf(value)) {  // a multiplier that is only rounding
-      freeslack(st, i, j, a, act, low, high, lower, upper);
-      return;
-    }
-    st.x[j] = std::clamp(value, lower, upper);
-    setvar(st, j, atlower == (a > 0) ? lp_key::upper : lp_key::lower);
+  const lp_key ifheld = atlower == (s.a > 0) ? lp_key::upper : lp_key::lower;
+  if (s.side.lower == s.side.upper) {
+    st.x[s.j] = (s.side.lower - s.act) / s.a;
+    setcon(st, s.i, bymadeequ(side));
+    setvar(st, s.j, key == lp_key::basic ? lp_key::basic : ifheld);
+    return;
   }
+  const double value = ((atlower ? s.side.lower : s.side.upper) - s.act) / s.a;
+  if (key == lp_key::basic || std::isinf(value)) {  // infinite: y is rounding only
+    freeslack(st, s);
+    return;
+  }
+  st.x[s.j] = std::clamp(value, s.var.lower, s.var.upper);
+  setvar(st, s.j, ifheld);
 }
 
 void undo_subst(post_state& st, prslv_reader& in) {
@@ -197,7 +207,7 @@ void undo_subst(post_state& st, prslv_reader& in) {
   st.y[i] = reducedcost(st, cost, col) / a;
   st.z[j] = 0;
   setvar(st, j, lp_key::basic);
-  setcon(st, i, side == 0 ? lp_key::fixed : side == prslv_lower ? lp_key::lower : lp_key::upper);
+  setcon(st, i, bymadeequ(side));
 }
 
 void undo_doubleton(post_state& st, prslv_reader& in) {
@@ -238,10 +248,6 @@ void undo_duprow(post_state& st, prslv_reader& in) {
   const lp_key key = by == prslv_lower ? lp_key::lower : lp_key::upper;
   setcon(st, i, s > 0 ? key : flip(key));
 }
-
-struct post_bounds {
-  double lower, upper;
-};
 
 // Splits v = x_k + s x_j. Both at the bounds that hold v, if one does; else as near to their bounds as
 // it goes, so that at most one of them is between its bounds.

@@ -99,7 +99,7 @@ bool redundant(prslv_work& w, int32_t i) {
   }
   if (prslv_isequ(w, i)) return false;  // would be forcing
   if ((freelower && std::isfinite(w.blc[i])) || (freeupper && std::isfinite(w.buc[i]))) {
-    prslv_setsides(w, i, freelower ? -prslv_inf : w.blc[i], freeupper ? prslv_inf : w.buc[i]);
+    prslv_dropsides(w, i, freelower, freeupper);
     ++w.rec.info.numside;
   }
   return false;

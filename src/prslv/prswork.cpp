@@ -207,6 +207,13 @@ void prslv_setsides(prslv_work& w, int32_t i, double lower, double upper) {
   w.work += w.rlen[i];
 }
 
+void prslv_dropsides(prslv_work& w, int32_t i, bool lower, bool upper) {
+  double low = w.blc[i], high = w.buc[i];
+  if (lower) low = -prslv_inf;
+  if (upper) high = prslv_inf;
+  prslv_setsides(w, i, low, high);
+}
+
 void prslv_shiftsides(prslv_work& w, int32_t i, double shift) {
   const bool isequ = prslv_isequ(w, i);
   w.blc[i] = prslv_cleansum(w.blc[i], shift);

@@ -103,6 +103,8 @@ void prslv_setblx(prslv_work& w, int32_t j, double value);
 void prslv_setbux(prslv_work& w, int32_t j, double value);
 // prslv_setside: new sides of row i; its columns are queued.
 void prslv_setsides(prslv_work& w, int32_t i, double lower, double upper);
+// prslv_dropsides: takes sides away.
+void prslv_dropsides(prslv_work& w, int32_t i, bool lower, bool upper);
 // prslv_shiftsides: adds to both sides; only the row is queued.
 void prslv_shiftsides(prslv_work& w, int32_t i, double shift);
 void prslv_addcost(prslv_work& w, int32_t j, double delta);
