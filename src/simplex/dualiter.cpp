@@ -96,15 +96,6 @@ void update_duals(dual_state& ds) {
   st.d[st.basic[ds.p]] = -theta;
 }
 
-void update_primals(dual_state& ds, double thetap) {
-  sim_state& st = ds.st;
-  for (int32_t t = 0; t < ds.col.num; ++t) {
-    const int32_t p = ds.col.ind[t];
-    st.xb[p] -= thetap * ds.col.val[p];
-    dual_judge(ds, p);
-  }
-}
-
 uint64_t mix(uint64_t x) {  // splitmix64
   x += 0x9e3779b97f4a7c15ull;
   x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
@@ -175,8 +166,7 @@ dual_action make_step(dual_state& ds) {
   const double thetap = (x - bound) / ds.alpha;
   update_duals(ds);
   st.dualobj += ds.thetad * (x - bound);
-  update_primals(ds, thetap);
-  dual_updateweights(ds);
+  dual_updaterows(ds, thetap);
   count_iteration(ds);
   const double xq = st.xval[ds.q] + thetap;
   const lu_state s = sim_exchange(st, ds.p, ds.q, ds.alpha, xq, ds.moveout > 0);

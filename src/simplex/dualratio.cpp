@@ -209,6 +209,7 @@ void dual_doflips(dual_state& ds) {
   for (int32_t t = 0; t < f.num; ++t) {
     const int32_t p = f.ind[t];
     st.xb[p] -= f.val[p];
+    if (ds.col.val[p] != 0) continue;  // the step comes to it
     dual_judge(ds, p);
     dual_heat(ds, p);
   }

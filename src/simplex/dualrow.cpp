@@ -10,6 +10,8 @@ namespace {
 constexpr double inf = std::numeric_limits<double>::infinity();
 // Weights of a start basis are made exact when that touches at most this many entries.
 constexpr double row_weightwork = 2e7;
+// A longer column is walked by rows instead of by its list, which is in no order.
+constexpr double row_inorder = 0.3;
 constexpr int32_t row_trial = 20;  // rows solved before the work is estimated
 
 // Lists of infeasible rows no longer than this are searched as a whole; from longer ones the best
@@ -93,7 +95,8 @@ void dual_startweights(dual_state& ds) {
     }
     ds.weight[p] = std::max(sum, dual_minweight);
     ++numdone;
-    if (numdone >= row_trial && work / numdone * st.m > row_weightwork) {
+    const bool isdear = numdone >= row_trial && work / numdone * st.m > row_weightwork;
+    if (isdear || sim_poll(st) != rescode::ok) {
       std::fill(ds.weight.begin(), ds.weight.end(), 1.0);
       break;
     }
@@ -116,20 +119,29 @@ int32_t dual_chuzr(dual_state& ds) {
   return best_of(ds, ds.hot, ds.ishot, 0);
 }
 
-void dual_updateweights(dual_state& ds) {
+void dual_updaterows(dual_state& ds, double thetap) {
+  sim_state& st = ds.st;
   const double alpha = ds.alpha, wp = ds.weight[ds.p] / (alpha * alpha);
   const double kai = -2 / alpha;
   const bool isexact = ds.rule == sim_selection::se, isdevex = ds.rule == sim_selection::ase;
-  for (int32_t t = 0; t < ds.col.num; ++t) {
-    const int32_t i = ds.col.ind[t];
+  const auto update = [&](int32_t i) {
     const double a = ds.col.val[i];
+    st.xb[i] -= thetap * a;
     if (isexact) {
       const double w = ds.weight[i] + a * (a * wp + kai * ds.tau.val[i]);
       ds.weight[i] = std::max(w, dual_minweight);
     } else if (isdevex) {
       ds.weight[i] = std::max(ds.weight[i], a * a * wp);
     }
+    dual_judge(ds, i);
     dual_heat(ds, i);
+  };
+  if (ds.col.num > row_inorder * st.m) {
+    for (int32_t i = 0; i < st.m; ++i) {
+      if (ds.col.val[i] != 0) update(i);
+    }
+  } else {
+    for (int32_t t = 0; t < ds.col.num; ++t) update(ds.col.ind[t]);
   }
   if (isexact || isdevex) ds.weight[ds.p] = std::max(wp, isexact ? dual_minweight : 1.0);
 }

@@ -113,8 +113,10 @@ inline void dual_heat(dual_state& ds, int32_t p) {
     ds.hot.push_back(p);  // reserved for m
   }
 }
-int32_t dual_chuzr(dual_state& ds);       // the leaving row, -1: none
-void dual_updateweights(dual_state& ds);  // before the exchange
+int32_t dual_chuzr(dual_state& ds);  // the leaving row, -1: none
+// dual_updaterows: values, weights and infeasibilities of the rows for a primal step thetap, before
+// the exchange.
+void dual_updaterows(dual_state& ds, double thetap);
 void dual_maketaboo(dual_state& ds, int32_t p);
 void dual_cleartaboo(dual_state& ds);
 
@@ -122,7 +124,8 @@ void dual_cleartaboo(dual_state& ds);
 void dual_pack(dual_state& ds);  // row and rho into packind, packval
 // dual_chuzc: sets q, alpharow, thetad and flips; ok or noenter.
 dual_action dual_chuzc(dual_state& ds);
-void dual_doflips(dual_state& ds);  // moves what flips names to the other bound, and the basics
+void dual_doflips(
+    dual_state& ds);  // moves what flips names to the other bound, and the basics; col is known
 
 // ---- dualpert.cpp
 void dual_perturb(dual_state& ds, double factor);

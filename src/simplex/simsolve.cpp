@@ -8,7 +8,7 @@ namespace {
 // rows' scattered additions cost more than sums.
 constexpr double solve_bycolumn = 0.4;
 // Beyond this share of nonzeros in the result, listing them costs more than it saves.
-constexpr double solve_listed = 0.1;
+constexpr double solve_listed = 0.25;
 // Smaller results are rounding; absolute, scaled.
 constexpr double solve_zero = 1e-14;
 
@@ -57,6 +57,7 @@ void drop_small(lu_vector& out) {
 
 void price_rows(sim_state& st, const lu_vector& rho, lu_vector& out) {
   const int32_t last = rho.num < 0 ? st.m : rho.num;
+
   const double limit = solve_listed * st.n;
   int32_t num = 0, t = 0;
   for (; t < last && num <= limit; ++t) {
@@ -75,9 +76,7 @@ void price_rows(sim_state& st, const lu_vector& rho, lu_vector& out) {
     const int32_t i = rho.num < 0 ? t : rho.ind[t];
     if (rho.val[i] != 0) add_row(st.rows, i, rho.val[i], out.val.data());
   }
-  for (double& v : out.val) {
-    if (std::abs(v) < solve_zero) v = 0;
-  }
+  for (double& v : out.val) v = std::abs(v) < solve_zero ? 0.0 : v;
   st.pollwork += st.n;
   out.num = -1;
 }
