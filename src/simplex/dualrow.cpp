@@ -12,6 +12,8 @@ constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double row_weightwork = 2e7;
 // A longer column is walked by rows instead of by its list, which is in no order.
 constexpr double row_inorder = 0.3;
+// Approximate weights beyond this say too little; they all begin anew at 1.
+constexpr double row_maxdevex = 1e7;
 constexpr int32_t row_trial = 20;  // rows solved before the work is estimated
 
 // Lists of infeasible rows no longer than this are searched as a whole; from longer ones the best
@@ -121,15 +123,21 @@ int32_t dual_chuzr(dual_state& ds) {
 
 void dual_updaterows(dual_state& ds, double thetap) {
   sim_state& st = ds.st;
-  const double alpha = ds.alpha, wp = ds.weight[ds.p] / (alpha * alpha);
+  const double alpha = ds.alpha;
+  double wp = ds.weight[ds.p] / (alpha * alpha);
   const double kai = -2 / alpha;
   const bool isexact = ds.rule == sim_selection::se, isdevex = ds.rule == sim_selection::ase;
+  if (isdevex && wp > row_maxdevex) {
+    std::fill(ds.weight.begin(), ds.weight.end(), 1.0);  // a new reference framework
+    wp = 1;
+    cool(ds);
+  }
   const auto update = [&](int32_t i) {
     const double a = ds.col.val[i];
     st.xb[i] -= thetap * a;
     if (isexact) {
       const double w = ds.weight[i] + a * (a * wp + kai * ds.tau.val[i]);
-      ds.weight[i] = std::max(w, dual_minweight);
+      ds.weight[i] = w >= dual_minweight ? w : dual_minweight;  // NaN too
     } else if (isdevex) {
       ds.weight[i] = std::max(ds.weight[i], a * a * wp);
     }

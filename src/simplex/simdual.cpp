@@ -135,6 +135,10 @@ bool prove_infeasible(dual_state& ds) {
   return sim_provedual(ds.st, ds.rho.val);
 }
 
+bool has_infeasible(const dual_state& ds) {
+  return std::any_of(ds.infeas.begin(), ds.infeas.end(), [](double v) { return v > 0; });
+}
+
 void perturb_at_stall(dual_state& ds) {
   if (!ds.mayperturb || ds.numstall < run_stall || ds.numpert >= run_maxpert) return;
   double factor = 1;
@@ -163,6 +167,10 @@ run_end run(dual_state& ds) {
     }
     const bool ismoved = st.info.dualiter > iter0;
     if (act == dual_action::noleave && !ismoved && st.isfresh) {
+      if (ds.taboo.empty() && has_infeasible(ds)) {  // weights beyond the range of numbers hide it
+        std::fill(ds.weight.begin(), ds.weight.end(), 1.0);
+        continue;
+      }
       return ds.taboo.empty() ? run_end::optimal : run_end::stuck;
     }
     if (ismoved) dual_cleartaboo(ds);
