@@ -10,7 +10,8 @@ INF = math.inf
 
 
 class Model:
-    """min or max c'x + const, rowlo <= A x <= rowup, collo <= x <= colup; A as triplets."""
+    """min or max c'x + x'Qx/2 + const, rowlo <= A x <= rowup, collo <= x <= colup; A as triplets, Q
+    as triplets of one triangle."""
 
     def __init__(self):
         self.name = ""
@@ -21,6 +22,7 @@ class Model:
         self.c, self.collo, self.colup, self.integer = [], [], [], []
         self.ai, self.aj, self.av = [], [], []
         self.rowlo, self.rowup = [], []
+        self.qi, self.qj, self.qv = [], [], []
 
 
 def open_text(path):
@@ -107,14 +109,23 @@ def _read(lines, split):
                 m.maximize = f[1].upper().startswith("MAX")
             elif section == "ENDATA":
                 break
-            elif section not in ("ROWS", "COLUMNS", "RHS", "RANGES", "BOUNDS", "OBJSENSE"):
+            elif section not in ("ROWS", "COLUMNS", "RHS", "RANGES", "BOUNDS", "OBJSENSE",
+                                 "QUADOBJ", "QMATRIX"):
                 raise NotImplementedError("section " + section)
             continue
         if section == "OBJSENSE":
             m.maximize = line.strip().upper().startswith("MAX")
             continue
         f = split(line, section)
-        if section == "ROWS":
+        if section in ("QUADOBJ", "QMATRIX"):
+            i = m.cols[f[1]]
+            for name, value in pairs(f):
+                j = m.cols[name]
+                if section == "QUADOBJ" or i >= j:  # QMATRIX holds both triangles
+                    m.qi.append(max(i, j))
+                    m.qj.append(min(i, j))
+                    m.qv.append(value)
+        elif section == "ROWS":
             kind, name = f[0].upper(), f[1]
             if kind == "N":
                 if obj is None:
