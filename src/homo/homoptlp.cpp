@@ -18,10 +18,11 @@ constexpr double affine_veryshort = 1e-3;  // the second-order corrector is off 
 constexpr double corr_worse = 0.3;         // and when the corrected step is this part of the affine
 constexpr double cor_ahead = 0.1;  // centrality correctors aim at a step longer by this much
 constexpr double cor_bmin = 0.1, cor_bmax = 10;  // products are sent into bmin t .. bmax t
-constexpr double cor_gain = 0.02;    // least growth of the two steps together to accept one
-constexpr double cor_enough = 0.95;  // both steps longer than this: no further corrector
-constexpr int32_t cor_limit = 10;    // most correctors of an iteration
-constexpr double start_far = 2;      // of upper bounds, scaled
+constexpr double cor_gain = 0.02;     // least growth of the two steps together to accept one
+constexpr double cor_enough = 0.95;   // both steps longer than this: no further corrector
+constexpr int32_t cor_limit = 10;     // most correctors of an iteration
+constexpr double start_far = 2;       // of upper bounds, scaled
+constexpr double start_least = 1e-4;  // part of the safeguards that always counts
 // Steps.
 constexpr double step_near = 0.9;  // affine step from which the full step factor is used
 constexpr double mu_ahead = 1e-2;  // mu may fall this far below the feasibility factors
@@ -125,6 +126,16 @@ void add_shift(std::span<double> v, std::span<const uint8_t> isfree, double shif
   }
 }
 
+// The safeguards of a quadratic problem shrink with the point that they guard: curvature makes a start
+// that is far too large dear.
+double start_floor(std::span<const double> v, std::span<const uint8_t> isfree, double shift) {
+  double most = shift;
+  for (size_t j = 0; j < v.size(); ++j) {
+    if (isfree[j] == 0) most = std::max(most, v[j]);
+  }
+  return std::clamp(most, start_least, 1.0);
+}
+
 struct start_sums {
   double x = 0, s = 0, xs = 0;
 };
@@ -176,6 +187,10 @@ rescode least_squares_start(hom_state& st, double psafe, double dsafe) {
   const start_sums sum = pair_sums(pr, it, dp, dd);
   if (sum.s > 0) dp += 0.5 * sum.xs / sum.s;
   if (sum.x > 0) dd += 0.5 * sum.xs / sum.x;
+  if (hom_hasq(pr)) {
+    psafe *= start_floor(it.x, pr.isfree, dp);
+    dsafe *= start_floor(it.s, pr.isfree, dd);
+  }
   add_shift(it.x, pr.isfree, dp, psafe);
   add_shift(it.w, {}, dp, psafe);
   add_shift(it.s, pr.isfree, dd, dsafe);

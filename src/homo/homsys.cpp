@@ -20,6 +20,7 @@ constexpr double pivrel_strict = 1e-15;  // pivot rule when it is not, with rows
 constexpr double solve_bad = 1e-6;       // and one that says that the system has no solution
 constexpr double krylov_new = 1e-10;     // less of a direction that is new is rounding
 constexpr double krylov_worse = 2;  // largest residual over the one before; the 2-norm always falls
+constexpr int krylov_slow = 2;      // directions in a row that gain little: no more
 constexpr double solve_noise = 1e-4;  // noise of the data over refine_tol: residuals may end there
 constexpr int maxrefine = 4;
 constexpr double refine_tol = 1e-12;  // residual of a block relative to its right-hand side: done
@@ -157,6 +158,7 @@ double solve_krylov(hom_state& st, std::span<const double> r1, std::span<const d
   const double size1 = hom_maxabs(r1) + hom_maxabs(y) + st.noise1;
   const double size2 = hom_maxabs(r2) + hom_maxabs(x) + st.noise2;
   const double ratio = size1 > 0 && size2 > 0 ? size1 / size2 : 1;  // of the blocks' units
+  int numslow = 0;
   for (int k = 0; k < hom_maxkrylov && now > refine_tol; ++k) {
     const std::span<double> z = part(st.krylovz, k), w = part(st.krylovw, k);
     const std::span<double> zx = z.first(n), zy = z.subspan(n), w1 = w.first(n), w2 = w.subspan(n);
@@ -183,7 +185,9 @@ double solve_krylov(hom_state& st, std::span<const double> r1, std::span<const d
       add(y, -step, zy);
       break;
     }
+    numslow = next > refine_gain * now ? numslow + 1 : 0;
     now = next;
+    if (numslow == krylov_slow && now < solve_bad) break;
   }
   return now;
 }
@@ -204,7 +208,8 @@ rescode factor_and_solve(hom_state& st, double& residual) {
   kktfac_regul regul = regul_of(st);
   if (const rescode r = factor(st, regul); r != rescode::ok) return r;
   const double first = residual = hom_solve(st, st.r1, st.r2, st.p, st.q);
-  if (first <= solve_good || kktfac_getstats(st.fac).numskipped == 0) return rescode::ok;
+  if (st.isbig || first <= solve_good || kktfac_getstats(st.fac).numskipped == 0)
+    return rescode::ok;
   const double usual = regul.pivrel;
   regul.pivrel = pivrel_strict;
   if (const rescode r = factor(st, regul); r != rescode::ok) return r;
