@@ -21,7 +21,7 @@ constexpr double crashzero = 1e-3;
 constexpr double crashpivrel = 0.1;
 
 // Entries of the inverse beyond this, scaled, mean that the basis is close to a singular one.
-constexpr double hugeinverse = 1e5;
+constexpr double hugeinverse = 1e7;
 // Columns that may be replaced for it, and solves in search of one such entry.
 constexpr int32_t maxrepair = 1000, maxclimb = 6;
 

@@ -14,6 +14,8 @@ constexpr double pushzero = 1e-9;
 constexpr double relax = 1e-9;
 // Entries of a row that count as zero; the least pivot relative to the largest entry of its row.
 constexpr double rowzero = 1e-9, leastpivot = 1e-5;
+// The same when there will be no further try.
+constexpr double lastpivot = 1e-7;
 // Variables between bounds enter first, unless their pivot is smaller than this share of the largest.
 constexpr double insideshare = 0.01;
 // Passes over the basic variables that need a push; the last one takes no excuse.
@@ -72,7 +74,7 @@ struct choice {
 
 // Two passes: the longest step with relaxed signs, then the largest pivot within it.
 // Harris, "Pivot selection methods of the Devex LP code", Math. Program. 5 (1973).
-choice ratio_test(const bas_state& st, double s, double length) {
+choice ratio_test(const bas_state& st, double s, double length, bool last) {
   double longest = length, most = 0, way = 0;
   for (int32_t e = 0; e < st.alphanum; ++e) {
     const int32_t k = st.alphaind[e];
@@ -103,7 +105,7 @@ choice ratio_test(const bas_state& st, double s, double length) {
     best.step = 0;
     big = biginside;
   }
-  best.isbad = big < leastpivot * most;
+  best.isbad = big < (last ? lastpivot : leastpivot) * most;
   return best;
 }
 
@@ -152,7 +154,7 @@ rescode push(bas_state& st, int32_t p, bool last, bas_pushed& result) {
   lu_vecset(st.work, p, 1);
   lu_btran(st.lu, st.work);
   price(st);
-  const choice best = ratio_test(st, s, std::abs(zj));
+  const choice best = ratio_test(st, s, std::abs(zj), last);
   rescode r = rescode::ok;
   if (best.isbad && !last) {
     result = bas_pushed::later;

@@ -11,6 +11,8 @@ namespace {
 constexpr double relax = 1e-9;
 // Entries of a column that count as zero; the least pivot relative to the largest entry.
 constexpr double colzero = 1e-9, leastpivot = 1e-5;
+// The same when there will be no further try.
+constexpr double lastpivot = 1e-7;
 
 struct choice {
   int32_t pos = -1;
@@ -29,7 +31,7 @@ double pace_of(const bas_state& st, int32_t p, double s, double& way) {
   return std::abs(a);
 }
 
-choice ratio_test(const bas_state& st, double s, double length) {
+choice ratio_test(const bas_state& st, double s, double length, bool last) {
   double longest = length, most = 0, way = 0;
   for (int32_t e = 0; e < st.work.num; ++e) {
     const int32_t p = st.work.ind[e];
@@ -49,7 +51,7 @@ choice ratio_test(const bas_state& st, double s, double length) {
     best.pos = p;
     best.step = way / pace;
   }
-  best.isbad = big < leastpivot * most;
+  best.isbad = big < (last ? lastpivot : leastpivot) * most;
   return best;
 }
 
@@ -78,7 +80,7 @@ rescode push(bas_state& st, int32_t var, bool last, bas_pushed& result) {
   lu_vecclear(st.work);
   bas_loadcolumn(st, var);
   lu_ftran(st.lu, st.work, true);
-  const choice best = ratio_test(st, s, std::abs(way));
+  const choice best = ratio_test(st, s, std::abs(way), last);
   if (best.isbad && !last) {
     result = bas_pushed::later;
     lu_vecclear(st.work);

@@ -216,47 +216,71 @@ void pivot_column(lu_rec& f, int32_t r, int32_t c) {
   if (f.lcolat[r].num > 0) f.lseq.push_back(r);
 }
 
+// The entries of column j that meet multipliers, minus u times these. Returns how many; big is the
+// largest entry that stays. Pointers are local: a store to mark could change any member otherwise.
+int32_t update_met(lu_rec& f, int32_t j, double u, double& big) {
+  lu_kernel& ker = f.ker;
+  lu_slot& at = ker.cat[j];
+  int32_t* sub = ker.csub.data() + at.beg;
+  double* val = ker.cval.data() + at.beg;
+  uint8_t* mark = ker.mark.data();
+  const double *mult = ker.mult.data(), droptol = f.set.droptol;
+  int32_t met = 0, num = at.num;
+  double most = 0;
+  for (int32_t e = 0;
+       e < num;) {  // mult is zero where there is no mark, so there is no branch on it
+    const int32_t i = sub[e];
+    const double v = val[e] - u * mult[i];
+    met += mark[i];
+    mark[i] = 0;
+    if (std::abs(v) <= droptol) {
+      --num;
+      sub[e] = sub[num];
+      val[e] = val[num];
+      row_remove(ker, i, j);
+      continue;
+    }
+    val[e] = v;
+    most = std::max(most, std::abs(v));
+    ++e;
+  }
+  ker.nnz -= at.num - num;
+  at.num = num;
+  big = most;
+  return met;
+}
+
 // Column j minus u times the multipliers, with its largest value.
 void update_column(lu_rec& f, int32_t j, double u, const lu_range& lat) {
   lu_kernel& ker = f.ker;
-  int32_t met = 0;
   double big = 0;
+  const int32_t met = update_met(f, j, u, big);
   lu_slot& at = ker.cat[j];
-  for (int32_t e = at.beg; e < at.beg + at.num;) {
-    const int32_t i = ker.csub[e];
-    if (ker.mark[i] != 0) {
-      ker.mark[i] = 0;
-      ++met;
-      const double v = ker.cval[e] - u * ker.mult[i];
-      if (std::abs(v) <= f.set.droptol) {
-        col_drop(ker, j, e);
-        row_remove(ker, i, j);
-        --ker.nnz;
-        continue;
-      }
-      ker.cval[e] = v;
-    }
-    big = std::max(big, std::abs(ker.cval[e]));
-    ++e;
-  }
   f.count.facwork += at.num + lat.num;
+  const int32_t* lsub = f.lcol.sub.data() + lat.beg;
+  const double* lval = f.lcol.val.data() + lat.beg;
+  uint8_t* mark = ker.mark.data();
   if (met < lat.num) {
     col_grow(ker, j, lat.num - met);
-    for (int32_t k = lat.beg; k < lat.beg + lat.num; ++k) {
-      const int32_t i = f.lcol.sub[k];
-      if (ker.mark[i] == 0) continue;
-      const double v = -u * f.lcol.val[k];
+    int32_t* sub = ker.csub.data() + at.beg;
+    double* val = ker.cval.data() + at.beg;
+    int32_t num = at.num;
+    for (int32_t k = 0; k < lat.num; ++k) {
+      const int32_t i = lsub[k];
+      if (mark[i] == 0) continue;
+      const double v = -u * lval[k];
       if (std::abs(v) <= f.set.droptol) continue;
-      ker.csub[at.beg + at.num] = i;
-      ker.cval[at.beg + at.num++] = v;
+      sub[num] = i;
+      val[num++] = v;
       big = std::max(big, std::abs(v));
       row_grow(ker, i, 1);
       lu_slot& row = ker.rat[i];
       ker.rsub[row.beg + row.num++] = j;
-      ++ker.nnz;
     }
+    ker.nnz += num - at.num;
+    at.num = num;
   }
-  for (int32_t k = lat.beg; k < lat.beg + lat.num; ++k) ker.mark[f.lcol.sub[k]] = 1;
+  for (int32_t k = 0; k < lat.num; ++k) mark[lsub[k]] = 1;
   ker.cmax[j] = big;
 }
 
