@@ -25,6 +25,7 @@ double largest_entry(const spmat_view& a) {
 }
 
 // scale[i] = 1 / sqrt(a_ii), 0 for a zero row. False when the diagonal shows that a is indefinite.
+// Rounding of the largest entries, zero, is no zero of small ones: variables may be scaled by any factor.
 bool read_scale(const spmat_view& a, double sign, double zero, mm_vector<double>& scale) {
   for (int32_t j = 0; j < a.ncol; ++j) {
     for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
@@ -33,7 +34,7 @@ bool read_scale(const spmat_view& a, double sign, double zero, mm_vector<double>
   }
   for (double& d : scale) {
     if (d < -zero) return false;
-    d = d > zero ? 1 / std::sqrt(d) : 0;
+    d = d > 0 ? 1 / std::sqrt(d) : 0;
   }
   for (int32_t j = 0; j < a.ncol; ++j) {
     for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
@@ -75,7 +76,9 @@ void find_places(const spmat_view& a, memman& mman, mm_vector<int32_t>& place) {
   for (int32_t k = 0; k < a.ncol; ++k) place[perm[k]] = k;
 }
 
-void make_unit(const spmat_view& a, double sign, const mm_vector<double>& scale,
+constexpr double unit_excess = 2;  // entries of a semidefinite matrix of unit diagonal are at most 1
+
+void make_unit(const spmat_view& a, double sign, double zero, const mm_vector<double>& scale,
                const mm_vector<int32_t>& place, unit_matrix& u) {
   u.n = a.ncol;
   u.ptr.assign(size_t(a.ncol) + 1, 0);
@@ -94,7 +97,9 @@ void make_unit(const spmat_view& a, double sign, const mm_vector<double>& scale,
       if (i == j) continue;
       const ptrdiff_t q = next[std::max(place[i], place[j])]++;
       u.sub[q] = std::min(place[i], place[j]);
-      u.val[q] = sign * a.val[p] * scale[i] * scale[j];
+      const double v = sign * a.val[p] * scale[i] * scale[j];
+      // Beside a diagonal entry that is itself rounding, an entry may be no more than that.
+      u.val[q] = std::abs(v) > unit_excess && std::abs(a.val[p]) <= zero ? 0 : v;
     }
   }
 }
@@ -176,11 +181,12 @@ bool has_factor(row_factor& f, double shift) {
 
 bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memman& mman) {
   mm_vector<double> scale(size_t(a.ncol), 0.0, mm_at(mman));
-  if (!read_scale(a, sign, tol.zero * largest_entry(a), scale)) return false;
+  const double zero = tol.zero * largest_entry(a);
+  if (!read_scale(a, sign, zero, scale)) return false;
   mm_vector<int32_t> place(size_t(a.ncol), 0, mm_at(mman));
   find_places(a, mman, place);
   unit_matrix u(mm_at(mman));
-  make_unit(a, sign, scale, place, u);
+  make_unit(a, sign, zero, scale, place, u);
   row_factor f(u, mm_at(mman));
   analyse(f);
   return has_factor(f, tol.shift);

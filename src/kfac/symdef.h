@@ -7,7 +7,8 @@
 #include "cpub/spmat.h"
 
 struct symdef_tol {
-  // An entry of at most this, relative to the largest one, counts as zero.
+  // Rounding of the entries relative to the largest one: a diagonal entry above minus this counts as
+  // not negative, and an entry up to this beside a zero of the diagonal as zero.
   double zero = 1e-16;
   // An eigenvalue of at least minus this counts as not negative; of the matrix scaled to a unit
   // diagonal, so relative to the largest eigenvalue or stricter. Well above n times the rounding

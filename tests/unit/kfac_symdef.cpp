@@ -92,7 +92,7 @@ TEST(SymdefGram, IsSemidefiniteForEveryRank) {
     for (int rank = 0; rank <= n; ++rank) {
       dense b = random_matrix(n, rank, rng);
       for (int i = 0; i < n; ++i) {  // badly scaled variables are no matter
-        for (double& x : b[i]) x *= std::pow(10.0, i % 7 - 3);
+        for (double& x : b[i]) x *= std::pow(10.0, i % 13 - 6);
       }
       const dense a = gram(b);
       EXPECT_TRUE(box.ispsd(a)) << n << " " << rank;
