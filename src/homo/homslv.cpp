@@ -99,13 +99,13 @@ hom_outcome run(const hom_prob& prob, const hs_settings& set, const monitor& mon
   return outcome;
 }
 
-// Normal equations square the condition of A: where a quadratic problem is too much for them, both
-// blocks at once have another try.
+// Normal equations square the condition of A: where a problem is too much for them, both blocks at
+// once have another try.
 bool is_worthbig(const hom_prob& prob, const hs_settings& set, const hom_outcome& first,
                  bool isbig) {
   const bool isnear = first.code == rescode::ok && first.status == hs_status::nearoptimal;
-  return hom_hasq(prob) && !isbig && set.system == hs_system::free &&
-         (is_doubtful(first) || isnear);
+  return !isbig && set.system == hs_system::free &&
+         (is_doubtful(first) || (isnear && hom_hasq(prob)));
 }
 
 rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
