@@ -53,11 +53,13 @@ void prim_watch(prim_state& p) {
   p.numwatch = 0;
   if (isprogress) {
     p.tolh = p.tolp;
+    p.numidle = 0;
     return;
   }
   if (!p.mayperturb || (p.isperturbed && p.pertsize >= pert_most)) {
     p.numrandom = pert_numrandom;
     p.tolh = pert_strict;
+    ++p.numidle;
     return;
   }
   p.pertsize = p.isperturbed ? std::min(p.pertsize * pert_grow, pert_most)

@@ -33,6 +33,7 @@ struct prim_break {
 enum class prim_action {
   ok,
   rebuild,    // factors or values should be made anew
+  feasible,   // phase 1 has ended; new costs
   nonelects,  // no variable is attractive
   unblocked,  // nothing blocks the entering one
   stopped,    // st.code
@@ -87,6 +88,7 @@ struct prim_state {
   double merit = 0;        // of the last look: gained, or the sum of infeasibilities
   bool wasphase1 = false;  // at the last look
   int32_t numwatch = 0;    // iterations since
+  int32_t numidle = 0;     // looks in a row without progress, all measures taken
   int32_t numrandom = 0;   // entering variables to be chosen by chance
   double pivaccept = prim_pivaccept;
   int32_t numperturb = 0, numrestore = 0, numretry = 0, numbaddual = 0;
@@ -134,3 +136,8 @@ void prim_judge(prim_state& p);
 void prim_watch(prim_state& p);
 void prim_widen(prim_state& p, int32_t k);  // the bounds of one variable, when perturbing is on
 bool prim_restore(prim_state& p);           // true bounds again; whether any had changed
+
+// ---- simprimal.cpp
+// prim_run: the loop, from a basis whose bounds and costs are the true ones. Bounds may be widened and
+// costs those of phase 1 when it ends.
+sim_end prim_run(prim_state& p);

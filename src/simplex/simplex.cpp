@@ -21,6 +21,9 @@ constexpr double opt_tolshare = 0.1, opt_tolstep = 0.1, opt_leasttol = 1e-9;
 // What counts as rounding error, relative to 1 and the largest bound or cost.
 constexpr double opt_rounding = 1e-9;
 
+// A crash basis may have this many times the infeasibility of the logical one.
+constexpr double opt_worsecrash = 1e10;
+
 struct opt_run {
   sim_state& st;
   bool mayperturb;
@@ -55,18 +58,37 @@ sim_method first_method(const sim_state& st, bool ishot) {
   return ishot && s.numprim == 0 && s.numdual > 0 ? sim_method::primal : sim_method::dual;
 }
 
-// Puts columns in place of logicals for the primal simplex.
-void take_crash(sim_state& st) {
+// Sum of infeasibilities of the present basis, which is factored for it.
+rescode look_at(sim_state& st, double& suminfeas) {
+  const rescode r = sim_factorize(st);
+  if (r == rescode::ok) sim_primals(st);
+  suminfeas = sim_measure(st).sumprim;
+  return r;
+}
+
+// Puts columns in place of logicals for the primal simplex. A crash that makes things much worse is
+// taken back: along a chain of columns values can grow without end.
+rescode take_crash(sim_state& st) {
   const double t0 = timer_cpu(st.mon.clock);
   mm_vector<int32_t> colofrow(mm_at(st.mman));
   st.info.numcrash = sim_crash(st.lp, st.set.primcrash, st.mman, colofrow);
+  rescode r = rescode::ok;
   if (st.info.numcrash > 0) {
+    double before = 0, after = 0;
+    r = look_at(st, before);
     for (int32_t i = 0; i < st.m; ++i) {
       if (colofrow[i] < 0) colofrow[i] = st.n + i;
     }
     sim_takebasis(st, colofrow);
+    if (r == rescode::ok) r = look_at(st, after);
+    if (after > opt_worsecrash * (1 + before)) {
+      for (int32_t i = 0; i < st.m; ++i) colofrow[i] = st.n + i;
+      sim_takebasis(st, colofrow);
+      st.info.numcrash = 0;
+    }
   }
   st.info.crashtime += timer_cpu(st.mon.clock) - t0;
+  return r;
 }
 
 // Whether the present basis is optimal in the caller's units. When the tolerances of the iteration
@@ -122,8 +144,8 @@ rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor
   const bool ishot = set.hotstart && int32_t(basis.con.size()) == prob.numcon &&
                      int32_t(basis.var.size()) == prob.numvar && prob.numvar + prob.numcon > 0;
   sim_setup(st, basis);
-  if (set.method == sim_method::primal && !ishot) take_crash(st);
-  rescode code = sim_factorize(st);
+  rescode code = set.method == sim_method::primal && !ishot ? take_crash(st) : rescode::ok;
+  if (code == rescode::ok) code = sim_factorize(st);
   if (code == rescode::ok) {
     sim_primals(st);
     sim_duals(st);

@@ -16,6 +16,8 @@ constexpr int32_t loop_maxretry = 3, loop_maxperturb = 3;
 constexpr double loop_tighten = 0.01, loop_leasttold = 1e-11;
 // Times that an end may be taken back before the method gives up.
 constexpr int32_t loop_maxround = 60;
+// Looks in a row that may find no progress although all was done against it.
+constexpr int32_t loop_maxidle = 50;
 // Of the accepted size of pivots, at each lifting; and its end.
 constexpr double loop_retrypivot = 0.1, loop_leastpivot = 1e-7;
 constexpr double loop_pivstep = 5.0, loop_maxpivrel = 0.5;  // of the threshold of the factorization
@@ -132,14 +134,21 @@ bool take_row(prim_state& p) {
   return true;
 }
 
+void count_iteration(prim_state& p) {
+  ++p.st.info.primiter;
+  if (p.isphase1) ++p.st.info.priminf;
+  if (p.theta <= prim_degenerate) ++p.st.info.primdeg;
+}
+
 prim_action flip(prim_state& p) {
   sim_state& st = p.st;
   prim_move(p);
   st.xval[p.q] = st.move[p.q] > 0 ? st.up[p.q] : st.lo[p.q];
   st.move[p.q] = int8_t(-st.move[p.q]);
   prim_touch(p, p.q);
+  count_iteration(p);
   if (p.delta.num > 0) prim_addcosts(p);
-  return p.isphase1 && p.numinfeas == 0 ? prim_action::rebuild : prim_action::ok;
+  return p.isphase1 && p.numinfeas == 0 ? prim_action::feasible : prim_action::ok;
 }
 
 // The leaving variable's bound: taken along when it is not quite there; both, of a fixed one.
@@ -170,12 +179,10 @@ prim_action pivot(prim_state& p) {
   const lu_state lus = sim_exchange(st, p.p, p.q, p.alpha, x, p.toupper);
   prim_touch(p, p.q);
   prim_touch(p, leaving);
-  ++st.info.primiter;
-  if (p.isphase1) ++st.info.priminf;
-  if (p.theta <= prim_degenerate) ++st.info.primdeg;
+  count_iteration(p);
   if (lus == lu_state::unstable) return prim_action::rebuild;
   if (p.delta.num > 0) prim_addcosts(p);
-  if (p.isphase1 && p.numinfeas == 0) return prim_action::rebuild;
+  if (p.isphase1 && p.numinfeas == 0) return prim_action::feasible;
   return lus == lu_state::refactor || sim_wantfactor(st) ? prim_action::rebuild : prim_action::ok;
 }
 
@@ -322,35 +329,6 @@ loop_verdict judge_unblocked(prim_state& p) {
   return {};
 }
 
-sim_end run(prim_state& p) {
-  sim_state& st = p.st;
-  if (!rebuild(p, true)) return sim_end::stopped;
-  prim_setweights(p, true);
-  for (int32_t round = 0; round < loop_maxround;) {
-    if (!poll_row(p)) return sim_end::stopped;
-    loop_verdict verdict;
-    switch (iterate(p)) {
-      case prim_action::ok:
-        continue;
-      case prim_action::rebuild:
-        if (!rebuild(p, st.lu.count.numupdate > 0 && (p.numinfeas > 0 || !p.isphase1)))
-          return sim_end::stopped;
-        continue;
-      case prim_action::nonelects:
-        verdict = judge_optimal(p);
-        break;
-      case prim_action::unblocked:
-        verdict = judge_unblocked(p);
-        break;
-      case prim_action::stopped:
-        return sim_end::stopped;
-    }
-    ++round;
-    if (!verdict.goeson) return verdict.end;
-  }
-  return sim_end::undecided;
-}
-
 }  // namespace
 
 prim_state::prim_state(sim_state& state)
@@ -388,9 +366,41 @@ prim_state::prim_state(sim_state& state)
   }
 }
 
+sim_end prim_run(prim_state& p) {
+  sim_state& st = p.st;
+  if (!rebuild(p, true)) return sim_end::stopped;
+  prim_setweights(p, true);
+  for (int32_t round = 0; round < loop_maxround;) {
+    if (!poll_row(p)) return sim_end::stopped;
+    if (p.numidle > loop_maxidle) return sim_end::undecided;
+    loop_verdict verdict;
+    switch (iterate(p)) {
+      case prim_action::ok:
+        continue;
+      case prim_action::rebuild:
+        if (!rebuild(p, true)) return sim_end::stopped;
+        continue;
+      case prim_action::feasible:
+        if (!rebuild(p, sim_wantfactor(st))) return sim_end::stopped;
+        continue;
+      case prim_action::nonelects:
+        verdict = judge_optimal(p);
+        break;
+      case prim_action::unblocked:
+        verdict = judge_unblocked(p);
+        break;
+      case prim_action::stopped:
+        return sim_end::stopped;
+    }
+    ++round;
+    if (!verdict.goeson) return verdict.end;
+  }
+  return sim_end::undecided;
+}
+
 sim_end sim_primal(sim_state& st, bool mayperturb) {
   prim_state p(st);
   p.mayperturb = mayperturb;
   sim_truedata(st);
-  return finish(p, run(p));
+  return finish(p, prim_run(p));
 }
