@@ -48,50 +48,47 @@ constexpr uint8_t prim_ishot = 8;    // listed in hot
 struct prim_state {
   sim_state& st;
   bool isphase1 = false;
+  bool wasphase1 = false;                       // at the last look at the progress
+  bool isperturbed = false, isshifted = false;  // bounds were widened; taken along by rounding
+  bool mayperturb = true;
+  bool toupper = false;  // the bound at which the leaving variable stays
+  sim_selection rule = sim_selection::se;
   double tolp = 1e-7, told = 1e-7;
   double tolh = 1e-7;  // by which the ratio tests relax bounds: tolp, or little after a stall
+  double pivaccept = prim_pivaccept;
 
   // Pricing. cand lists all attractive variables, hot those whose score is above cutoff.
-  sim_selection rule = sim_selection::se;
   mm_vector<double> weight;         // nt: norm of the edge in the reference space, at least about
   mm_vector<uint8_t> flag;          // nt: prim_isheld, ...
   mm_vector<int32_t> cand, candat;  // candat: nt, place in cand or -1
   mm_vector<int32_t> hot;
   mm_vector<double> score;  // scratch of a rebuild of hot
   double cutoff = 0;
-  int32_t numbadweight = 0;  // weights found far off since the framework was set
   mm_vector<double> y;       // m: multipliers; partial pricing only
-  int32_t cursor = 0;        // of the next section
-  int32_t listage = 0;       // choices since cand was made
   mm_vector<int32_t> taboo;  // not to enter until the next success
+  int32_t cursor = 0;        // of the next section of partial pricing
+  int32_t listage = 0;       // its choices since cand was made
+  int32_t numbadweight = 0;  // weights found far off since the framework was set
+  int32_t numrandom = 0;     // entering variables to be chosen by chance
 
   // The step: q enters upwards (dir 1) or downwards (-1) and takes position p; -1: it reaches its
   // other bound.
-  int32_t q = -1, p = -1;
-  int32_t dir = 1;
+  int32_t q = -1, p = -1, dir = 1;
+  int32_t numinfeas = 0;  // in phase 1
   double dq = 0, alpha = 0, theta = 0, wq = 1;
-  bool toupper = false;            // the bound at which the leaving variable stays
   lu_vector col, rho, row, delta;  // row: of the structurals; delta: phase 1 cost changes
   lu_vector tau, cross;  // steepest edge: B^-T of the entering edge, its products with columns
   mm_vector<prim_break> breaks;
-
-  // Phase 1.
-  mm_vector<int8_t> infeas;  // m: -1 below its bounds, 1 above, 0 within
-  int32_t numinfeas = 0;
+  mm_vector<int8_t> infeas;             // m: -1 below its bounds, 1 above, 0 within
   double suminfeas = 0, maxinfeas = 0;  // of the last look at all
 
-  // Stalling.
-  bool isperturbed = false, isshifted = false;
-  bool mayperturb = true;
-  double pertsize = 0;     // relative to 1 + |bound|
-  double gained = 0;       // minus what the objective fell by in phase 2, since the start
-  double merit = 0;        // of the last look: gained, or the sum of infeasibilities
-  bool wasphase1 = false;  // at the last look
-  int32_t numwatch = 0;    // iterations since
-  int32_t numidle = 0;     // looks in a row without progress, all measures taken
-  int32_t numrandom = 0;   // entering variables to be chosen by chance
-  double pivaccept = prim_pivaccept;
-  int32_t numperturb = 0, numrestore = 0, numretry = 0, numbaddual = 0;
+  // Stalling and trouble.
+  double pertsize = 0;   // relative to 1 + |bound|
+  double gained = 0;     // minus what the objective fell by in phase 2, since the start
+  double merit = 0;      // of the last look: gained, or the sum of infeasibilities
+  int32_t numwatch = 0;  // iterations since
+  int32_t numidle = 0;   // looks in a row without progress, all measures taken
+  int32_t numrestore = 0, numretry = 0, numbaddual = 0;
 
   explicit prim_state(sim_state& state);
 };
