@@ -26,6 +26,7 @@ constexpr double diverge_floor = 1e-8;  // unless it is below this
 constexpr int32_t maxregulevel = 2;
 constexpr double tiny_norm = 1e-8;  // a start that is feasible has no norm to be relative to
 constexpr double rounding = 1e-15;  // a bound residual below this part of the bound is noise
+constexpr double objerr_gap = 100;  // error of the objective asked for, over the gap's tolerance
 constexpr double inf = std::numeric_limits<double>::infinity();
 
 double maxabs(std::span<const double> v) {
@@ -128,6 +129,8 @@ void intpnt_residuals(intpnt_state& st) {
   ms.pobj = hs_objective(lp, ms.cx / tau);
   ms.dobj = hs_objective(lp, ms.by / tau);
   ms.gap = std::abs(ms.pobj - ms.dobj) / (1 + std::min(std::abs(ms.pobj), std::abs(ms.dobj)));
+  const double err = std::abs(dot(it.y, st.rp)) + std::abs(dot(it.x, st.rd));
+  st.objerr = err / (tau * tau) * lp.sb * lp.sc / (1 + std::abs(ms.pobj));
   ms.pf = nanmax(maxabs(st.rp), maxabs(st.ru)) / (tau * st.nrm0p);
   ms.df = maxabs(st.rd) / (tau * st.nrm0d);
   ms.gf = std::abs(st.rg) / (tau * st.nrm0g);
@@ -252,6 +255,12 @@ void fill_info(const intpnt_state& st, hs_info& info) {
   info.fac = kktfac_getstats(*st.kkt.fac);
 }
 
+// Feasibility within tolerance leaves few digits of the objective where multipliers are large: then
+// the run goes on as long as it gets anywhere.
+bool wants_digits(const intpnt_state& st, const hom_verdict& verdict) {
+  return verdict.status == hs_status::optimal && st.objerr > objerr_gap * st.set.tolrelgap;
+}
+
 void choose_step(intpnt_state& st) {
   const double most = intpnt_stepsize(st, st.dir);
   const double ray = st.it.tau < ray_near * st.it.kappa ? step_ray : step_factor;
@@ -276,7 +285,7 @@ hom_outcome intpnt_coneopt(intpnt_state& st, hs_info& info) {
     hom_logrow(st.mon, info);
     intpnt_logtrace(st);
     note_best(st, pg);
-    if (const hom_verdict now = intpnt_statustest(st, 1); now.stop) {
+    if (const hom_verdict now = intpnt_statustest(st, 1); now.stop && !wants_digits(st, now)) {
       return {now.status, rescode::ok};
     }
     if (const rescode r = st.mon.poll(callback_code::im_conic); r != rescode::ok) {

@@ -63,6 +63,7 @@ struct intpnt_state {
   double den = 1;
   mm_vector<double> r1, r2, aty, xnew, snew;  // work
   hom_measures meas;
+  double objerr = 0;  // error of the objectives that the residuals stand for, relative
   hom_times times;
   int32_t regulevel = 0, numcor = 0, maxncor = 2, numdropcor = 0;
   double aa = 0, gamma = 0, alpha = 0, residual = 0;

@@ -15,8 +15,8 @@ void intpnt_logtrace(const intpnt_state& st) {
           "lpval", ms.merit);
   mon.log(6, "%-10s: %-12.4e  %-10s: %-12d  %-10s: %-12.4e\n", "1/mu", 1 / ms.mu, "Correc.",
           st.numcor, "pres", st.residual);
-  mon.log(6, "%-10s: %-12d  %-10s: %-12d\n", "skipped", kktfac_getstats(*st.kkt.fac).numskipped,
-          "form", kktfac_getstats(*st.kkt.fac).form);
+  mon.log(6, "%-10s: %-12.4e  %-10s: %-12d\n", "objerr", st.objerr, "skipped",
+          kktfac_getstats(*st.kkt.fac).numskipped);
 }
 
 void intpnt_logend(const intpnt_state& st, const hom_outcome& outcome) {
