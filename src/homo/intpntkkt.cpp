@@ -63,25 +63,14 @@ void turn_rows(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
 // Column j of s: scattered into the work vector, then gathered by its pattern.
 void fill_column(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t j) {
   const spmat& a = kkt.data.lp.a;
-  const int32_t urow = kkt.data.lp.m, vrow = urow + kkt.numlarge;
   kkt.touched.clear();
   for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
     const int32_t i = a.sub[p], k = kkt.rowcone[i];
-    if (k < 0) {
-      kkt.work[i] = a.val[p];
-      continue;
-    }
-    const double g = a.val[p] / kkt.rowval[i];
-    if (kkt.form[k] == intpnt_form::rowsmall) {
-      kkt.work[i] = g;
-      if (kkt.stamp[k] != j) kkt.touched.push_back(k);
-      kkt.stamp[k] = j;
-    } else {
-      const int32_t member = kkt.data.conebeg[k] + kkt.rowmember[i];
-      kkt.work[i] = scal.eta[k] * kkt.root[member] * g;
-      kkt.work[urow + kkt.large[k]] += scal.eta[k] * kkt.u[member] * g;
-      kkt.work[vrow + kkt.large[k]] += scal.eta[k] * kkt.v[member] * g;
-    }
+    kkt.work[i] = a.val[p];
+    if (k < 0) continue;
+    kkt.work[i] /= kkt.rowval[i];
+    if (kkt.stamp[k] != j) kkt.touched.push_back(k);
+    kkt.stamp[k] = j;
   }
   for (const int32_t k : kkt.touched) turn_rows(kkt, scal, k);
   for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
@@ -90,47 +79,38 @@ void fill_column(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t j) {
   }
 }
 
-// Column j of b and h from its values in the order of their rows.
-void put_column(intpnt_kkt& kkt, int32_t j, std::span<const double> val) {
-  const size_t inb = size_t(kkt.b.ptr[j + 1] - kkt.b.ptr[j]);
-  std::copy_n(val.begin(), inb, kkt.b.val.begin() + kkt.b.ptr[j]);
-  std::copy(val.begin() + ptrdiff_t(inb), val.end(), kkt.h.val.begin() + kkt.h.ptr[j]);
-}
-
-// b and h of a small cone: its columns of s times W^-1, column by column.
+// B of a small cone: its columns of s times W^-1, column by column.
 void fill_small(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
   const spmat& s = kkt.s;
   const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
-  const size_t numrows =
-      size_t(kkt.b.ptr[first + 1] - kkt.b.ptr[first] + kkt.h.ptr[first + 1] - kkt.h.ptr[first]);
+  const size_t numrows = size_t(kkt.b.ptr[first + 1] - kkt.b.ptr[first]);
   const double inveta = 1 / scal.eta[k], w0 = scal.w[first];
   const std::span<double> along = std::span(kkt.along).first(numrows);
-  const std::span<double> col = std::span(kkt.along).subspan(numrows, numrows);
+  auto column = [&](int32_t j) { return std::span(kkt.b.val).subspan(kkt.b.ptr[j], numrows); };
   std::fill(along.begin(), along.end(), 0.0);
   for (int32_t j = first + 1; j < last; ++j) {
     for (ptrdiff_t p = s.ptr[j]; p < s.ptr[j + 1]; ++p) along[kkt.local[p]] -= scal.w[j] * s.val[p];
   }
-  for (size_t r = 0; r < numrows; ++r) col[r] = inveta * along[r];
+  const std::span<double> head = column(first);
+  for (size_t r = 0; r < numrows; ++r) head[r] = inveta * along[r];
   for (size_t r = 0; r < numrows; ++r) along[r] /= 1 + w0;
   for (ptrdiff_t p = s.ptr[first]; p < s.ptr[first + 1]; ++p) {
-    col[kkt.local[p]] += inveta * w0 * s.val[p];
+    head[kkt.local[p]] += inveta * w0 * s.val[p];
     along[kkt.local[p]] += s.val[p];
   }
-  put_column(kkt, first, col);
   for (int32_t j = first + 1; j < last; ++j) {
     const double factor = -inveta * scal.w[j];
+    const std::span<double> col = column(j);
     for (size_t r = 0; r < numrows; ++r) col[r] = factor * along[r];
     for (ptrdiff_t p = s.ptr[j]; p < s.ptr[j + 1]; ++p) col[kkt.local[p]] += inveta * s.val[p];
-    put_column(kkt, j, col);
   }
 }
 
-// Column j of b and h as that of s times a factor; what else stands there comes after it.
+// Column j of B as that of s times a factor; what else stands there comes after it.
 void fill_scaled(intpnt_kkt& kkt, int32_t j, double factor) {
-  const int32_t split = kkt.data.lp.m + kkt.numlarge;
-  ptrdiff_t inb = kkt.b.ptr[j], inh = kkt.h.ptr[j];
+  ptrdiff_t q = kkt.b.ptr[j];
   for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
-    (kkt.s.sub[p] < split ? kkt.b.val[inb++] : kkt.h.val[inh++]) = factor * kkt.s.val[p];
+    kkt.b.val[q++] = factor * kkt.s.val[p];
   }
 }
 
@@ -139,7 +119,7 @@ void fill_large(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
   for (int32_t j = first; j < last; ++j) {
     fill_scaled(kkt, j, 1 / (kkt.root[j] * scal.eta[k]));
     kkt.b.val[kkt.b.ptr[j + 1] - 1] = kkt.u[j] / kkt.root[j];
-    if (j > first) kkt.h.val[kkt.h.ptr[j + 1] - 1] = kkt.v[j] / kkt.root[j];
+    if (j > first) kkt.h.val[kkt.h.ptr[j]] = kkt.v[j] / kkt.root[j];
   }
 }
 
@@ -199,17 +179,15 @@ void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> 
       for (int32_t j = first; j < last; ++j) kkt.rhs[j] /= kkt.root[j];
       continue;
     }
-    // r1t + W D^-1 r2 in the rows; of a large cone W / (eta root) times that.
+    // r1t + W D^-1 r2 in the rows.
     const std::span<double> g = part(kkt.gather, first, last);
     for (int32_t j = first; j < last; ++j) {
       const int32_t i = row_of(kkt, j);
       kkt.gather[j] = r2[i] / kkt.rowval[i];
     }
     cone_mulw(w, scal.eta[k], g, g);
-    for (size_t t = 0; t < g.size(); ++t) g[t] += z[t];
-    if (kkt.form[k] == intpnt_form::rowlarge) cone_mulw(w, 1, g, g);
     for (int32_t j = first; j < last; ++j) {
-      kkt.rhs[next + row_of(kkt, j)] = kkt.gather[j] / kkt.root[j];
+      kkt.rhs[next + row_of(kkt, j)] = kkt.gather[j] + kkt.rhs[j];
       kkt.rhs[j] = 0;
     }
   }
@@ -233,14 +211,6 @@ void take_solution(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const dou
       continue;
     }
     for (int32_t j = first; j < last; ++j) kkt.gather[j] = y[row_of(kkt, j)];
-    if (kkt.form[k] == intpnt_form::rowlarge) {  // W^-1 eta (root y + u y_u + v y_v)
-      const double yu = kkt.rhs[next + data.lp.m + kkt.large[k]];
-      const double yv = kkt.rhs[data.lp.n + kkt.large[k]];
-      for (int32_t j = first; j < last; ++j) {
-        kkt.gather[j] = kkt.root[j] * kkt.gather[j] + kkt.u[j] * yu - kkt.v[j] * yv;
-      }
-      cone_divw(w, 1, g, g);
-    }
     for (int32_t j = first; j < last; ++j) xt[j] = kkt.gather[j] - r1t[j];
     cone_mulw(w, scal.eta[k], g, g);
     for (int32_t j = first; j < last; ++j) {

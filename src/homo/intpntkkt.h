@@ -5,14 +5,16 @@
 //   [ B  0 ] [y ] = [r2 ]          (free columns: 0 in place of I, and their own A)
 //
 // is factorized as a quasi-definite system. Forming B by the product form of W, never W^2, keeps the
-// small eigenvalues of the scaling; so does taking xt from y by the first row again.
+// small eigenvalues of the scaling.
 // - A small cone gets the union of its columns' patterns in each of its columns of B.
 // - A cone all of whose columns are singletons D in rows of their own, D x + G z = r, leaves the system
 //   together with x: its rows become W D^-1 G with a unit diagonal. That spares H^-1, whose large
 //   eigenvalues would hide the small ones.
-// - A large cone of either kind keeps its pattern: it is scaled by a diagonal alone, and the rest of
+// - A large cone keeps the pattern of A: it is scaled by a diagonal alone, and the rest of
 //   W^2 = eta^2 (D + u u' - v v') goes into one more row (u) and one more column (v) with unit
 //   diagonals.
+// Refinement is for both blocks together and against the system without regularization: taking xt
+// from y would multiply the rounding of y by W^-2.
 // Vanderbei, "Symmetric quasidefinite matrices", SIAM J. Optim. 5 (1995); Andersen, Roos, Terlaky,
 // "On implementing a primal-dual interior-point method for conic quadratic optimization", Math.
 // Program. 95 (2003); Goldfarb, Scheinberg, "Product-form Cholesky factorization in interior point
@@ -53,14 +55,14 @@ void intpnt_bardtimesh(const intpnt_data& data, const intpnt_scal& scal, int pow
 constexpr int intpnt_maxkrylov = 12;  // most corrections that intpnt_kktsolve combines
 
 // How a cone stands in the system.
-enum class intpnt_form : uint8_t { small, large, rowsmall, rowlarge };
+enum class intpnt_form : uint8_t { small, large, rows };
 
 struct intpnt_kkt {
   const intpnt_data& data;
   kktfac_ptr fac;
-  // Rows of s: those of A, then one for u of each large cone, then one for v of each.
-  spmat s;     // A with its rows transformed
-  spmat b, h;  // s with its columns transformed as well: its rows up to u, and those of v
+  spmat s;  // A with the rows transformed of cones that leave the system, without their columns
+  spmat b;  // B: s with its columns transformed as well; a row for u of each large cone behind
+  spmat h;  // the lower triangle that holds v; a column for each large cone behind
   int32_t numlarge = 0;
   mm_vector<intpnt_form> form;  // of each cone
   mm_vector<int32_t> large;     // number of each cone among the large ones, or -1

@@ -61,23 +61,18 @@ void sort_unique(mm_vector<int32_t>& rows) {
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
 }
 
-// Rows of column j of s, but for a cone's own ones of u and v.
+// Rows of column j of s.
 void rows_of(const intpnt_kkt& kkt, int32_t j, mm_vector<int32_t>& rows) {
   const spmat& a = kkt.data.lp.a;
-  const int32_t m = kkt.data.lp.m;
   rows.clear();
   for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
     const int32_t i = a.sub[p], k = kkt.rowcone[i];
     if (k < 0) {
       rows.push_back(i);
-    } else if (kkt.form[k] == intpnt_form::rowsmall) {
+    } else {
       for (int32_t jj = kkt.data.conebeg[k]; jj < kkt.data.conebeg[k + 1]; ++jj) {
         rows.push_back(a.sub[a.ptr[jj]]);
       }
-    } else {
-      rows.push_back(i);
-      rows.push_back(m + kkt.large[k]);
-      rows.push_back(m + kkt.numlarge + kkt.large[k]);
     }
   }
   sort_unique(rows);
@@ -88,21 +83,7 @@ void close_column(spmat& m) {
   m.val.resize(m.sub.size());
 }
 
-// A column of b and h from its rows as those of s.
-void add_column(intpnt_kkt& kkt, std::span<const int32_t> rows) {
-  const int32_t split = kkt.data.lp.m + kkt.numlarge;
-  for (const int32_t i : rows) {
-    if (i < split) {
-      kkt.b.sub.push_back(i);
-    } else {
-      kkt.h.sub.push_back(kkt.data.lp.n + i - split);
-    }
-  }
-  close_column(kkt.b);
-  close_column(kkt.h);
-}
-
-// Which cones leave the system, then which of the others are large; the former get the lower numbers.
+// Which cones leave the system, then which of the others are large.
 void choose_forms(intpnt_kkt& kkt) {
   const intpnt_data& data = kkt.data;
   for (int32_t k = 0; k < data.numcone(); ++k) {
@@ -110,8 +91,13 @@ void choose_forms(intpnt_kkt& kkt) {
     const row_counts count = count_rows(kkt, k);
     const double members = data.conebeg[k + 1] - data.conebeg[k];
     const bool large = prefers_large(members, count.columns, count.entries);
-    kkt.form[k] = large ? intpnt_form::rowlarge : intpnt_form::rowsmall;
-    if (large) kkt.large[k] = kkt.numlarge++;
+    if (!large) {
+      kkt.form[k] = intpnt_form::rows;
+      continue;
+    }
+    for (int32_t j = data.conebeg[k]; j < data.conebeg[k + 1]; ++j) {
+      kkt.rowcone[data.lp.a.sub[data.lp.a.ptr[j]]] = -1;
+    }
   }
   mm_vector<int32_t> rows(kkt.touched.get_allocator());
   for (int32_t k = 0; k < data.numcone(); ++k) {
@@ -138,46 +124,41 @@ void make_rows(intpnt_kkt& kkt) {
   };
   for (int32_t j = 0; j < data.numlin; ++j) add(j);
   for (int32_t k = 0; k < data.numcone(); ++k) {
-    const bool stays = kkt.form[k] == intpnt_form::small || kkt.form[k] == intpnt_form::large;
+    const bool stays = kkt.form[k] != intpnt_form::rows;
     for (int32_t j = data.conebeg[k]; j < data.conebeg[k + 1]; ++j) {
       stays ? add(j) : close_column(kkt.s);
     }
   }
-  kkt.s.nrow = data.lp.m + 2 * kkt.numlarge;
+  kkt.s.nrow = data.lp.m;
   kkt.s.ncol = data.lp.n;
   kkt.local.assign(kkt.s.sub.size(), 0);
 }
 
-std::span<const int32_t> rows_in(const spmat& s, int32_t first, int32_t last) {
-  return std::span<const int32_t>(s.sub).subspan(s.ptr[first], s.ptr[last] - s.ptr[first]);
-}
-
-// Columns of a cone in b and h; gives the number of rows that a small one has.
-size_t add_cone(intpnt_kkt& kkt, int32_t k, std::span<int32_t> place, mm_vector<int32_t>& rows) {
+// Columns of a small cone in b: each has the rows of all. Gives their number.
+size_t add_small(intpnt_kkt& kkt, int32_t k, std::span<int32_t> place, mm_vector<int32_t>& rows) {
   const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
-  const int32_t urow = kkt.data.lp.m + kkt.large[k];
-  if (kkt.form[k] == intpnt_form::small) {
-    const std::span<const int32_t> all = rows_in(kkt.s, first, last);
-    rows.assign(all.begin(), all.end());
-    sort_unique(rows);
-    for (size_t r = 0; r < rows.size(); ++r) place[rows[r]] = int32_t(r);
-    for (int32_t j = first; j < last; ++j) add_column(kkt, rows);
-    for (ptrdiff_t p = kkt.s.ptr[first]; p < kkt.s.ptr[last]; ++p) {
-      kkt.local[p] = place[kkt.s.sub[p]];
-    }
-    return rows.size();
+  rows.assign(kkt.s.sub.begin() + kkt.s.ptr[first], kkt.s.sub.begin() + kkt.s.ptr[last]);
+  sort_unique(rows);
+  for (size_t r = 0; r < rows.size(); ++r) place[rows[r]] = int32_t(r);
+  for (ptrdiff_t p = kkt.s.ptr[first]; p < kkt.s.ptr[last]; ++p) {
+    kkt.local[p] = place[kkt.s.sub[p]];
   }
   for (int32_t j = first; j < last; ++j) {
-    const std::span<const int32_t> own = rows_in(kkt.s, j, j + 1);
-    rows.assign(own.begin(), own.end());
-    if (kkt.form[k] == intpnt_form::large) {
-      rows.push_back(urow);
-      if (j > first) rows.push_back(urow + kkt.numlarge);
-      std::sort(rows.begin(), rows.end());
-    }
-    add_column(kkt, rows);
+    kkt.b.sub.insert(kkt.b.sub.end(), rows.begin(), rows.end());
+    close_column(kkt.b);
+    close_column(kkt.h);
   }
-  return 0;
+  return rows.size();
+}
+
+// Column j of b as that of s; a member of a large cone meets its row of u and its column of v too.
+void add_column(intpnt_kkt& kkt, int32_t j, int32_t large, bool hasv) {
+  kkt.b.sub.insert(kkt.b.sub.end(), kkt.s.sub.begin() + kkt.s.ptr[j],
+                   kkt.s.sub.begin() + kkt.s.ptr[j + 1]);
+  if (large >= 0) kkt.b.sub.push_back(kkt.data.lp.m + large);
+  if (hasv) kkt.h.sub.push_back(kkt.data.lp.n + large);
+  close_column(kkt.b);
+  close_column(kkt.h);
 }
 
 void make_columns(intpnt_kkt& kkt) {
@@ -187,14 +168,23 @@ void make_columns(intpnt_kkt& kkt) {
   size_t widest = 0;
   kkt.b.ptr.push_back(0);
   kkt.h.ptr.push_back(0);
-  for (int32_t j = 0; j < data.numlin; ++j) add_column(kkt, rows_in(kkt.s, j, j + 1));
+  for (int32_t j = 0; j < data.numlin; ++j) add_column(kkt, j, -1, false);
   for (int32_t k = 0; k < data.numcone(); ++k) {
-    widest = std::max(widest, add_cone(kkt, k, place, rows));
+    if (kkt.form[k] == intpnt_form::small) {
+      widest = std::max(widest, add_small(kkt, k, place, rows));
+      continue;
+    }
+    for (int32_t j = data.conebeg[k]; j < data.conebeg[k + 1]; ++j) {
+      add_column(kkt, j, kkt.large[k], kkt.large[k] >= 0 && j > data.conebeg[k]);
+    }
   }
-  for (int32_t l = 0; l < kkt.numlarge; ++l) add_column(kkt, {});
+  for (int32_t l = 0; l < kkt.numlarge; ++l) {
+    close_column(kkt.b);
+    close_column(kkt.h);
+  }
   kkt.b.nrow = data.lp.m + kkt.numlarge;
   kkt.b.ncol = kkt.h.nrow = kkt.h.ncol = data.lp.n + kkt.numlarge;
-  kkt.along.assign(2 * widest, 0.0);
+  kkt.along.assign(widest, 0.0);
 }
 
 }  // namespace
