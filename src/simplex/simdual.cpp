@@ -17,6 +17,8 @@ constexpr int32_t run_cutwait = 100;
 // Costs are perturbed harder by this factor each time the method stalls, so often at most.
 constexpr double run_pertstep = 10;
 constexpr int32_t run_maxpert = 4, run_stall = 1000;
+// A given basis with no more wrong signs than this share of the variables needs no first phase.
+constexpr double run_fewshare = 0.01;
 
 enum class run_end { optimal, priminfeas, stuck, stopped };
 
@@ -219,7 +221,10 @@ void leave(dual_state& ds) {
 }
 
 sim_end phases(dual_state& ds) {
-  if (dual_numinfeas(ds) > 0) {
+  const sim_state& st = ds.st;
+  // A few wrong signs of a given basis, from changed costs, are shifted away and left to the primal.
+  const int32_t numinfeas = dual_numinfeas(ds);
+  if (numinfeas > (st.info.dualhot ? 1 + run_fewshare * st.nt : 0)) {
     const run_end end = run_phase1(ds);
     if (end == run_end::stopped) return sim_end::stopped;
     if (end == run_end::optimal && dual_numinfeas(ds) > 0 && prove_unbounded(ds)) {
