@@ -25,7 +25,7 @@ constexpr double start_far = 2;       // of upper bounds, scaled
 constexpr double start_least = 1e-4;  // part of the safeguards that always counts
 // Steps.
 constexpr double step_near = 0.9;  // affine step from which the full step factor is used
-constexpr double mu_ahead = 1e-2;  // mu may fall this far below the feasibility factors
+constexpr double mu_ahead = 1e-3;  // mu may fall this far below the feasibility factors
 constexpr double path_cut = 0.9;
 constexpr int path_tries = 12;
 // Stall.

@@ -1,4 +1,5 @@
-// Presolve as a stage of the pipelines, and the check of what came back through postsolve.
+// The stages that the pipelines share: presolve, the check of what came back through postsolve, and
+// the way of a basic solution.
 #pragma once
 
 #include "optimize/optslv.h"
@@ -19,3 +20,22 @@ bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind);
 
 // opt_slackbasis: all rows basic, every column at a bound or at zero.
 void opt_slackbasis(const lp_view& lp, lp_basis& basis);
+
+struct basic_point {
+  bool isfilled = false;
+  lp_basis basis;
+  lp_point point;
+  explicit basic_point(mm_place place) : basis(place), point(place) {}
+};
+
+// opt_simplex: the simplex optimizer from at.basis, if there is one.
+rescode opt_simplex(const lp_view& lp, const opt_stage& stage, basic_point& at);
+
+// opt_basind: a basic point of lp from an interior one: basis identification and clean-up simplex.
+rescode opt_basind(const lp_view& lp, const lp_point& interior, const opt_stage& stage,
+                   basic_point& at);
+
+// opt_finishbasic: a basic point of the reduced problem as one of lp. Iterations follow on lp itself
+// when it is not as good there, or not basic.
+rescode opt_finishbasic(const lp_view& lp, const prslv_rec& rec, const opt_stage& stage,
+                        basic_point& at);

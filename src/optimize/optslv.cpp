@@ -6,6 +6,7 @@
 
 #include "cpub/callback.h"
 #include "optimize/optpre.h"
+#include "zalvo.h"
 
 namespace {
 
@@ -45,11 +46,12 @@ rescode solve_internal(const hs_lp& lp, const opt_stage& stage, hs_solution& sol
 }
 
 struct interior_point {
-  bool isfilled = false;  // a run that is stopped before its first iteration leaves nothing
+  bool isfilled = false;   // a run that is stopped before its first iteration leaves nothing
+  bool isreduced = false;  // comes from the reduced problem, whose point is kept
   hs_status ended = hs_status::unknown;
   opt_status status;
-  lp_point point;
-  explicit interior_point(mm_place place) : point(place) {}
+  lp_point point, reduced;
+  explicit interior_point(mm_place place) : point(place), reduced(place) {}
 };
 
 // The quadratic terms of the minimization, in the columns that presolve has left: all of them.
@@ -96,12 +98,13 @@ rescode solve_interior(const lp_view& lp, const opt_problem& whole, const prslv_
 }
 
 // The point of a reduced problem becomes one of lp; whether it is there as good as its status says.
-bool take_back(const lp_view& lp, const prslv_rec& rec, memman& mman, interior_point& found) {
+bool take_back(const lp_view& lp, const prslv_rec& rec, interior_point& found) {
   const opt_kind kind = opt_kindof(found.status);
-  lp_point out(mm_at(mman));
-  prslv_postsolve(rec, found.point, prslv_kind(kind), out);
-  found.point.x.swap(out.x);
-  found.point.y.swap(out.y);
+  lp_point& from = found.reduced;
+  from.x.swap(found.point.x);
+  from.y.swap(found.point.y);
+  prslv_postsolve(rec, from, prslv_kind(kind), found.point);
+  found.isreduced = true;
   return !is_verdict(found.ended) || opt_isgood(lp, found.point, kind);
 }
 
@@ -117,8 +120,7 @@ void mark_quadratic(const opt_problem& whole, mm_vector<uint8_t>& held) {
 // Presolve, interior point, postsolve. A verdict that does not hold on lp itself, or none where the
 // run was not stopped, sends lp itself to the optimizer.
 rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_stage& stage,
-                        interior_point& found) {
-  prslv_rec rec(mm_at(stage.mman));
+                        prslv_rec& rec, interior_point& found) {
   mm_vector<uint8_t> held(mm_at(stage.mman));
   mark_quadratic(whole, held);
   if (const rescode r = opt_presolve(lp, held, true, stage, rec); r != rescode::ok) return r;
@@ -136,27 +138,85 @@ rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_s
   }
   const rescode r = solve_interior(prslv_look(rec), whole, &rec, stage, found);
   const bool islinear = held.empty();  // the check of a point knows no quadratic terms
-  const bool isgood = found.isfilled && (take_back(lp, rec, stage.mman, found) || !islinear);
+  const bool isgood = found.isfilled && (take_back(lp, rec, found) || !islinear);
   const bool isended = r == rescode::ok || r == rescode::trm_stall;
   if (!isended || (isgood && is_verdict(found.ended))) return r;
   stage.mon.ipm.log(2, "The presolved problem gave no proof: solving without presolve.\n");
   prslv_unreduce(rec);
+  found.isreduced = false;
   return solve_interior(lp, whole, nullptr, stage, found);
+}
+
+// A certificate that needed no optimizer, as a point of the minimization.
+void take_trivial(const opt_problem& prob, const opt_solution& sol, interior_point& found) {
+  found.ended =
+      sol.solsta == ZLV_SOL_STA_PRIM_INFEAS_CER ? hs_status::priminfeas : hs_status::dualinfeas;
+  found.status = {sol.prosta, sol.solsta};
+  found.point.x.assign(sol.xx.begin(), sol.xx.end());
+  found.point.y.assign(sol.y.begin(), sol.y.end());
+  for (double& y : found.point.y) y = prob.maximize ? -y : y;
+  found.isfilled = true;
+}
+
+// Whether the end of the interior-point run lets a basis be identified: a run that came to its own end
+// does, whatever its status unless only a feasible problem counts, and what the mode says besides.
+bool wants_basis(opt_bimode mode, rescode r, const interior_point& found) {
+  if (mode == opt_bimode::never || !found.isfilled) return false;
+  if (r == rescode::trm_max_iterations) return mode == opt_bimode::ignoremaxiter;
+  if (r == rescode::trm_stall) return mode == opt_bimode::ignorenumerr;
+  const bool isoptimal = found.ended == hs_status::optimal || found.ended == hs_status::nearoptimal;
+  return r == rescode::ok && (isoptimal || mode != opt_bimode::iffeasible);
+}
+
+// The basic solution behind an interior one; a certificate is one already.
+rescode identify_basis(const lp_view& lp, const prslv_rec& rec, const opt_stage& stage,
+                       const interior_point& found, basic_point& at) {
+  if (opt_kindof(found.status) != opt_kind::point) {
+    at.point.x = found.point.x;
+    at.point.y = found.point.y;
+    at.point.verdict =
+        found.ended == hs_status::priminfeas || found.ended == hs_status::nearpriminfeas
+            ? lp_verdict::priminfeas
+            : lp_verdict::dualinfeas;
+    opt_slackbasis(lp, at.basis);
+    at.isfilled = true;
+    return rescode::ok;
+  }
+  if (!found.isreduced) return opt_basind(lp, found.point, stage, at);
+  const rescode r = opt_basind(prslv_look(rec), found.reduced, stage, at);
+  if (!at.isfilled) return r;
+  const rescode back = opt_finishbasic(lp, rec, stage, at);
+  return r == rescode::ok ? back : r;
 }
 
 }  // namespace
 
-rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution& sol) {
+rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution& sol,
+                   opt_solution* bas) {
   rescode r = stage.mon.announce(callback_code::begin_intpnt);
   sol.isdefined = r == rescode::ok;
-  if (r == rescode::ok && !opt_trivial(prob, sol)) {
-    opt_lp lp(mm_at(stage.mman));
-    opt_makelp(prob, lp);
-    interior_point found(mm_at(stage.mman));
-    r = solve_presolved(opt_lpview(lp), prob, stage, found);
-    if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
+  const mm_place place = mm_at(stage.mman);
+  opt_lp own(place);
+  interior_point found(place);
+  prslv_rec rec(place);
+  if (r == rescode::ok) {
+    opt_makelp(prob, own);
+    if (opt_trivial(prob, sol)) {
+      take_trivial(prob, sol, found);
+    } else {
+      r = solve_presolved(opt_lpview(own), prob, stage, rec, found);
+      if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
+    }
     sol.isdefined = r != rescode::err_nonconvex;
   }
   const rescode end = stage.mon.announce(callback_code::end_intpnt, r);
-  return r == rescode::ok ? end : r;
+  if (r == rescode::ok) r = end;
+  if (bas == nullptr || !wants_basis(stage.set.bimode, r, found)) return r;
+  basic_point at(place);
+  const rescode b = identify_basis(opt_lpview(own), rec, stage, found, at);
+  if (at.isfilled) {
+    opt_fillbasic(prob, at.point, at.basis, opt_statusof(at.point.verdict), *bas);
+    bas->isdefined = true;
+  }
+  return r == rescode::ok ? b : r;
 }

@@ -32,6 +32,16 @@ void reset_items(task_rec& t) {
 
 // ---- Dispatch
 
+// Basis identification behind the interior point: as its parameter says, or always when a linear
+// problem comes here by another optimizer.
+bool wants_basis(const task_rec& t, int32_t probtype) {
+  if (probtype != ZLV_PROBTYPE_LO) return false;
+  const int32_t optimizer = t.par.i[ipar::optimizer];
+  if (optimizer == ZLV_OPTIMIZER_QCONE) return false;
+  const bool isforced = optimizer != ZLV_OPTIMIZER_FREE && optimizer != ZLV_OPTIMIZER_INTPNT;
+  return isforced || t.par.i[ipar::intpnt_basis] != ZLV_BI_NEVER;
+}
+
 rescode run_continuous(task_rec& t, const timer& clock) {
   const int32_t optimizer = t.par.i[ipar::optimizer];
   const int32_t probtype = prob_probtype(t.prob, false);
@@ -53,7 +63,11 @@ rescode run_continuous(task_rec& t, const timer& clock) {
   if (probtype == ZLV_PROBTYPE_CONIC || t.prob.numcone > 0) return rescode::err_inv_optimizer;
   const bool isknown = probtype == ZLV_PROBTYPE_LO || probtype == ZLV_PROBTYPE_QO;
   if (!isknown) return rescode::err_solver_probtype;
-  return opt_runintpnt(t, clock);
+  const bool bi = wants_basis(t, probtype);
+  if (bi) {
+    if (const rescode r = sol_allocate(t, ZLV_SOL_BAS); r != rescode::ok) return r;
+  }
+  return opt_runintpnt(t, clock, bi);
 }
 
 rescode run_dispatch(task_rec& t, const timer& clock) {

@@ -18,10 +18,11 @@ void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& sols
 // opt_core: one run of the task's optimizer, from the choice to the summary items.
 rescode opt_core(ZLV_task_rec& t);
 
-// opt_runintpnt: the interior-point pipeline on a linear problem. The solutions that it fills are
+// opt_runintpnt: the interior-point pipeline on a linear or quadratic problem. The solutions that it fills are
 // allocated; it proves and defines them.
 //   clock  started with the run
-rescode opt_runintpnt(ZLV_task_rec& t, const timer& clock);
+//   bi     a basis may be identified behind it
+rescode opt_runintpnt(ZLV_task_rec& t, const timer& clock, bool bi);
 
 // opt_startbasis: the keys of the task's basic solution, when it is defined and may be a start.
 void opt_startbasis(ZLV_task_rec& t, lp_basis& basis);

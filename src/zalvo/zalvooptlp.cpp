@@ -82,9 +82,43 @@ struct linear_run {
   linear_run& operator=(const linear_run&) = delete;
 };
 
+bas_settings basis_settings(const param_values& par) {
+  bas_settings set;
+  set.maxiter = par.i[ipar::bi_max_iterations];
+  set.logfreq = par.i[ipar::bi_log_freq];
+  set.pivrel = par.d[dpar::bi_lu_tol_rel_piv];
+  set.tolx = par.d[dpar::basis_tol_x];
+  set.tols = par.d[dpar::basis_tol_s];
+  return set;
+}
+
 opt_settings all_settings(const param_values& par) {
-  return {opt_form(par.i[ipar::intpnt_solve_form]), run_settings(par), presolve_settings(par),
-          simplex_settings(par)};
+  opt_settings set;
+  set.form = opt_form(par.i[ipar::intpnt_solve_form]);
+  set.ipm = run_settings(par);
+  set.prs = presolve_settings(par);
+  set.sim = simplex_settings(par);
+  set.bi = basis_settings(par);
+  return set;
+}
+
+// The mode that goes on to the pipeline: the values without a meaning of their own are always.
+opt_bimode basis_mode(int32_t mode) {
+  switch (mode) {
+    case ZLV_BI_NEVER:
+    case ZLV_BI_IGNORE_INTPNT_MAX_ITER:
+    case ZLV_BI_IGNORE_INTPNT_NUM_ERR:
+    case ZLV_BI_IF_FEASIBLE:
+      return opt_bimode(mode);
+    default:
+      return opt_bimode::always;
+  }
+}
+
+// The simplex optimizer that cleans up; other optimizers leave the choice.
+sim_method clean_method(int32_t optimizer) {
+  if (optimizer == ZLV_OPTIMIZER_PRIMAL_SIMPLEX) return sim_method::primal;
+  return optimizer == ZLV_OPTIMIZER_DUAL_SIMPLEX ? sim_method::dual : sim_method::free;
 }
 
 void prove_and_define(task_rec& t, int32_t whichsol, const opt_solution& sol) {
@@ -96,14 +130,18 @@ void prove_and_define(task_rec& t, int32_t whichsol, const opt_solution& sol) {
 
 }  // namespace
 
-rescode opt_runintpnt(task_rec& t, const timer& clock) {
+rescode opt_runintpnt(task_rec& t, const timer& clock, bool bi) {
   t.inf.i[iinf::intpnt_num_threads] = t.par.i[ipar::intpnt_num_threads];
   linear_run linear(t, clock);
-  const opt_settings set = all_settings(t.par);
-  opt_solution sol = run_solution(t, ZLV_SOL_ITR);
-  const rescode r = opt_ipmslv(linear.prob, linear.stage(set), sol);
+  opt_settings set = all_settings(t.par);
+  if (bi) set.bimode = basis_mode(t.par.i[ipar::intpnt_basis]);
+  set.clean = clean_method(t.par.i[ipar::bi_clean_optimizer]);
+  opt_solution sol = run_solution(t, ZLV_SOL_ITR), bas;
+  if (bi) bas = run_solution(t, ZLV_SOL_BAS);
+  const rescode r = opt_ipmslv(linear.prob, linear.stage(set), sol, bi ? &bas : nullptr);
   run_copyall(linear.run);
   prove_and_define(t, ZLV_SOL_ITR, sol);
+  if (bi) prove_and_define(t, ZLV_SOL_BAS, bas);
   return r;
 }
 

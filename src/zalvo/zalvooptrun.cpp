@@ -108,6 +108,26 @@ void copy_simplex(const sim_info& info, bool maximize, inf_values& inf) {
   inf.d[dinf::sim_obj] = sign * (info.running == sim_method::primal ? info.primobj : info.dualobj);
 }
 
+void copy_basis(const opt_info& info, inf_values& inf) {
+  const bas_info& bi = info.bi;
+  const sim_info& clean = info.clean;
+  inf.i[iinf::bi_iter] = bi.dualiter + bi.primaliter + clean.primiter + clean.dualiter;
+  inf.i[iinf::bi_dual_iter] = bi.dualiter;
+  inf.i[iinf::bi_primal_iter] = bi.primaliter;
+  inf.i[iinf::bi_super_num] = bi.numsuper;
+  inf.i[iinf::bi_lu_num_factor] = bi.numfactor + clean.numfactor;
+  inf.i[iinf::bi_clean_iter] = clean.primiter + clean.dualiter;
+  inf.i[iinf::bi_clean_primal_iter] = clean.primiter;
+  inf.i[iinf::bi_clean_dual_iter] = clean.dualiter;
+  inf.d[dinf::bi_cputime] = info.bicputime;
+  inf.d[dinf::bi_dual_cputime] = bi.dualtime;
+  inf.d[dinf::bi_primal_cputime] = bi.primaltime;
+  inf.d[dinf::bi_lu_cputime] = bi.lutime + clean.lutime;
+  inf.d[dinf::bi_clean_cputime] = clean.cputime;
+  inf.d[dinf::bi_clean_primal_cputime] = clean.primtime;
+  inf.d[dinf::bi_clean_dual_cputime] = clean.dualtime;
+}
+
 }  // namespace
 
 void run_copyall(opt_run& run) {
@@ -115,6 +135,7 @@ void run_copyall(opt_run& run) {
   run_copyinfo(run.info.ipm, t.inf);
   copy_presolve(run.info.prs, t.inf);
   copy_simplex(run.info.sim, run.maximize, t.inf);
+  copy_basis(run.info, t.inf);
 }
 
 namespace {
@@ -163,7 +184,8 @@ monitor run_monitor(opt_run& run, int32_t phaselevel) {
 opt_monitors run_monitors(opt_run& run) {
   const param_values& par = run.task->par;
   return {run_monitor(run, par.i[ipar::log_intpnt]), run_monitor(run, par.i[ipar::log_presolve]),
-          run_monitor(run, par.i[ipar::log_sim]), run_announce};
+          run_monitor(run, par.i[ipar::log_sim]), run_monitor(run, par.i[ipar::log_bi]),
+          run_announce};
 }
 
 hs_settings run_settings(const param_values& par) {

@@ -78,12 +78,14 @@ std::string test_name(const testing::TestParamInfo<instance>& tc) {
   return name;
 }
 
-void expect_answer(ZLV_task_t task, const instance& in, double sense) {
+void expect_answer(ZLV_task_t task, const instance& in, double sense,
+                   int32_t whichsol = ZLV_SOL_ITR) {
   const lp_data p = get_data(task);
-  const lp_point s = get_point(task, p);
+  const lp_point s = get_point(task, p, whichsol);
   ASSERT_TRUE(s.isdefined);
   expect_honest(p, s);
-  expect_same_measures(task, p, s);
+  expect_same_measures(task, p, s, whichsol);
+  if (whichsol == ZLV_SOL_BAS && in.status == "optimal") expect_basic(p, s);
   if (in.status != "optimal") {
     EXPECT_EQ(s.solsta, in.status == "primal infeasible" ? ZLV_SOL_STA_PRIM_INFEAS_CER
                                                          : ZLV_SOL_STA_DUAL_INFEAS_CER);
@@ -120,13 +122,36 @@ INSTANTIATE_TEST_SUITE_P(Models, Shipped, testing::ValuesIn(shipped()), test_nam
 
 class Outside : public testing::TestWithParam<instance> {};
 
-TEST_P(Outside, IsSolved) {
+struct way {
+  const char* name;
+  int32_t optimizer, presolve, basis;
+  bool itr, bas;   // solutions that it leaves
+  int32_t maxrow;  // larger instances take too long for a test
+};
+constexpr way ways[] = {
+    {"default", ZLV_OPTIMIZER_FREE, ZLV_ON, ZLV_BI_ALWAYS, true, true, INT32_MAX},
+    {"no presolve", ZLV_OPTIMIZER_INTPNT, ZLV_OFF, ZLV_BI_NEVER, true, false, INT32_MAX},
+    {"dual simplex", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_ON, ZLV_BI_NEVER, false, true, INT32_MAX},
+    {"primal simplex", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_ON, ZLV_BI_NEVER, false, true, 4000},
+};
+
+TEST_P(Outside, IsSolvedInEveryWay) {
   const instance& in = GetParam();
   if (in.file.empty()) GTEST_SKIP() << "ZALVO_DATA is not set: no larger instances";
-  api_box box;
-  ASSERT_EQ(ZLV_readdata(box.task, in.file.c_str()), ZLV_RES_OK) << box.err();
-  ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
-  expect_answer(box.task, in, 1);
+  for (const way& w : ways) {
+    SCOPED_TRACE(w.name);
+    api_box box;
+    ASSERT_EQ(ZLV_readdata(box.task, in.file.c_str()), ZLV_RES_OK) << box.err();
+    int32_t numcon = 0;
+    ASSERT_EQ(ZLV_getnumcon(box.task, &numcon), ZLV_RES_OK);
+    if (numcon > w.maxrow) continue;
+    ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_OPTIMIZER, w.optimizer), ZLV_RES_OK);
+    ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_PRESOLVE_USE, w.presolve), ZLV_RES_OK);
+    ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_INTPNT_BASIS, w.basis), ZLV_RES_OK);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
+    if (w.itr) expect_answer(box.task, in, 1);
+    if (w.bas) expect_answer(box.task, in, 1, ZLV_SOL_BAS);
+  }
 }
 INSTANTIATE_TEST_SUITE_P(Instances, Outside, testing::ValuesIn(outside()), test_name);
 

@@ -2,6 +2,7 @@
 // items, changed problems, and problems that no optimizer takes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -48,11 +49,11 @@ TEST(RunCallback, IsToldOfBeginningIterationsAndEnd) {
   ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
   ASSERT_GE(w.places.size(), 4u);
   EXPECT_EQ(w.places.front(), ZLV_CALLBACK_BEGIN_INTPNT);
-  EXPECT_EQ(w.places.back(), ZLV_CALLBACK_END_INTPNT);
+  EXPECT_EQ(std::count(w.places.begin(), w.places.end(), ZLV_CALLBACK_END_INTPNT), 1);
+  EXPECT_EQ(w.places.back(), ZLV_CALLBACK_END_BI);
   int numiter = 0;
   for (size_t k = 1; k + 1 < w.places.size(); ++k) {
     EXPECT_NE(w.places[k], ZLV_CALLBACK_BEGIN_INTPNT);
-    EXPECT_NE(w.places[k], ZLV_CALLBACK_END_INTPNT);
     EXPECT_GE(w.iterations[k], w.iterations[k - 1]);  // items are kept up with the run
     numiter += w.places[k] == ZLV_CALLBACK_IM_INTPNT ? 1 : 0;
   }
@@ -247,6 +248,7 @@ TEST_P(RunRefusal, HasItsCodeAndLeavesNothingHalfDone) {
   const refusal_case& rc = GetParam();
   api_box box;
   put_data(box.task, medium());
+  ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_INTPNT_BASIS, ZLV_BI_NEVER), ZLV_RES_OK);
   ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
   rc.change(box.task);
   const lp_data before = get_data(box.task);

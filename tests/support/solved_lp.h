@@ -105,17 +105,17 @@ inline void put_data(ZLV_task_t task, const lp_data& p) {
             ZLV_RES_OK);
 }
 
-inline lp_point get_point(ZLV_task_t task, const lp_data& p) {
+inline lp_point get_point(ZLV_task_t task, const lp_data& p, int32_t whichsol = ZLV_SOL_ITR) {
   lp_point s;
   int32_t isdef = 0;
-  EXPECT_EQ(ZLV_solutiondef(task, ZLV_SOL_ITR, &isdef), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_solutiondef(task, whichsol, &isdef), ZLV_RES_OK);
   s.isdefined = isdef != 0;
-  EXPECT_EQ(ZLV_getsolutionstatus(task, ZLV_SOL_ITR, &s.prosta, &s.solsta), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_getsolutionstatus(task, whichsol, &s.prosta, &s.solsta), ZLV_RES_OK);
   if (!s.isdefined) return s;
   s.skc.resize(p.m), s.skx.resize(p.n);
   for (auto* v : {&s.xc, &s.y, &s.slc, &s.suc}) v->resize(p.m);
   for (auto* v : {&s.xx, &s.slx, &s.sux, &s.snx}) v->resize(p.n);
-  EXPECT_EQ(ZLV_getsolution(task, ZLV_SOL_ITR, &s.prosta, &s.solsta, s.skc.data(), s.skx.data(),
+  EXPECT_EQ(ZLV_getsolution(task, whichsol, &s.prosta, &s.solsta, s.skc.data(), s.skx.data(),
                             nullptr, s.xc.data(), s.xx.data(), s.y.data(), s.slc.data(),
                             s.suc.data(), s.slx.data(), s.sux.data(), s.snx.data()),
             ZLV_RES_OK);
@@ -306,12 +306,13 @@ inline void expect_honest(const lp_data& p, const lp_point& s) {
 }
 
 // What the library says of a solution is what the caller can compute.
-inline void expect_same_measures(ZLV_task_t task, const lp_data& p, const lp_point& s) {
+inline void expect_same_measures(ZLV_task_t task, const lp_data& p, const lp_point& s,
+                                 int32_t whichsol = ZLV_SOL_ITR) {
   const lp_quality q = judge(p, s, ray_of(s.solsta));
   lp_quality z;
   double pcni = 1, pinti = 1, dcni = 1;
   int32_t prosta = 0, solsta = 0;
-  EXPECT_EQ(ZLV_getsolutioninf(task, ZLV_SOL_ITR, &prosta, &solsta, &z.pobj, &z.pbi, &pcni, &z.peqi,
+  EXPECT_EQ(ZLV_getsolutioninf(task, whichsol, &prosta, &solsta, &z.pobj, &z.pbi, &pcni, &z.peqi,
                                &pinti, &z.dobj, &z.dbi, &dcni, &z.deqi),
             ZLV_RES_OK);
   const double rounding = 1e-14 * (1 + q.size);  // of sums in double precision
@@ -329,4 +330,40 @@ inline void expect_same_measures(ZLV_task_t task, const lp_data& p, const lp_poi
     EXPECT_NEAR(std::max(z.dbi, dcni), q.dbi, rounding);
   }
   EXPECT_EQ(pinti, 0);
+}
+
+// What an optimal basic solution promises: as many basic items as constraints, the others at the bound
+// that their key names, and no dual value at a basic one.
+inline void expect_basic(const lp_data& p, const lp_point& s) {
+  const double sense = p.maximize ? -1 : 1;
+  int32_t numbasic = 0;
+  auto look = [&](int32_t key, const lp_bound& b, double scale) {
+    const double near = 1e-6 * (1 + std::abs(b.value)), zero = 1e-6 * (1 + scale);
+    const double d = sense * (b.sl - b.su);
+    if (key == ZLV_SK_BAS) {
+      ++numbasic;
+      EXPECT_LE(std::abs(d), zero);
+    } else if (key == ZLV_SK_LOW) {
+      EXPECT_TRUE(has_lower(b.bk) && std::abs(b.value - b.lower) <= near) << b.value - b.lower;
+      EXPECT_GE(d, -zero);
+    } else if (key == ZLV_SK_UPR) {
+      EXPECT_TRUE(has_upper(b.bk) && std::abs(b.value - b.upper) <= near) << b.value - b.upper;
+      EXPECT_LE(d, zero);
+    } else if (key == ZLV_SK_FIX) {
+      EXPECT_LE(std::abs(b.value - b.lower), near);
+    } else {
+      EXPECT_EQ(key, ZLV_SK_SUPBAS);
+      EXPECT_EQ(b.bk, ZLV_BK_FR);
+      EXPECT_LE(std::abs(b.value), near);
+    }
+  };
+  double largest = 0;
+  for (const double c : p.c) largest = std::max(largest, std::abs(c));
+  for (int32_t i = 0; i < p.m; ++i) {
+    look(s.skc[i], {p.bkc[i], p.blc[i], p.buc[i], s.xc[i], s.slc[i], s.suc[i]}, largest);
+  }
+  for (int32_t j = 0; j < p.n; ++j) {
+    look(s.skx[j], {p.bkx[j], p.blx[j], p.bux[j], s.xx[j], s.slx[j], s.sux[j]}, largest);
+  }
+  EXPECT_EQ(numbasic, p.m);
 }

@@ -31,8 +31,8 @@ struct run_box {
     all.form = form;
     all.ipm = set;
     all.prs.use = false;  // what is tested here is the optimizer
-    const opt_monitors monitors{mon, mon, mon};
-    return opt_ipmslv(lp.view(), {all, monitors, *mman, told}, sol);
+    const opt_monitors monitors{mon, mon, mon, mon};
+    return opt_ipmslv(lp.view(), {all, monitors, *mman, told}, sol, nullptr);
   }
 };
 
@@ -325,7 +325,8 @@ TEST(HomoEnds, EveryFailedAllocationIsThrownAndNothingLeaks) {
         opt_settings set;
         set.form = opt_form(k % 2 + 1);
         set.prs.use = false;
-        const rescode r = opt_ipmslv(lp.view(), {set, {mon, mon, mon}, *mman, info}, sol);
+        const rescode r =
+            opt_ipmslv(lp.view(), {set, {mon, mon, mon, mon}, *mman, info}, sol, nullptr);
         failed = r == rescode::err_space;
       } catch (const std::bad_alloc&) {
         failed = true;

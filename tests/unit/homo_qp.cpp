@@ -59,7 +59,8 @@ TEST(HomoQp, EveryKindOfSystemGivesTheSameAnswer) {
         monitor mon;
         mon.clock = timer_start();
         set.prs.use = false;
-        ASSERT_EQ(opt_ipmslv(qp.view(), {set, {mon, mon, mon}, *mman, info}, sol), rescode::ok)
+        ASSERT_EQ(opt_ipmslv(qp.view(), {set, {mon, mon, mon, mon}, *mman, info}, sol, nullptr),
+                  rescode::ok)
             << k;
         ASSERT_EQ(sol.solsta, ZLV_SOL_STA_OPTIMAL) << k << " system " << int(system);
         double objective = qp.lp.cfix;
@@ -136,8 +137,8 @@ TEST(HomoQp, EveryFailedAllocationIsThrownAndNothingLeaks) {
       monitor mon;
       mon.clock = timer_start();
       try {
-        failed =
-            opt_ipmslv(qp.view(), {{}, {mon, mon, mon}, *mman, info}, sol) == rescode::err_space;
+        failed = opt_ipmslv(qp.view(), {{}, {mon, mon, mon, mon}, *mman, info}, sol, nullptr) ==
+                 rescode::err_space;
       } catch (const std::bad_alloc&) {
         failed = true;
       }

@@ -1,0 +1,156 @@
+// The simplex optimizers through the interface: planted answers, what a basic solution promises,
+// starts from a basis, objective cuts, and the log.
+#include <gtest/gtest.h>
+
+#include "support/api_box.h"
+#include "support/planted_lp.h"
+
+namespace {
+
+constexpr double objtol = 1e-7;  // relative to 1 + |objective|
+
+int32_t int_item(ZLV_task_t task, int32_t item) {
+  int32_t value = -1;
+  EXPECT_EQ(ZLV_getintinf(task, item, &value), ZLV_RES_OK);
+  return value;
+}
+int32_t iterations(ZLV_task_t task) {
+  return int_item(task, ZLV_IINF_SIM_PRIMAL_ITER) + int_item(task, ZLV_IINF_SIM_DUAL_ITER);
+}
+void put(ZLV_task_t task, int32_t param, int32_t value) {
+  ASSERT_EQ(ZLV_putintparam(task, param, value), ZLV_RES_OK);
+}
+double objective(const lp_data& p, const lp_point& s) {
+  return judge(p, s).pobj;
+}
+
+struct way_case {
+  const char* name;
+  int32_t optimizer, presolve;
+};
+class SimplexWay : public testing::TestWithParam<way_case> {
+ protected:
+  static lp_point solve(api_box& box, const lp_data& p) {
+    put_data(box.task, p);
+    put(box.task, ZLV_IPAR_OPTIMIZER, GetParam().optimizer);
+    put(box.task, ZLV_IPAR_PRESOLVE_USE, GetParam().presolve);
+    EXPECT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
+    const lp_point s = get_point(box.task, p, ZLV_SOL_BAS);
+    EXPECT_TRUE(s.isdefined);
+    EXPECT_FALSE(get_point(box.task, p, ZLV_SOL_ITR).isdefined);
+    expect_honest(p, s);
+    expect_same_measures(box.task, p, s, ZLV_SOL_BAS);
+    return s;
+  }
+};
+
+TEST_P(SimplexWay, FindsPlantedAnswers) {
+  std::mt19937 gen(4711);
+  for (int k = 0; k < 60; ++k) {
+    SCOPED_TRACE(k);
+    const planted_size size = k % 3 == 0 ? planted_size{40, 60, 0.15} : planted_size{8, 12, 0.4};
+    const planted_lp lp = plant_optimal(gen, size, k % 2 == 1);
+    api_box box;
+    const lp_point s = solve(box, lp.p);
+    ASSERT_EQ(s.solsta, ZLV_SOL_STA_OPTIMAL);
+    expect_basic(lp.p, s);
+    EXPECT_LE(std::abs(objective(lp.p, s) - lp.objective), objtol * (1 + std::abs(lp.objective)));
+    api_box no, open;
+    EXPECT_EQ(solve(no, plant_infeasible(gen, size, k % 2 == 1).p).solsta,
+              ZLV_SOL_STA_PRIM_INFEAS_CER);
+    EXPECT_EQ(solve(open, plant_unbounded(gen, size, k % 2 == 1).p).solsta,
+              ZLV_SOL_STA_DUAL_INFEAS_CER);
+  }
+}
+
+TEST_P(SimplexWay, StartsFromTheTasksBasis) {
+  std::mt19937 gen(815);
+  int64_t cold = 0, warm = 0;
+  for (int k = 0; k < 20; ++k) {
+    SCOPED_TRACE(k);
+    lp_data p = plant_optimal(gen, {40, 60, 0.15}, k % 2 == 1).p;
+    api_box box, fresh;
+    const lp_point first = solve(box, p);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    EXPECT_EQ(iterations(box.task), 0);  // its own optimal basis
+    EXPECT_NEAR(objective(p, get_point(box.task, p, ZLV_SOL_BAS)), objective(p, first),
+                objtol * (1 + std::abs(objective(p, first))));
+    const int32_t j = k % p.n;
+    p.c[j] += k % 4 < 2 ? 0.3 : -0.3;
+    ASSERT_EQ(ZLV_putcj(box.task, j, p.c[j]), ZLV_RES_OK);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    warm += iterations(box.task);
+    const lp_point hot = get_point(box.task, p, ZLV_SOL_BAS);
+    expect_honest(p, hot);
+    put_data(fresh.task, p);
+    put(fresh.task, ZLV_IPAR_OPTIMIZER, GetParam().optimizer);
+    put(fresh.task, ZLV_IPAR_PRESOLVE_USE, 0);
+    ASSERT_EQ(ZLV_optimize(fresh.task), ZLV_RES_OK);
+    cold += iterations(fresh.task);
+    const lp_point again = get_point(fresh.task, p, ZLV_SOL_BAS);
+    ASSERT_EQ(again.solsta, hot.solsta);
+    if (hot.solsta != ZLV_SOL_STA_OPTIMAL) continue;
+    expect_basic(p, hot);
+    EXPECT_NEAR(objective(p, hot), objective(p, again), objtol * (1 + std::abs(objective(p, hot))));
+  }
+  EXPECT_LT(4 * warm, cold);
+}
+
+TEST_P(SimplexWay, TakesAnyKeysAsAStart) {
+  std::mt19937 gen(99);
+  for (int k = 0; k < 30; ++k) {
+    SCOPED_TRACE(k);
+    const planted_lp lp = plant_optimal(gen, {12, 18, 0.3}, k % 2 == 1);
+    api_box box;
+    put_data(box.task, lp.p);
+    put(box.task, ZLV_IPAR_OPTIMIZER, GetParam().optimizer);
+    std::vector<int32_t> skc(lp.p.m), skx(lp.p.n);
+    for (int32_t& key : skc) key = int32_t(gen() % 7);
+    for (int32_t& key : skx) key = k % 5 == 0 ? ZLV_SK_BAS : int32_t(gen() % 7);
+    ASSERT_EQ(ZLV_putsolution(box.task, ZLV_SOL_BAS, skc.data(), skx.data(), nullptr, nullptr,
+                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+              ZLV_RES_OK);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    const lp_point s = get_point(box.task, lp.p, ZLV_SOL_BAS);
+    ASSERT_EQ(s.solsta, ZLV_SOL_STA_OPTIMAL);
+    expect_basic(lp.p, s);
+    EXPECT_LE(std::abs(objective(lp.p, s) - lp.objective), objtol * (1 + std::abs(lp.objective)));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, SimplexWay,
+                         testing::Values(way_case{"Primal", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_ON},
+                                         way_case{"PrimalPlain", ZLV_OPTIMIZER_PRIMAL_SIMPLEX,
+                                                  ZLV_OFF},
+                                         way_case{"Dual", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_ON},
+                                         way_case{"DualPlain", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_OFF},
+                                         way_case{"Free", ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_ON}),
+                         [](const auto& tc) { return std::string(tc.param.name); });
+
+}  // namespace
+
+TEST(SimplexLimits, EndTheRunWithTheirCodes) {
+  std::mt19937 gen(5);
+  const planted_lp lp = plant_optimal(gen, {40, 60, 0.2}, false);
+  for (const int32_t optimizer : {ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_OPTIMIZER_DUAL_SIMPLEX}) {
+    api_box box;
+    put_data(box.task, lp.p);
+    put(box.task, ZLV_IPAR_OPTIMIZER, optimizer);
+    put(box.task, ZLV_IPAR_SIM_MAX_ITERATIONS, 3);
+    EXPECT_EQ(ZLV_optimize(box.task), ZLV_RES_TRM_MAX_ITERATIONS);
+    EXPECT_LE(iterations(box.task), 3);
+    const lp_point s = get_point(box.task, lp.p, ZLV_SOL_BAS);
+    EXPECT_NE(s.solsta, ZLV_SOL_STA_OPTIMAL);
+    expect_honest(lp.p, s);
+    put(box.task, ZLV_IPAR_SIM_MAX_ITERATIONS, 100000);
+    EXPECT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    EXPECT_EQ(get_point(box.task, lp.p, ZLV_SOL_BAS).solsta, ZLV_SOL_STA_OPTIMAL);
+  }
+  api_box cut;  // the dual objective passes the cut on its way to the optimum
+  put_data(cut.task, lp.p);
+  put(cut.task, ZLV_IPAR_OPTIMIZER, ZLV_OPTIMIZER_DUAL_SIMPLEX);
+  const double limit = lp.objective - 0.1 * (1 + std::abs(lp.objective));
+  ASSERT_EQ(ZLV_putdouparam(cut.task, ZLV_DPAR_UPPER_OBJ_CUT, limit), ZLV_RES_OK);
+  EXPECT_EQ(ZLV_optimize(cut.task), ZLV_RES_TRM_OBJECTIVE_RANGE);
+  EXPECT_NE(get_point(cut.task, lp.p, ZLV_SOL_BAS).solsta, ZLV_SOL_STA_OPTIMAL);
+}
