@@ -2,7 +2,7 @@
 """Whole linear problems: runs every instance of a data folder through `zalvo --json`, holds status,
 objective and violations against the folder's index, and sets times beside those of other solvers.
 
-    bench/lp.py [--zalvo PROGRAM] [--data DIR] [--kinds lp,infeas] [--limit S] [--threads N]
+    bench/lp.py [--basis] [--zalvo PROGRAM] [--data DIR] [--kinds lp,infeas] [--limit S] [--threads N]
                 [--peers clp,highs] [--tsv FILE] [-p NAME=VALUE] [NAME...]
 
 DIR (default $ZALVO_DATA) holds KIND/NAME.mps.gz and INDEX.tsv with the columns kind, name, status
@@ -10,7 +10,8 @@ and objective. An instance passes when the status is the index's, and for an opt
 error of the objective and the primal and dual infeasibilities are at most --tol (1e-6). Peers are
 used when they are installed: clp's barrier method without crossover (whole process), and the
 interior-point method of HiGHS in SciPy without crossover (its optimize call alone). For both the
-iterations are told, and for HiGHS the size of the problem after its presolve.
+iterations are told, and for HiGHS the size of the problem after its presolve. With --basis all three
+go on to a basic solution, as they do by default, and the table tells what that takes.
 MiB is the peak of resident memory, of which this script's own 10 or so are the floor.
 Exit code 1 when an instance does not pass.
 """
@@ -68,6 +69,8 @@ def relative(value, reference):
 def run_zalvo(args, path):
     command = [args.zalvo, "--json", "--time-limit", str(args.limit), "--threads",
                str(args.threads)]
+    if not args.basis:
+        command += ["-p", "ZLV_IPAR_INTPNT_BASIS=ZLV_BI_NEVER"]
     for setting in args.p:
         command += ["-p", setting]
     code, out, err, seconds, peak = run(command + [path], args.limit)
@@ -85,8 +88,20 @@ def run_zalvo(args, path):
         response=answer["response"], objective=answer["objective"],
         pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
         iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"],
-        presolve=answer["seconds"]["presolve"], presolved=presolved_sizes(args, path))
+        presolve=answer["seconds"]["presolve"])
+    if args.basis:
+        row["phases"] = phase_times(args, path)
+    else:
+        row["presolved"] = presolved_sizes(args, path)
     return row
+
+
+def phase_times(args, path):
+    """Seconds of processor time of the interior point and of basis identification behind it."""
+    out = run([args.zalvo] + [w for s in args.p for w in ("-p", s)] + [path], args.limit)[1]
+    found = [re.search(r"^ +%s +- .*cpu time: (\S+)" % what, out, re.M)
+             for what in ("Interior-point", "Basis identification")]
+    return [float(f.group(1)) for f in found] if all(found) else None
 
 
 def presolved_sizes(args, path):
@@ -117,7 +132,8 @@ def passes(row, expected, tol):
 
 
 def run_clp(args, path):
-    command = ["clp", path, "-seconds", str(args.limit), "-crossover", "off", "-barrier"]
+    command = ["clp", path, "-seconds", str(args.limit), "-crossover",
+               "on" if args.basis else "off", "-barrier"]
     _, out, _, seconds, peak = run(command, args.limit)
     found = re.findall(r"^Optimal objective +(\S+)", out, re.M)
     proven = re.search(r"^(PrimalInfeasible|DualInfeasible)", out, re.M)
@@ -129,7 +145,7 @@ def run_clp(args, path):
 
 def run_highs(args, path):
     command = [sys.executable, os.path.abspath(__file__), "--highs-one", path, "--limit",
-               str(args.limit)]
+               str(args.limit)] + (["--basis"] if args.basis else [])
     _, out, _, _, peak = run(command, args.limit + 30.0)  # reading is Python's, and slow
     try:
         answer = json.loads(out.strip().splitlines()[-1])
@@ -142,7 +158,7 @@ def run_highs(args, path):
     return answer
 
 
-def highs_one(path, limit, method="ipm"):
+def highs_one(path, limit, crossover, method="ipm"):
     """In a process of its own: one instance through SciPy; prints a JSON object."""
     import numpy as np
     import scipy.sparse as sp
@@ -153,7 +169,7 @@ def highs_one(path, limit, method="ipm"):
     a = sp.csc_matrix((m.av, (m.ai, m.aj)), shape=(len(m.kinds), len(m.c)))
     sign = -1.0 if m.maximize else 1.0
     options = {"time_limit": float(limit), "output_flag": True, "log_to_console": True,
-               "presolve": True, "solver": method, "run_crossover": False}
+               "presolve": True, "solver": method, "run_crossover": crossover}
     arrays = [np.array(v, dtype=float) for v in (m.rowlo, m.rowup, m.collo, m.colup)]
     start = time.perf_counter()
     r = _highs_wrapper(sign * np.array(m.c), a.indptr, a.indices, a.data, *arrays,
@@ -246,6 +262,11 @@ def summary(rows, peers, tol):
                (what, math.exp(sum(math.log((r["zalvo"]["presolved"][what] + 1) /
                                             (r["highs"]["presolved"][what] + 1)) for r in sized) /
                                len(sized)), len(sized)))
+    phased = [r["zalvo"]["phases"] for r in optima if r["zalvo"].get("phases")]
+    if phased:
+        yield ("basis identification: %.2f of the interior point's processor time in geometric mean, "
+               "%.2f in all" % (geometric([b for _, b in phased]) / geometric([i for i, _ in phased]),
+                                sum(b for _, b in phased) / sum(i for i, _ in phased)))
     timed = [r for r in optima if r["zalvo"].get("presolve") is not None]
     if timed:
         yield ("presolve: %.1f %% of the optimizer's time in all" %
@@ -261,6 +282,7 @@ def main():
     parser.add_argument("--limit", type=float, default=60.0, help="seconds for each run")
     parser.add_argument("--threads", type=int, default=1)
     parser.add_argument("--tol", type=float, default=1e-6)
+    parser.add_argument("--basis", action="store_true", help="go on to a basic solution")
     parser.add_argument("--peers", default="clp,highs", help="comma-separated; empty for none")
     parser.add_argument("--tsv", help="also write the table to this file")
     parser.add_argument("-p", action="append", default=[], metavar="NAME=VALUE")
@@ -268,7 +290,7 @@ def main():
     parser.add_argument("names", nargs="*")
     args = parser.parse_args()
     if args.highs_one:
-        highs_one(args.highs_one, args.limit)
+        highs_one(args.highs_one, args.limit, args.basis)
         return 0
     if not args.data:
         print("no instances: set ZALVO_DATA or give --data", file=sys.stderr)
