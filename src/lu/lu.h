@@ -37,7 +37,10 @@ inline void lu_vecset(lu_vector& x, int32_t i, double v) {
 }
 
 struct lu_settings {
-  double pivrel = 0.1;    // threshold test, relative to the largest of its column
+  double pivrel = 0.1;  // threshold test, relative to the largest of its column
+  double maxgrowth =
+      1e5;                // with entries that grow more than this in the kernel, a factorization is
+                          // done again with a larger pivrel, which stays
   double pivabs = 1e-11;  // a smaller pivot counts as zero, relative to its column of B when that
                           // has entries above 1, else absolute
   double droptol =

@@ -7,6 +7,9 @@
 
 namespace {
 
+// How the relative pivot tolerance rises when entries have grown, and how far.
+constexpr double pivrelfactor = 5, pivrellimit = 0.5;
+
 // numpos: columns, at least m of them.
 void size_all(lu_rec& f, int32_t m, int32_t n, int32_t numpos) {
   f.m = m;
@@ -44,6 +47,7 @@ void reset(lu_rec& f) {
   std::fill(f.rwaiting.begin(), f.rwaiting.end(), 0);
   ker.numrow = ker.numcol = 0;
   ker.nnz = 0;
+  ker.mostfirst = ker.most = 0;
   const int64_t tot[] = {f.count.totfactor, f.count.totupdate, f.count.totsingular};
   f.count = lu_count{};
   f.count.totfactor = tot[0] + 1;
@@ -179,6 +183,16 @@ void repair(lu_rec& f, std::span<int32_t> basic) {
   f.count.totsingular += 1;
 }
 
+rescode eliminate(lu_rec& f, const lu_columns& b, const monitor& mon) {
+  logicals(f, b);
+  if (f.useq.size() == size_t(f.m)) return rescode::ok;
+  count_active(f, b);
+  column_singletons(f, b);
+  row_singletons(f, b);
+  lu_kernelload(f, b);
+  return lu_kernelrun(f, mon);
+}
+
 }  // namespace
 
 void lu_begin(lu_rec& f, int32_t m, int32_t n, int32_t numpos) {
@@ -187,15 +201,13 @@ void lu_begin(lu_rec& f, int32_t m, int32_t n, int32_t numpos) {
 }
 
 rescode lu_factorize(lu_rec& f, const spmat_view& a, std::span<int32_t> basic, const monitor& mon) {
-  lu_begin(f, int32_t(basic.size()), a.ncol, 0);
   const lu_columns b{a, basic.data()};
-  logicals(f, b);
-  if (f.useq.size() < size_t(f.m)) {
-    count_active(f, b);
-    column_singletons(f, b);
-    row_singletons(f, b);
-    lu_kernelload(f, b);
-    if (const rescode r = lu_kernelrun(f, mon); r != rescode::ok) return r;
+  for (;;) {
+    lu_begin(f, int32_t(basic.size()), a.ncol, 0);
+    if (const rescode r = eliminate(f, b, mon); r != rescode::ok) return r;
+    const bool hasgrown = f.ker.most > f.set.maxgrowth * f.ker.mostfirst;
+    if (!hasgrown || f.set.pivrel >= pivrellimit) break;
+    f.set.pivrel = std::min(pivrellimit, pivrelfactor * f.set.pivrel);
   }
   repair(f, basic);
   lu_assemble(f, b);

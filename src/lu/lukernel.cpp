@@ -282,6 +282,7 @@ void update_column(lu_rec& f, int32_t j, double u, const lu_range& lat) {
   }
   for (int32_t k = 0; k < lat.num; ++k) mark[lsub[k]] = 1;
   ker.cmax[j] = big;
+  ker.most = std::max(ker.most, big);
 }
 
 void eliminate(lu_rec& f, int32_t r, int32_t c) {
@@ -362,7 +363,12 @@ static void start_lists(lu_rec& f) {
   lu_kernel& ker = f.ker;
   lists_begin(ker.clist, int32_t(ker.cat.size()), std::max(ker.numrow, 1));
   lists_begin(ker.rlist, f.m, std::max(ker.numcol, 1));
-  for (const int32_t p : ker.loaded) lists_put(ker.clist, p, ker.cat[p].num);
+  ker.most = 0;
+  for (const int32_t p : ker.loaded) {
+    lists_put(ker.clist, p, ker.cat[p].num);
+    ker.most = std::max(ker.most, ker.cmax[p]);
+  }
+  ker.mostfirst = ker.most;
   for (int32_t i = 0; i < f.m; ++i)
     if (ker.rank[i] < 0) lists_put(ker.rlist, i, ker.rat[i].num);
   for (const int32_t p : ker.loaded)

@@ -34,6 +34,7 @@ struct lu_kernel {
   lu_lists clist, rlist;
   int32_t numrow = 0, numcol = 0;  // active
   int64_t nnz = 0;                 // active
+  double mostfirst = 0, most = 0;  // largest value at the start, and ever
   // Rows of U that pivots have left, one behind the other: row urrow[k] has the entries
   // urbeg[k] .. urbeg[k+1]-1.
   mm_vector<int32_t> urrow, urbeg, ursub;

@@ -237,6 +237,19 @@ TEST(LuSingular, SameVariableTwiceCountsOnce) {
   }
 }
 
+// A threshold that lets entries grow too far is raised until the factors are good.
+TEST(LuGrowth, RaisesTheThreshold) {
+  const lu_problem pr = lu_random({"", 200, 0.04, 0, 0, 6}, 10);
+  lu_box box;
+  box.f->set.pivrel = 1e-7;
+  std::vector<int32_t> basic = pr.basic;
+  ASSERT_EQ(box.make(pr, basic), rescode::ok);
+  EXPECT_GT(box.f->set.pivrel, 1e-7);
+  EXPECT_GE(box.f->count.totfactor, 2);
+  std::mt19937 gen(2);
+  expect_solves(box, pr, basic, gen, agedroundoff);
+}
+
 // Of columns with copies and sums of others a basis of the whole span is taken, earlier classes first.
 TEST(LuSelect, TakesIndependentColumnsOfEarlyClasses) {
   const lu_problem pr = lu_random({"", 80, 0.05, 0, 0.3, 0}, 9);
