@@ -49,8 +49,9 @@ struct kktfac_regul {
   double regcol = 1e-10;  // added to H + D
   double regrow = 1e-10;  // added to E
   double dynthr = 1e-13, dynval = 2e-7;
-  bool keeprow = false;  // it stays, its pivot raised to pivrel of its diagonal: what that changes has
-                         // low rank, and refinement by a Krylov method takes it out
+  bool keeprow =
+      false;  // it stays, its pivot raised to pivrel of its diagonal: what that changes has
+              // low rank, and refinement by a Krylov method takes it out
 };
 
 struct kktfac_stats {

@@ -76,7 +76,8 @@ void find_places(const spmat_view& a, memman& mman, mm_vector<int32_t>& place) {
   for (int32_t k = 0; k < a.ncol; ++k) place[perm[k]] = k;
 }
 
-constexpr double unit_excess = 2;  // entries of a semidefinite matrix of unit diagonal are at most 1
+constexpr double unit_excess =
+    2;  // entries of a semidefinite matrix of unit diagonal are at most 1
 
 void make_unit(const spmat_view& a, double sign, double zero, const mm_vector<double>& scale,
                const mm_vector<int32_t>& place, unit_matrix& u) {

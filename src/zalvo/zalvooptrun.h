@@ -27,7 +27,6 @@ void run_copyinfo(const hs_info& info, inf_values& inf);
 void run_copyall(opt_run& run);
 hs_settings run_settings(const param_values& par);
 
-
 opt_problem run_problem(const prob_rec& p, const spmat& a, bool maximize);
 opt_solution run_solution(task_rec& t, int32_t whichsol);
 // run_prosta: the problem statuses that may be handed over; the near ones become unknown.

@@ -362,8 +362,8 @@ bool areinrange(const param_values& par) {
 }
 
 rescode read_parameters(mbt_reader& r) {
-  if (const rescode c =
-          begin_block(r, mbt_tag::parameters, uint64_t(ipar::count) + spar::count, dpar::count, true);
+  if (const rescode c = begin_block(r, mbt_tag::parameters, uint64_t(ipar::count) + spar::count,
+                                    dpar::count, true);
       c != ok) {
     return c;
   }
