@@ -225,6 +225,7 @@ void hom_formsearch(hom_state& st, const hom_target& tg, hom_point& dir) {
     st.r1[pr.ucol[k]] += (tg.wv[k] - it.v[k] * tg.eta * st.ru[k]) / it.w[k];
   }
   for (int32_t i = 0; i < pr.m; ++i) st.r2[i] = tg.eta * st.rp[i];
+  st.issearch = true;
   hom_solve(st, st.r1, st.r2, dir.x, dir.y);
   // dw and dv for dtau = 0; u'dv is the part of the numerator that the bounds contribute.
   double udv = 0;

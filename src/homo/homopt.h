@@ -71,6 +71,7 @@ struct hom_state {
   double den = 1;              // denominator of dtau, a sum of squares
   hom_target target;
   mm_vector<double> r1, r2, e1, e2, sx, sy;  // work of the solves
+  bool issearch = false;                     // the solve is one for a direction
   double noise1 = 0, noise2 = 0;       // with conjugate residuals: sizes of rounding in a solve
   const bool isbig;                    // fac holds both blocks
   mm_vector<double> big, zero;         // then: n + m, work of the solves, and m zeros

@@ -21,6 +21,7 @@ constexpr double solve_bad = 1e-6;       // and one that says that the system ha
 constexpr double krylov_new = 1e-10;     // less of a direction that is new is rounding
 constexpr double krylov_worse = 2;  // largest residual over the one before; the 2-norm always falls
 constexpr int krylov_slow = 2;      // directions in a row that gain little: no more
+constexpr double exact_share = 0.1;   // of the tolerances for what a direction may add to residuals
 constexpr double solve_noise = 1e-4;  // noise of the data over refine_tol: residuals may end there
 constexpr int maxrefine = 4;
 constexpr double refine_tol = 1e-12;  // residual of a block relative to its right-hand side: done
@@ -143,6 +144,20 @@ void add_product(const hom_state& st, std::span<const double> zx, std::span<cons
   spmat_addatx(spmat_look(pr.a), 1, zy, r1);
 }
 
+// Whether the residuals that a search direction leaves, as the status test will weigh them, are well
+// below its tolerances.
+bool is_exact(const hom_state& st) {
+  const hom_prob& pr = st.prob;
+  double res1 = 0, res2 = 0;
+  for (int32_t i = 0; i < pr.m; ++i) res2 = std::max(res2, std::abs(st.e2[i]) / pr.rowfac[i]);
+  if (!firstblock_holds(st)) {
+    for (int32_t j = 0; j < pr.n; ++j) res1 = std::max(res1, std::abs(st.e1[j]) / pr.colfac[j]);
+  }
+  const double share = exact_share * st.it.tau;
+  return res2 * pr.sb <= share * st.set.tolpfeas * (1 + pr.nrmb) &&
+         res1 * pr.sc <= share * st.set.toldfeas * (1 + pr.nrmc);
+}
+
 // Generalized conjugate residuals with the factor as preconditioner: what regularization and refused
 // pivots changed has low rank in effect, and each direction takes one dimension of it out.
 // Eisenstat, Elman, Schultz, "Variational iterative methods for nonsymmetric systems of linear
@@ -159,7 +174,8 @@ double solve_krylov(hom_state& st, std::span<const double> r1, std::span<const d
   const double size2 = hom_maxabs(r2) + hom_maxabs(x) + st.noise2;
   const double ratio = size1 > 0 && size2 > 0 ? size1 / size2 : 1;  // of the blocks' units
   int numslow = 0;
-  for (int k = 0; k < hom_maxkrylov && now > refine_tol; ++k) {
+  for (int k = 0; k < hom_maxkrylov; ++k) {
+    if (!(now > refine_tol) && (!st.issearch || is_exact(st))) break;
     const std::span<double> z = part(st.krylovz, k), w = part(st.krylovw, k);
     const std::span<double> zx = z.first(n), zy = z.subspan(n), w1 = w.first(n), w2 = w.subspan(n);
     solve_correction(st, zx, zy);
@@ -260,6 +276,7 @@ rescode hom_setupfac(const hom_prob& prob, const hs_settings& set, const monitor
 
 rescode hom_factorpq(hom_state& st) {
   if (!st.krylovz.empty()) set_noise(st);
+  st.issearch = false;
   double residual = 0;
   if (const rescode r = factor_and_solve(st, residual); r != rescode::ok) return r;
   if (!(residual <= solve_bad) && hom_hasq(st.prob) && !st.isbig) ++st.numweak;
