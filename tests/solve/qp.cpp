@@ -110,7 +110,7 @@ void columns(lp_data& p, std::vector<double> c, int32_t bk, double lower, double
   p.blx.assign(p.n, has_lower(bk) ? lower : -1e30);
   p.bux.assign(p.n, has_upper(bk) ? upper : 1e30);
 }
-void row(lp_data& p, std::vector<double> a, int32_t bk, double bound) {
+void row(lp_data& p, const std::vector<double>& a, int32_t bk, double bound) {
   for (int32_t j = 0; j < int32_t(a.size()); ++j) {
     if (a[j] == 0) continue;
     p.subi.push_back(p.m);
@@ -122,7 +122,7 @@ void row(lp_data& p, std::vector<double> a, int32_t bk, double bound) {
   p.blc.push_back(has_lower(bk) ? bound : -1e30);
   p.buc.push_back(has_upper(bk) ? bound : 1e30);
 }
-void curve(lp_data& p, std::vector<std::array<double, 3>> terms) {
+void curve(lp_data& p, const std::vector<std::array<double, 3>>& terms) {
   for (const auto& [i, j, v] : terms) {
     p.qi.push_back(int32_t(i));
     p.qj.push_back(int32_t(j));
