@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -143,7 +144,7 @@ rescode read_head(mbt_reader& r) {
   } else if (head.version == 0 || head.version > mbt_version) {
     why = "A later version has written it.";
   } else if (head.intsize != sizeof(int32_t) || head.doublesize != sizeof(double) ||
-             std::memcmp(&head.probe, &mbt_probe, sizeof mbt_probe) != 0) {
+             std::bit_cast<uint64_t>(head.probe) != std::bit_cast<uint64_t>(mbt_probe)) {
     why = "Its numbers have another size or form.";
   }
   if (why == nullptr) return ok;

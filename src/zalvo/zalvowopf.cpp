@@ -188,12 +188,10 @@ void add_row(opf_writer& w, const sprmat& a, int32_t i) {
   const prob_qterms q = prob_getq(w.p, i);
   add_quadratic(w, q);
   if (sub.empty() && q.val.empty()) strbld_add(w.text, '0');
-  if (isrange(key, lower, upper)) {
+  if (key == ZLV_BK_UP || isrange(key, lower, upper)) {
     add_relation(w, " <= ", upper);
   } else if (key == ZLV_BK_FR) {
     opf_add(w, " >= -inf");
-  } else if (key == ZLV_BK_UP) {
-    add_relation(w, " <= ", upper);
   } else {
     add_relation(w, key == ZLV_BK_FX ? " = " : " >= ", lower);
   }

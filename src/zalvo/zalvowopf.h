@@ -4,7 +4,7 @@
 // A variable without a name is refused; a constraint or cone without one is written without. When
 // ZLV_IPAR_WRITE_GENERIC_NAMES is on, all are "x%06d", "con%06d" and "cone%06d" instead, counted from
 // ZLV_IPAR_WRITE_GENERIC_NAMES_IO. The solution of a constraint without a name stands under
-// "con%06d", which a reader takes for that constraint.
+// "con%06d", which a reader takes for that constraint, unless another one has this name.
 //
 // Numbers have ZLV_IPAR_WRITE_PRECISION digits behind the point, as with "%.*e"; where they stand in
 // columns they are as wide as the longest. A new line begins behind ZLV_IPAR_OPF_MAX_TERMS_PER_LINE

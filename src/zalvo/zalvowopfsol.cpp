@@ -87,6 +87,16 @@ void add_item(opf_writer& w, int32_t kind, int32_t i, int32_t sk, double level) 
   add_column(w, "lvl=", level);
 }
 
+// Whether the name made for a constraint without one is that of another constraint.
+bool is_ambiguous(opf_writer& w, int32_t i) {
+  if (w.isgeneric || !prob_name(w.p, ZLV_PI_CON, i).empty()) return false;
+  const size_t from = w.text.text.size();
+  opf_additem(w, ZLV_PI_CON, i);
+  const bool istaken = prob_findname(w.p, ZLV_PI_CON, strbld_view(w.text).substr(from)) >= 0;
+  w.text.text.resize(from);
+  return istaken;
+}
+
 void add_solution(opf_writer& w, int32_t whichsol) {
   constexpr const char* types[] = {"interior", "basic", "integer"};
   const sol_view v = sol_items(w.t, whichsol);
@@ -109,6 +119,7 @@ void add_solution(opf_writer& w, int32_t whichsol) {
   }
   opf_add(w, "# Constraint solution\n");
   for (int32_t i = 0; i < int32_t(v.xc.size()); ++i) {
+    if (is_ambiguous(w, i)) continue;
     add_item(w, ZLV_PI_CON, i, v.skc[i], v.xc[i]);
     if (!v.y.empty()) {
       add_column(w, "y=", v.y[i]);
