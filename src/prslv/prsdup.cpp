@@ -27,16 +27,15 @@ uint64_t mix(uint64_t v) {  // the finalizer of MurmurHash3
 struct dup_table {
   mm_vector<uint64_t> key;
   mm_vector<int32_t> first;
-  uint64_t mask;
+  size_t mask = 15;
   dup_table(int32_t num, mm_place at) : key(at), first(at) {
-    mask = 15;
-    while (mask < 2 * uint64_t(num)) mask = 2 * mask + 1;
+    while (mask < 2 * size_t(num)) mask = 2 * mask + 1;
     key.resize(mask + 1);
     first.assign(mask + 1, -1);
   }
   // The place of the first vector with this key; it becomes k when there was none.
   int32_t& find(uint64_t value, int32_t k) {
-    uint64_t at = value & mask;
+    size_t at = size_t(value) & mask;
     while (first[at] >= 0 && key[at] != value) at = (at + 1) & mask;
     if (first[at] < 0) {
       key[at] = value;
