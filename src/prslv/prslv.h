@@ -40,7 +40,6 @@ struct prslv_info {
   int32_t numforcecol = 0, numslack = 0;
   int32_t numimplfree = 0, numdoubleton = 0, numelim = 0;  // a column and a row each
   int32_t numbound = 0, numside = 0, numimplequ = 0;       // bounds and sides changed
-  int32_t numsparsify = 0;                                 // entries cancelled
   bool lindepcomplete = true;        // the dependency check was not ended by its work limit
   double cputime = 0, realtime = 0;  // seconds; cputime is that of the whole process
   double elicputime = 0, lindepcputime = 0, domcputime = 0, dupcputime = 0;

@@ -326,11 +326,6 @@ void undo_forcecol(post_state& st, prslv_reader& in) {
   setcon(st, tight, key);
 }
 
-void undo_sparsify(post_state& st, prslv_reader& in) {
-  const int32_t i = in.nextint(), e = in.nextint();
-  st.y[e] += in.nextdbl() * st.y[i];
-}
-
 void undo(post_state& st, prslv_opcode code, prslv_reader& in) {
   switch (code) {
     case prslv_opcode::freerow:
@@ -353,8 +348,6 @@ void undo(post_state& st, prslv_opcode code, prslv_reader& in) {
       return undo_dupcol(st, in);
     case prslv_opcode::forcecol:
       return undo_forcecol(st, in);
-    case prslv_opcode::sparsify:
-      return undo_sparsify(st, in);
   }
 }
 

@@ -21,7 +21,6 @@ enum class prslv_opcode : uint8_t {
   duprow,     // [i k flags] [s]: row i = s times row k; flags: sides that k got from i
   dupcol,     // [j k] [s lj uj lk uk]: column j = s times column k, which stands for x_k + s x_j
   forcecol,   // [j dir num] [l u], then num times [i] [a L U] rest: j satisfied all its rows
-  sparsify,   // [i e] [s]: s times equality e was added to row i
 };
 
 // Flags of a record: which bound or side was replaced; the side at which a row was made an equation.

@@ -285,8 +285,7 @@ void addcounts(prslv_info& sum, const prslv_info& in) {
                      &prslv_info::numemptycol, &prslv_info::numfixed, &prslv_info::numdomcol,
                      &prslv_info::numdupcol, &prslv_info::numforcecol, &prslv_info::numslack,
                      &prslv_info::numimplfree, &prslv_info::numdoubleton, &prslv_info::numelim,
-                     &prslv_info::numbound, &prslv_info::numside, &prslv_info::numimplequ,
-                     &prslv_info::numsparsify}) {
+                     &prslv_info::numbound, &prslv_info::numside, &prslv_info::numimplequ}) {
     sum.*count += in.*count;
   }
 }
