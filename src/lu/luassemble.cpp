@@ -68,7 +68,7 @@ void fill_columns(lu_rec& f, const lu_columns& b, int32_t numsingle) {
 }
 
 void fill_rows(lu_rec& f) {
-  for (int64_t e = 0; e < f.count.nnzu; ++e) ++f.urowat[f.ucol.sub[e]].cap;
+  for (auto e = ptrdiff_t(f.count.nnzu) - 1; e >= 0; --e) ++f.urowat[f.ucol.sub[e]].cap;
   int64_t sum = 0;
   for (int32_t k = 0; k < f.m; ++k) {
     lu_slot& at = f.urowat[f.useq[k]];
