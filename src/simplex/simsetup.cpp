@@ -163,11 +163,11 @@ void sim_setup(sim_state& st, const lp_basis& basis) {
 }
 
 void sim_takebasis(sim_state& st, std::span<const int32_t> basic) {
-  for (int32_t p = 0; p < st.m; ++p) {
-    const int32_t k = st.basic[p];
-    if (k < 0) continue;
+  // By the positions, not by the old basis: a factorization may have changed that.
+  for (int32_t k = 0; k < st.nt; ++k) {
+    if (st.pos[k] < 0) continue;
     st.pos[k] = -1;
-    if (st.move[k] == 0) sim_side(st, k, std::abs(st.lo[k]) <= std::abs(st.up[k]));
+    sim_side(st, k, std::abs(st.lo[k]) <= std::abs(st.up[k]));
   }
   for (int32_t p = 0; p < st.m; ++p) {
     const int32_t k = basic[p];
