@@ -58,7 +58,8 @@ void sim_takerepair(sim_state& st) {
 rescode sim_setback(sim_state& st) {
   st.pivrel = std::min(st.pivrel * basis_pivstep, basis_maxpivrel);
   int32_t& num = st.info.running == sim_method::primal ? st.info.primsetback : st.info.dualsetback;
-  if (++num <= st.set.maxsetback) return rescode::ok;
+  ++num;
+  if (--st.setbackleft >= 0) return rescode::ok;
   st.code = rescode::trm_max_num_setbacks;
   return st.code;
 }

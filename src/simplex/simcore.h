@@ -94,6 +94,7 @@ struct sim_state {
   bool isfresh = false;  // factored since the last exchange
   double pivrel = 0.1;   // threshold of the factorization, raised at trouble
   sim_saved saved;
+  int32_t setbackleft = 0;  // of this attempt
   sim_random random;
   int64_t pollwork = 0;       // entries touched since the last poll, about
   rescode code;               // why the run is stopped

@@ -172,24 +172,30 @@ sim_measures sim_truemeasure(sim_state& st) {
   lp_point& out = *st.point;
   sim_measures s;
   mm_vector<exact_sum> act(mm_at(st.mman));
+  mm_vector<double> size(mm_at(st.mman));  // of the terms of each activity
   act.resize(st.m);
+  size.assign(st.m, 0.0);
+  const double rel = st.set.reltol;
   out.x.resize(st.n);
   out.y.resize(st.m);
   out.verdict = lp_verdict::none;
   for (int32_t j = 0; j < st.n; ++j) {
     const double xs = st.pos[j] >= 0 ? st.xb[st.pos[j]] : st.xval[j];
     const double x = out.x[j] = xs * st.scale.col[j];
-    add_violation(std::max(lp.blx[j] - x, x - lp.bux[j]), st.set.tolx, s.maxprim, s.sumprim,
-                  s.numprim);
+    add_violation(std::max(lp.blx[j] - x, x - lp.bux[j]), st.set.tolx + rel * std::abs(x),
+                  s.maxprim, s.sumprim, s.numprim);
     if (x == 0) continue;
-    for (ptrdiff_t k = lp.a.ptr[j]; k < lp.a.ptr[j + 1]; ++k) act[lp.a.sub[k]].add(lp.a.val[k] * x);
+    for (ptrdiff_t k = lp.a.ptr[j]; k < lp.a.ptr[j + 1]; ++k) {
+      act[lp.a.sub[k]].add(lp.a.val[k] * x);
+      size[lp.a.sub[k]] += std::abs(lp.a.val[k] * x);
+    }
   }
   for (int32_t i = 0; i < st.m; ++i) {
     const int32_t k = st.n + i;
     const double r = act[i].value();
     out.y[i] = st.pos[k] >= 0 ? 0 : st.d[k] * st.scale.row[i] / st.scale.cost;
-    add_violation(std::max(lp.blc[i] - r, r - lp.buc[i]), st.set.tolx, s.maxprim, s.sumprim,
-                  s.numprim);
+    add_violation(std::max(lp.blc[i] - r, r - lp.buc[i]), st.set.tolx + rel * size[i], s.maxprim,
+                  s.sumprim, s.numprim);
     if (st.pos[k] >= 0) continue;
     add_violation(dual_violation(out.y[i], st.xval[k], st.lo0[k], st.up0[k]), st.set.tols,
                   s.maxdual, s.sumdual, s.numdual);
@@ -198,7 +204,8 @@ sim_measures sim_truemeasure(sim_state& st) {
     const double z = lp.c[j] - column_dot(lp, j, out.y);
     const double v =
         st.pos[j] >= 0 ? std::abs(z) : dual_violation(z, st.xval[j], st.lo0[j], st.up0[j]);
-    add_violation(lp.blx[j] == lp.bux[j] ? 0 : v, st.set.tols, s.maxdual, s.sumdual, s.numdual);
+    const double tol = st.set.tols + rel * (std::abs(lp.c[j]) + dot_size(lp, j, out.y));
+    add_violation(lp.blx[j] == lp.bux[j] ? 0 : v, tol, s.maxdual, s.sumdual, s.numdual);
   }
   return s;
 }

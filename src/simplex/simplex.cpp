@@ -1,7 +1,6 @@
 #include "simplex/simplex.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "cpub/callback.h"
@@ -18,20 +17,22 @@ constexpr int32_t opt_maxturn = 12;
 // when it does not, they shrink by the step down to the least.
 constexpr double opt_tolshare = 0.1, opt_tolstep = 0.1, opt_leasttol = 1e-9;
 
-// What counts as rounding error, relative to 1 and the largest bound or cost.
-constexpr double opt_rounding = 1e-9;
+// Scaled violations up to this may be none in the caller's units.
+constexpr double opt_nearly = 1e-5;
+// Turns in a row without an iteration before an attempt is given up.
+constexpr int32_t opt_maxidle = 4;
+// Attempts after the first, setbacks of each but the last, and their threshold of factorizations.
+constexpr int32_t opt_maxagain = 2, opt_setbacks = 50;
+constexpr double opt_carefulpivrel = 0.5;
 
 // A crash basis may have this many times the infeasibility of the logical one.
 constexpr double opt_worsecrash = 1e10;
 
-struct opt_run {
-  sim_state& st;
-  bool mayperturb;
-  int32_t turn = 0;
-};
+sim_method other_method(sim_method method) {
+  return method == sim_method::primal ? sim_method::dual : sim_method::primal;
+}
 
-sim_end run_method(opt_run& run, sim_method method) {
-  sim_state& st = run.st;
+sim_end run_method(sim_state& st, sim_method method, bool mayperturb) {
   const bool isprimal = method == sim_method::primal;
   st.info.running = method;
   const double t0 = timer_cpu(st.mon.clock);
@@ -40,7 +41,7 @@ sim_end run_method(opt_run& run, sim_method method) {
                             : callback_code::begin_dual_simplex) == rescode::ok &&
       sim_poll(st, isprimal ? callback_code::primal_simplex : callback_code::dual_simplex) ==
           rescode::ok) {
-    end = isprimal ? sim_primal(st, run.mayperturb) : sim_dual(st, run.mayperturb);
+    end = isprimal ? sim_primal(st, mayperturb) : sim_dual(st, mayperturb);
   }
   (isprimal ? st.info.primtime : st.info.dualtime) += timer_cpu(st.mon.clock) - t0;
   const rescode r =
@@ -91,42 +92,81 @@ rescode take_crash(sim_state& st) {
   return r;
 }
 
-// Whether the present basis is optimal in the caller's units. When the tolerances of the iteration
-// cannot shrink any more, violations that are rounding errors beside the data are let pass.
+// Whether the present basis is optimal in the caller's units.
 bool is_optimal(sim_state& st) {
   sim_measures s = sim_truemeasure(st);
-  if (s.numprim == 0 && s.numdual == 0) return true;
-  sim_polish(st);
-  s = sim_truemeasure(st);
-  if (s.numprim == 0 && s.numdual == 0) return true;
-  if (st.tolx > opt_leasttol || st.tols > opt_leasttol) return false;
-  double rhs = 1, cost = 1;
-  for (const auto& v : {st.prob.blc, st.prob.buc, st.prob.blx, st.prob.bux}) {
-    for (const double b : v) rhs = std::isfinite(b) ? std::max(rhs, std::abs(b)) : rhs;
+  if (s.numprim > 0 || s.numdual > 0) {
+    sim_polish(st);
+    s = sim_truemeasure(st);
   }
-  for (const double c : st.prob.c) cost = std::max(cost, std::abs(c));
-  return s.maxprim <= opt_rounding * rhs && s.maxdual <= opt_rounding * cost;
+  if (s.numprim > 0 || s.numdual > 0) return false;
+  st.point->verdict = lp_verdict::optimal;
+  return true;
 }
 
-rescode run_turns(opt_run& run, sim_method method) {
-  sim_state& st = run.st;
-  for (; run.turn < opt_maxturn; ++run.turn) {
-    const sim_end end = run_method(run, method);
+rescode run_turns(sim_state& st, sim_method method) {
+  bool mayperturb = st.set.perturb;
+  int32_t numidle = 0;
+  for (int32_t turn = 0; turn < opt_maxturn && numidle < opt_maxidle; ++turn) {
+    const int32_t before = st.info.primiter + st.info.dualiter;
+    const sim_end end = run_method(st, method, mayperturb);
     if (end == sim_end::stopped) return st.code;
     if (end == sim_end::priminfeas || end == sim_end::dualinfeas) return rescode::ok;
+    const sim_measures s = sim_measure(st);
+    if (std::max(s.maxprim, s.maxdual) <= opt_nearly && is_optimal(st)) return rescode::ok;
     if (end == sim_end::optimal) {
-      if (is_optimal(st)) {
-        st.point->verdict = lp_verdict::optimal;
-        return rescode::ok;
-      }
       st.tolx = std::max(opt_leasttol, opt_tolstep * st.tolx);
       st.tols = std::max(opt_leasttol, opt_tolstep * st.tols);
     } else {
-      method = method == sim_method::primal ? sim_method::dual : sim_method::primal;
+      method = other_method(method);
     }
-    run.mayperturb = false;
+    mayperturb = false;
+    numidle = st.info.primiter + st.info.dualiter == before ? numidle + 1 : 0;
   }
   return rescode::trm_stall;
+}
+
+// One attempt from a start basis, or from none; its basis and point in last and found.
+rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
+  const sim_settings& set = st.set;
+  st.tolx = opt_tolshare * set.tolx;
+  st.tols = opt_tolshare * set.tols;
+  const bool ishot = set.hotstart && int32_t(start.con.size()) == st.prob.numcon &&
+                     int32_t(start.var.size()) == st.prob.numvar &&
+                     st.prob.numvar + st.prob.numcon > 0;
+  sim_setup(st, start);
+  rescode code = set.method == sim_method::primal && !ishot ? take_crash(st) : rescode::ok;
+  if (code == rescode::ok) code = sim_factorize(st);
+  if (code == rescode::ok) {
+    sim_primals(st);
+    sim_duals(st);
+    const sim_method method = first_method(st, ishot);
+    (method == sim_method::primal ? st.info.primhot : st.info.dualhot) = ishot;
+    code = run_turns(st, method);
+  }
+  st.info.running = sim_method::free;
+  if (st.point->verdict == lp_verdict::none) (void)sim_truemeasure(st);
+  sim_keys(st, last);
+  return code;
+}
+
+bool is_trouble(rescode code) {
+  return code == rescode::trm_stall || code == rescode::trm_max_num_setbacks ||
+         code == rescode::trm_numerical_problem;
+}
+
+// Settings of an attempt after the first one met trouble: from scratch, scaled another way, and begun
+// by the other method.
+sim_settings other_settings(const sim_settings& set, int32_t attempt) {
+  sim_settings other = set;
+  other.hotstart = false;
+  other.seed = set.seed + uint32_t(attempt);
+  const bool isodd = attempt % 2 != 0;
+  other.method = isodd ? other_method(set.method) : set.method;
+  other.scaling = !isodd                             ? sim_scaling::aggressive
+                  : set.scaling == sim_scaling::none ? sim_scaling::moderate
+                                                     : sim_scaling::none;
+  return other;
 }
 
 }  // namespace
@@ -137,26 +177,17 @@ rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor
   info = {};
   lp_point found(mm_at(mman));
   lp_basis last(mm_at(mman));
-  sim_state st(prob, set, mon, mman, info);
-  st.point = &found;
-  st.tolx = opt_tolshare * set.tolx;
-  st.tols = opt_tolshare * set.tols;
-  const bool ishot = set.hotstart && int32_t(basis.con.size()) == prob.numcon &&
-                     int32_t(basis.var.size()) == prob.numvar && prob.numvar + prob.numcon > 0;
-  sim_setup(st, basis);
-  rescode code = set.method == sim_method::primal && !ishot ? take_crash(st) : rescode::ok;
-  if (code == rescode::ok) code = sim_factorize(st);
-  if (code == rescode::ok) {
-    sim_primals(st);
-    sim_duals(st);
-    opt_run run{st, set.perturb};
-    const sim_method method = first_method(st, ishot);
-    (method == sim_method::primal ? info.primhot : info.dualhot) = ishot;
-    code = run_turns(run, method);
+  rescode code = rescode::ok;
+  for (int32_t attempt = 0; attempt <= opt_maxagain; ++attempt) {
+    const sim_settings now = attempt == 0 ? set : other_settings(set, attempt);
+    sim_state st(prob, now, mon, mman, info);
+    st.point = &found;
+    const int32_t left = set.maxsetback - info.primsetback - info.dualsetback;
+    st.setbackleft = attempt < opt_maxagain ? std::min(left, opt_setbacks) : left;
+    if (attempt > 0) st.pivrel = opt_carefulpivrel;
+    code = run_attempt(st, basis, last);
+    if (!is_trouble(code) || info.primsetback + info.dualsetback > set.maxsetback) break;
   }
-  info.running = sim_method::free;
-  if (found.verdict == lp_verdict::none) (void)sim_truemeasure(st);
-  sim_keys(st, last);
   info.cputime = timer_cpu(mon.clock) - t0;
   std::swap(basis.con, last.con);
   std::swap(basis.var, last.var);

@@ -32,8 +32,10 @@ struct sim_settings {
   sim_method method = sim_method::free;
   sim_selection primsel = sim_selection::free, dualsel = sim_selection::free;
   sim_scaling scaling = sim_scaling::free;
-  double tolx = 1e-6;    // largest violation of a bound or row of an optimal solution, absolute
-  double tols = 1e-6;    // largest wrong sign of a dual value of an optimal solution, absolute
+  double tolx = 1e-6;  // largest violation of a bound or row of an optimal solution, absolute
+  double tols = 1e-6;  // largest wrong sign of a dual value of an optimal solution, absolute
+  double reltol =
+      1e-12;             // what both may be larger by, relative to the terms of the sum in question
   double tolpiv = 1e-6;  // smallest pivot that is taken without hesitation, absolute, scaled
   // Objective values outside of these need not be looked for; infinite: no cut.
   double lowercut = -std::numeric_limits<double>::infinity();
@@ -79,6 +81,8 @@ struct sim_info {
 //          exactly numcon of it basic, nonsingular
 //   point  out: x and y of the basis with verdict optimal or none, or a certificate, checked on prob
 //          with sums free of rounding errors
+// Bounds must not cross. A run that meets numerical trouble is made again from scratch, scaled another
+// way.
 // Returns ok, trm_max_iterations, trm_objective_range, trm_max_num_setbacks, trm_numerical_problem,
 // trm_stall or what ended the monitor's poll. basis and point are filled in each of these cases.
 rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor& mon, memman& mman,
