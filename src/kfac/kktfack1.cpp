@@ -11,7 +11,6 @@
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
 #include "kfac/kopenmp.h"
-#include "kfac/pchsolve.h"
 #include "kfac/psymface.h"
 #include "kfac/sorder1.h"
 
@@ -49,7 +48,7 @@ void reserve_scratch(kktfac& fac) {
   const auto m = size_t(fac.numrow);
   if (fac.form.mapptr.empty()) fac.place.resize(m * size_t(fac.sched.numthreads));
   fac.diag.resize(m);
-  fac.front.resize(size_t(fac.sym.maxrow) * parblas_maxrhs);
+  pchsolve_make(fac.sym, fac.sched.numthreads, fac.solve);
   fac.rhs.resize(m * parblas_maxrhs);
   if (fac.schur.cols.empty()) return;
   fac.d.resize(size_t(fac.numcol));
@@ -166,7 +165,7 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   if (!fac.schur.cols.empty()) {
     const timer denseclock = timer_start();
     std::ranges::copy(d, fac.d.begin());
-    numrefused = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.schur, fac.front);
+    numrefused = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.solve, fac.schur);
     fac.stats.denseflops = fac.schur.flops;
     fac.stats.tdense += timer_wall(denseclock);
   }
@@ -188,14 +187,17 @@ void solve_once(kktfac& fac, double* x, int32_t nrhs) {
       y[k + ptrdiff_t(r) * m] = x[fac.sym.perm[k] + ptrdiff_t(r) * m];
     }
   }
-  pchsolve_lower(fac.sym, fac.chol, y, m, nrhs, fac.front);
-  if (!fac.schur.cols.empty()) {
-    for (int32_t r = 0; r < nrhs; ++r) {
-      psschur_correct(fac.chol, fac.schur, std::span(y + ptrdiff_t(r) * m, size_t(m)));
+  kteam_run(fac.solve.numthreads, [&](kteam& team) {
+    const pchsolve_vectors v{y, m, nrhs};
+    pchsolve_lower(fac.sym, fac.chol, fac.solve, team, v);
+    if (!fac.schur.cols.empty()) {
+      for (int32_t r = 0; r < nrhs; ++r) {
+        psschur_correct(fac.chol, fac.schur, std::span(y + ptrdiff_t(r) * m, size_t(m)));
+      }
     }
-  }
-  pchsolve_diag(fac.chol, y, m, nrhs);
-  pchsolve_upper(fac.sym, fac.chol, y, m, nrhs, fac.front);
+    pchsolve_diag(fac.chol, v);
+    pchsolve_upper(fac.sym, fac.chol, fac.solve, team, v);
+  });
   for (int32_t r = 0; r < nrhs; ++r) {
     for (int32_t k = 0; k < m; ++k) {
       x[fac.sym.perm[k] + ptrdiff_t(r) * m] = y[k + ptrdiff_t(r) * m];

@@ -7,7 +7,6 @@
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
 #include "kfac/kopenmp.h"
-#include "kfac/pchsolve.h"
 #include "kfac/sqdplan.h"
 
 namespace {
@@ -76,7 +75,7 @@ void finish_setup(kktfac& fac, const kktfac_settings& set, const sqdplan& plan) 
   for (size_t k = 0; k < dim; ++k) fac.chol.sign[k] = fac.big.index[k] < fac.numcol ? -1 : 1;
   if (fac.big.elim.mapptr.empty()) fac.place.resize(dim * size_t(fac.sched.numthreads));
   fac.diag.resize(dim);
-  fac.front.resize(size_t(fac.sym.maxrow) * parblas_maxrhs);
+  pchsolve_make(fac.sym, fac.sched.numthreads, fac.solve);
   fac.rhs.resize(dim * parblas_maxrhs);
   fac.refine.resize((size_t(fac.numcol) + size_t(fac.numrow)) * 2);
   fill_stats(fac, plan);
@@ -196,9 +195,12 @@ void solve_group(kktfac& fac, double* x, int32_t nrhs) {
   const ptrdiff_t dim = fac.sym.n, ldx = ptrdiff_t(fac.numcol) + fac.numrow;
   double* y = fac.rhs.data();
   for (int32_t r = 0; r < nrhs; ++r) sqdform_fold(fac.a, fac.big, x + r * ldx, y + r * dim);
-  pchsolve_lower(fac.sym, fac.chol, y, dim, nrhs, fac.front);
-  pchsolve_diag(fac.chol, y, dim, nrhs);
-  pchsolve_upper(fac.sym, fac.chol, y, dim, nrhs, fac.front);
+  kteam_run(fac.solve.numthreads, [&](kteam& team) {
+    const pchsolve_vectors v{y, dim, nrhs};
+    pchsolve_lower(fac.sym, fac.chol, fac.solve, team, v);
+    pchsolve_diag(fac.chol, v);
+    pchsolve_upper(fac.sym, fac.chol, fac.solve, team, v);
+  });
   for (int32_t r = 0; r < nrhs; ++r) sqdform_unfold(fac.a, fac.big, y + r * dim, x + r * ldx);
 }
 

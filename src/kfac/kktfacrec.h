@@ -3,6 +3,7 @@
 
 #include "kfac/kktfac.h"
 #include "kfac/pcholfac.h"
+#include "kfac/pchsolve.h"
 #include "kfac/pkktfac1.h"
 #include "kfac/psched.h"
 #include "kfac/psschur.h"
@@ -24,10 +25,10 @@ struct kktfac {
   adaform form;
   sqdform big;
   pcholfac chol;
+  pchsolve solve;
   psschur schur;
   mm_vector<int32_t> place;  // numrow per thread without a map, scratch of the forming
   mm_vector<double> diag;    // of the matrix that is factorized (no dense columns), permuted
-  mm_vector<double> front;   // maxrow x 4, scratch of the solves
   mm_vector<double> rhs;     // dimension x 4
   mm_vector<double> refine;  // (numcol + numrow) x 2 of the quasi-definite kind
   mm_vector<double> d;       // numcol when there are dense columns: D of the last factorization
@@ -44,10 +45,10 @@ struct kktfac {
         form(mm_at(mm)),
         big(mm_at(mm)),
         chol(mm_at(mm)),
+        solve(mm_at(mm)),
         schur(mm_at(mm)),
         place(mm_at(mm)),
         diag(mm_at(mm)),
-        front(mm_at(mm)),
         rhs(mm_at(mm)),
         refine(mm_at(mm)),
         d(mm_at(mm)),

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kfac/pchsolve.h"
-
 void psschur_make(const symface& sym, psschur& sc) {
   const auto n = size_t(sym.n);
   // Room to solve for the columns in full groups.
@@ -62,7 +60,7 @@ void absorb(const double* w, double* beta, std::span<double> e) {
 }  // namespace
 
 int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const symface& sym,
-                       const pcholfac& fac, psschur& sc, std::span<double> front) {
+                       const pcholfac& fac, pchsolve& solve, psschur& sc) {
   const int32_t n = sym.n, num = int32_t(sc.cols.size());
   std::ranges::fill(sc.w, 0.0);
   for (int32_t k = 0; k < num; ++k) {
@@ -73,9 +71,11 @@ int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const sym
       w[sym.iperm[a.sub[p]]] = a.val[p] * root;
     }
   }
-  for (int32_t k = 0; k < num; k += parblas_maxrhs) {
-    pchsolve_lower(sym, fac, sc.w.data() + ptrdiff_t(k) * n, n, parblas_maxrhs, front);
-  }
+  kteam_run(solve.numthreads, [&](kteam& team) {
+    for (int32_t k = 0; k < num; k += parblas_maxrhs) {
+      pchsolve_lower(sym, fac, solve, team, {sc.w.data() + ptrdiff_t(k) * n, n, parblas_maxrhs});
+    }
+  });
   std::ranges::copy(fac.d, sc.e.begin());
   for (int32_t k = 0; k < num; ++k) {
     const double* w = sc.w.data() + ptrdiff_t(k) * n;

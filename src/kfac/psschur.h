@@ -14,6 +14,7 @@
 #include "cpub/memman.h"
 #include "cpub/spmat.h"
 #include "kfac/pcholfac.h"
+#include "kfac/pchsolve.h"
 #include "kfac/symface.h"
 
 struct psschur {
@@ -27,10 +28,9 @@ struct psschur {
 // psschur_make: space; cols has been filled.
 void psschur_make(const symface& sym, psschur& sc);
 // psschur_factor: after pcholfac_numeric, in which refused pivots were replaced by small ones.
-//   d      weights of all columns of A
-//   front  scratch, maxrow * parblas_maxrhs
+//   d  weights of all columns of A
 // Returns the number of rows that neither the rest nor a dense column holds; they are skipped.
 int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const symface& sym,
-                       const pcholfac& fac, psschur& sc, std::span<double> front);
+                       const pcholfac& fac, pchsolve& solve, psschur& sc);
 // psschur_correct: x = L^-1 r in; out D times what the upper solve expects, in place of x.
 void psschur_correct(const pcholfac& fac, const psschur& sc, std::span<double> x);

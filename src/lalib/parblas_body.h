@@ -423,8 +423,8 @@ void parblas_axpy(int32_t nrow, const double* l, ptrdiff_t ld, const double* v1,
 
 // v1 -= L2' v2 for NB columns.
 template <class F, int NB, int R>
-void parblas_dots(int32_t nrow, const double* l, ptrdiff_t ld, double* v1, const double* v,
-                  ptrdiff_t ldv) noexcept {
+void parblas_dots(int32_t nrow, const double* l, ptrdiff_t ld, double* v1, ptrdiff_t ldv1,
+                  const double* v, ptrdiff_t ldv) noexcept {
   using vec = typename F::vec;
   constexpr int w = F::width;
   vec acc[R][NB];
@@ -450,7 +450,7 @@ void parblas_dots(int32_t nrow, const double* l, ptrdiff_t ld, double* v1, const
 #pragma GCC unroll 4
   for (int r = 0; r < R; ++r) {
 #pragma GCC unroll 8
-    for (int p = 0; p < NB; ++p) v1[p + r * ldv] += F::sum(acc[r][p]);
+    for (int p = 0; p < NB; ++p) v1[p + r * ldv1] += F::sum(acc[r][p]);
   }
 }
 
@@ -458,7 +458,7 @@ void parblas_dots(int32_t nrow, const double* l, ptrdiff_t ld, double* v1, const
 template <class F, int NB, int R, bool FORWARD>
 void parblas_solveblock(int32_t nrow, const double* l, ptrdiff_t ld, double* v,
                         ptrdiff_t ldv) noexcept {
-  if constexpr (!FORWARD) parblas_dots<F, NB, R>(nrow - NB, l + NB, ld, v, v + NB, ldv);
+  if constexpr (!FORWARD) parblas_dots<F, NB, R>(nrow - NB, l + NB, ld, v, ldv, v + NB, ldv);
 #pragma GCC unroll 4
   for (int r = 0; r < R; ++r) {
     double* x = v + r * ldv;
@@ -537,6 +537,49 @@ void parblas_solvefn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, 
   }
 }
 
+// The products alone, eight columns at a time and then the rest one by one.
+template <class F, int R>
+void parblas_timescols(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, const double* v1,
+                       double* v2, ptrdiff_t ldv) noexcept {
+  int32_t j = 0;
+  for (; j + parblas_leaf <= ncol; j += parblas_leaf) {
+    parblas_axpy<F, parblas_leaf, R>(nrow, l + j * ld, ld, v1 + j, v2, ldv);
+  }
+  for (; j < ncol; ++j) parblas_axpy<F, 1, R>(nrow, l + j * ld, ld, v1 + j, v2, ldv);
+}
+template <class F, int R>
+void parblas_timestcols(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v1,
+                        ptrdiff_t ldv1, const double* v2, ptrdiff_t ldv2) noexcept {
+  int32_t j = 0;
+  for (; j + parblas_leaf <= ncol; j += parblas_leaf) {
+    parblas_dots<F, parblas_leaf, R>(nrow, l + j * ld, ld, v1 + j, ldv1, v2, ldv2);
+  }
+  for (; j < ncol; ++j) parblas_dots<F, 1, R>(nrow, l + j * ld, ld, v1 + j, ldv1, v2, ldv2);
+}
+
+template <class F>
+void parblas_timesfn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, const double* v1,
+                     double* v2, ptrdiff_t ldv, int32_t nrhs) noexcept {
+  if (nrhs == 1) {
+    parblas_timescols<F, 1>(ncol, nrow, l, ld, v1, v2, ldv);
+  } else if (nrhs == 2) {
+    parblas_timescols<F, 2>(ncol, nrow, l, ld, v1, v2, ldv);
+  } else {
+    parblas_timescols<F, 4>(ncol, nrow, l, ld, v1, v2, ldv);
+  }
+}
+template <class F>
+void parblas_timestfn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v1,
+                      ptrdiff_t ldv1, const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept {
+  if (nrhs == 1) {
+    parblas_timestcols<F, 1>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+  } else if (nrhs == 2) {
+    parblas_timestcols<F, 2>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+  } else {
+    parblas_timestcols<F, 4>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+  }
+}
+
 template <class F>
 constexpr parblas_family parblas_table(const char* name) noexcept {
   return {name,
@@ -547,5 +590,7 @@ constexpr parblas_family parblas_table(const char* name) noexcept {
           &parblas_rowsfn<F>,
           &parblas_assemblefn<F>,
           &parblas_solvefn<F, true>,
-          &parblas_solvefn<F, false>};
+          &parblas_solvefn<F, false>,
+          &parblas_timesfn<F>,
+          &parblas_timestfn<F>};
 }

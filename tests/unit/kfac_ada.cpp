@@ -268,7 +268,7 @@ TEST(KktfacSingular, RowsLeaveAndTheRestIsSolved) {
 
 TEST(KktfacTeam, SameBitsForEverySizeOfTheTeam) {
   std::vector<std::pair<int32_t, int32_t>> edges;
-  constexpr int32_t k = 14;  // a cube, so that the top fronts are wide
+  constexpr int32_t k = 18;  // a cube, so that the top fronts are wide and solves are shared
   for (int32_t i = 0; i < k * k * k; ++i) {
     if (i % k + 1 < k) edges.emplace_back(i, i + 1);
     if (i / k % k + 1 < k) edges.emplace_back(i, i + k);
@@ -276,7 +276,7 @@ TEST(KktfacTeam, SameBitsForEverySizeOfTheTeam) {
   }
   for (const bool isfull : {false, true}) {
     const kfac_matrix a =
-        isfull ? with_dense(kfac_edges(700, {}), 2, 0, 1) : kfac_edges(k * k * k, edges);
+        isfull ? with_dense(kfac_edges(1100, {}), 2, 0, 1) : kfac_edges(k * k * k, edges);
     const std::vector<double> d = weights(a.n, 2, 9), b = rhs(a.m, 2);
     std::vector<double> one;
     for (const int32_t numthreads : {1, 2, 3, 4}) {

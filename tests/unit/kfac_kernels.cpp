@@ -197,6 +197,31 @@ TEST_P(ParblasFamily, SolvesEqualPlainLoops) {
   }
 }
 
+TEST_P(ParblasFamily, ProductsEqualPlainLoops) {
+  for (int32_t ncol = 1; ncol <= 20; ++ncol) {
+    for (const int32_t nrow : {1, 2, 3, 7, 8, 9, 17, 40}) {
+      const block l(nrow, ncol, 1, 5);
+      for (const int32_t nrhs : {1, 2, 4}) {
+        const block v1(ncol, nrhs, nrow - ncol > 0 ? nrow - ncol : 0, 6), v2(nrow, nrhs, 3, 7);
+        block got1 = v1, got2(nrow, nrhs, v1.ld - nrow, 8), want1 = v1, want2 = got2;
+        family->times(ncol, nrow, l.val.data(), l.ld, v1.val.data(), got2.val.data(), v1.ld, nrhs);
+        family->timest(ncol, nrow, l.val.data(), l.ld, got1.val.data(), got1.ld, v2.val.data(),
+                       v2.ld, nrhs);
+        for (int32_t r = 0; r < nrhs; ++r) {
+          for (int32_t j = 0; j < ncol; ++j) {
+            for (int32_t i = 0; i < nrow; ++i) {
+              want2.at(i, r) -= l.at(i, j) * v1.at(j, r);
+              want1.at(j, r) -= l.at(i, j) * v2.at(i, r);
+            }
+          }
+        }
+        for (size_t i = 0; i < want1.val.size(); ++i) ASSERT_NEAR(got1.val[i], want1.val[i], close);
+        for (size_t i = 0; i < want2.val.size(); ++i) ASSERT_NEAR(got2.val[i], want2.val[i], close);
+      }
+    }
+  }
+}
+
 TEST_P(ParblasFamily, AssemblePutsEachEntryInItsPlace) {
   for (int32_t n = 1; n <= 24; ++n) {
     for (int32_t contfrom = 0; contfrom < n; contfrom += 3) {
