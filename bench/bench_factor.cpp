@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "kfac/kktfac.h"
@@ -30,11 +31,12 @@ void BM_parblas_update(benchmark::State& state) {
   u.lower = u.fresh = true;
   u.work = work.data();
   for (auto _ : state) family->update(u);
-  state.SetLabel(family->name);
+  state.SetLabel(std::string(parblas_name(family->kind)) + ' ' + family->instructions);
   state.counters["flops"] =
       benchmark::Counter(double(n) * (n + 1) * k, benchmark::Counter::kIsIterationInvariantRate);
 }
-BENCHMARK(BM_parblas_update)->ArgsProduct({{0, 1, 2}, {24, 120, 480, 1496}, {4, 16, 64, 256}});
+BENCHMARK(BM_parblas_update)
+    ->ArgsProduct({{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {24, 120, 480, 1496}, {4, 16, 64, 256}});
 
 // An interior-point system: slacks and one column for each edge of a grid of three dimensions.
 struct grid_problem {

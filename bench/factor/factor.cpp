@@ -266,8 +266,8 @@ int main(int argc, char** argv) {
   std::ranges::sort(problems, [](const problem& x, const problem& y) { return x.flops > y.flops; });
   if (names.empty() && problems.size() > count) problems.resize(count);
   const double gemm[2] = {peer_gemm(1200, 1), peer_gemm(1200, 2)};
-  std::printf("dgemm: %.1f GFLOP/s at 1 thread, %.1f at 2; kernels: %s\n", gemm[0] * 1e-9,
-              gemm[1] * 1e-9, parblas_choose(0).name);
+  std::printf("dgemm: %.1f GFLOP/s at 1 thread, %.1f at 2; kernels: %s %s\n", gemm[0] * 1e-9,
+              gemm[1] * 1e-9, parblas_name(parblas_choose(0).kind), parblas_choose(0).instructions);
   summary sum;
   for (const problem& p : problems) run(p, seconds, gemm, sum);
   print_summary(sum);

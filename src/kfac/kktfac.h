@@ -38,6 +38,7 @@ struct kktfac_settings {
   int32_t cachel1 = 32;     // kilobytes
   int32_t cachel2 = 1024;   // kilobytes
   int32_t form = 0;         // of the big system: 1 columns first, 2 any order, 0 open
+  bool check = false;       // each solve logs the residual of its first right-hand side
 };
 
 struct kktfac_regul {
@@ -64,7 +65,9 @@ struct kktfac_stats {
   int32_t num = 0, numsolve = 0;  // factorizations and right-hand sides so far
   int32_t numskipped = 0;         // pivots skipped or replaced by the last factorization
   int32_t form = 0;               // of the big system: 1 or 2
-  bool gpused = false;            // graph-partitioning order taken
+  double chkfactor = -1;  // residual of the last solve that was checked, relative to its right-hand
+                          // side, of the matrix with its regularization; negative: none was
+  bool gpused = false;    // graph-partitioning order taken
   int64_t gpsavednz = 0;
   double gpsavedflops = 0;
   double flops = 0, adaflops = 0, denseflops = 0;  // of one factorization, by stage

@@ -11,6 +11,7 @@
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
 #include "kfac/kopenmp.h"
+#include "kfac/pchfront.h"
 #include "kfac/psymface.h"
 #include "kfac/sorder1.h"
 
@@ -44,13 +45,14 @@ constexpr int32_t cgmaxiter = 15;  // of the refinement with dense columns
 constexpr double cgstop = 1e-14;   // residual, relative to the right-hand side
 constexpr int32_t cgvectors = 5;
 
-void reserve_scratch(kktfac& fac) {
+void reserve_scratch(kktfac& fac, bool check) {
   const auto m = size_t(fac.numrow);
   if (fac.form.mapptr.empty()) fac.place.resize(m * size_t(fac.sched.numthreads));
   fac.diag.resize(m);
   pchsolve_make(fac.sym, fac.sched.numthreads, fac.solve);
   fac.rhs.resize(m * parblas_maxrhs);
-  if (fac.schur.cols.empty()) return;
+  fac.chk.resize(check ? 2 * m : 0);
+  if (fac.schur.cols.empty() && !check) return;
   fac.d.resize(size_t(fac.numcol));
   fac.cgcol.resize(size_t(fac.numcol));
   fac.cg.resize(m * cgvectors);
@@ -99,6 +101,7 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   psymface_offcol(fac.a, set.offcoltrh, fac.schur.cols);
   for (const int32_t j : fac.schur.cols) isoff[j] = 1;
   psymface_aat(fac.a, spmat_look(at), isoff, graph);
+  if (const rescode r = mon.poll(); r != rescode::ok) return r;
   mm_vector<int32_t> order(m, 0, mm_at(mman));
   const timer orderclock = timer_start();
   sorder1_result part;
@@ -110,12 +113,14 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   fac.stats.gpsavedflops = part.gpsavedflops;
   if (r != rescode::ok) return r;
   analyse(fac, isoff, graph, order);
+  if (const rescode stop = mon.poll(); stop != rescode::ok) return stop;
   adaform_make(fac.a, isoff, fac.sym, 0, false, fac.form);
   const bool replaces = !fac.schur.cols.empty();
   psched_make(fac.sym, set.numthreads, fac.sched);
-  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), replaces, fac.chol);
+  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), set.cachel2, replaces, fac.chol);
   if (replaces) psschur_make(fac.sym, fac.schur);
-  reserve_scratch(fac);
+  fac.chklog = mon;
+  reserve_scratch(fac, set.check);
   fill_stats(fac, int64_t(graph.sub.size()) / 2 + fac.numrow);
   fac.stats.tsetup += timer_wall(clock);
   fac.isset = true;
@@ -124,12 +129,14 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
 
 namespace {
 
-void form_panels(kktfac& fac, kteam& team) {
+void form_panels(kktfac& fac, kteam& team, pchpoll& poll) {
   const mm_vector<int32_t>& cut = fac.form.cut;
   const size_t size = fac.form.mapptr.empty() ? size_t(fac.numrow) : 0;
   kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
+    if (poll.stop.load(std::memory_order_relaxed) != 0) return;
     adaform_cols(fac.form, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
                  std::span(fac.place).subspan(size_t(member) * size, size));
+    if (member == 0) poll.add(pchpoll_formed);
   });
 }
 
@@ -152,20 +159,23 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   const timer clock = timer_start();
   int32_t numrefused = 0;
   rescode r = rescode::ok;
+  std::atomic<int32_t> stop{0};
+  pchpoll poll{mon, stop};
   kteam_run(fac.sched.numthreads, [&](kteam& team) {
     std::ranges::fill(fac.diag, regul.shift);
     adaform_scale(fac.form, d, fac.diag);
-    form_panels(fac, team);
+    form_panels(fac, team, poll);
     set_pivots(fac, regul);
     fac.stats.tada += timer_wall(clock);
-    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, team, numrefused);
+    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, poll, team, numrefused);
   });
   fac.shift = regul.shift;
   if (r != rescode::ok) return r;
+  if (!fac.d.empty()) std::ranges::copy(d, fac.d.begin());
   if (!fac.schur.cols.empty()) {
     const timer denseclock = timer_start();
-    std::ranges::copy(d, fac.d.begin());
-    numrefused = psschur_factor(fac.a, d, fac.sym, fac.chol, fac.solve, fac.schur);
+    r = psschur_factor({fac.a, d, fac.sym, fac.chol}, mon, fac.solve, fac.schur, numrefused);
+    if (r != rescode::ok) return r;
     fac.stats.denseflops = fac.schur.flops;
     fac.stats.tdense += timer_wall(denseclock);
   }
@@ -254,11 +264,27 @@ void solve_refined(kktfac& fac, std::span<double> x) {
 
 }  // namespace
 
+namespace {
+
+// Of one solve; b stands in the first half of chk.
+void check_solve(kktfac& fac, std::span<const double> x) {
+  const size_t m = x.size();
+  const std::span<double> b = std::span(fac.chk).first(m), r = std::span(fac.chk).subspan(m, m);
+  multiply(fac, x, r);
+  for (size_t i = 0; i < m; ++i) r[i] -= b[i];
+  const double size = std::sqrt(dot(b, b));
+  fac.stats.chkfactor = size > 0 ? std::sqrt(dot(r, r)) / size : 0;
+  fac.chklog.log(0, "\nchk factor=%e", fac.stats.chkfactor);
+}
+
+}  // namespace
+
 void kktfac_adasolve(kktfac& fac, std::span<double> x, int32_t nrhs) {
   if (fac.kind != kktfac_kind::ada) fault_raise(fault_here(), "Wrong factor type");
   if (!fac.isfactored) return;
   const timer clock = timer_start();
   const auto m = size_t(fac.numrow);
+  if (!fac.chk.empty()) std::ranges::copy(x.first(m), fac.chk.begin());
   if (!fac.schur.cols.empty()) {
     for (int32_t r = 0; r < nrhs; ++r) solve_refined(fac, x.subspan(size_t(r) * m, m));
   } else {
@@ -269,6 +295,7 @@ void kktfac_adasolve(kktfac& fac, std::span<double> x, int32_t nrhs) {
       r += now;
     }
   }
+  if (!fac.chk.empty()) check_solve(fac, x.first(m));
   fac.stats.numsolve += nrhs;
   fac.stats.tsolve += timer_wall(clock);
 }

@@ -7,6 +7,7 @@
 #include "kfac/kktfac.h"
 #include "kfac/kktfacrec.h"
 #include "kfac/kopenmp.h"
+#include "kfac/pchfront.h"
 #include "kfac/sqdplan.h"
 
 namespace {
@@ -69,7 +70,7 @@ void finish_setup(kktfac& fac, const kktfac_settings& set, const sqdplan& plan) 
   symface_make(spmat_look(plan.graph), plan.order, fac.sym);
   sqdform_make(fac.a, fac.h, plan, fac.sym, fac.big);
   psched_make(fac.sym, set.numthreads, fac.sched);
-  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), true, fac.chol);
+  pcholfac_make(fac.sym, fac.sched, parblas_choose(set.cputype), set.cachel2, true, fac.chol);
   const auto dim = size_t(fac.sym.n);
   fac.chol.sign.resize(dim);
   for (size_t k = 0; k < dim; ++k) fac.chol.sign[k] = fac.big.index[k] < fac.numcol ? -1 : 1;
@@ -78,6 +79,7 @@ void finish_setup(kktfac& fac, const kktfac_settings& set, const sqdplan& plan) 
   pchsolve_make(fac.sym, fac.sched.numthreads, fac.solve);
   fac.rhs.resize(dim * parblas_maxrhs);
   fac.refine.resize((size_t(fac.numcol) + size_t(fac.numrow)) * 2);
+  fac.chk.resize(set.check ? (size_t(fac.numcol) + size_t(fac.numrow)) * 3 : 0);
   fill_stats(fac, plan);
 }
 
@@ -90,7 +92,9 @@ rescode setup(kktfac& fac, const kktfac_settings& set, bool open, const monitor&
   const rescode r =
       open ? choose_plan(fac, set, orderlog, plan) : make_plan(fac, set, form, orderlog, plan);
   if (r != rescode::ok) return r;
+  if (const rescode stop = mon.poll(); stop != rescode::ok) return stop;
   finish_setup(fac, set, plan);
+  fac.chklog = mon;
   fac.bigform = plan.form;
   fac.stats.tsetup += timer_wall(clock);
   fac.isset = true;
@@ -144,12 +148,14 @@ rescode kktfac_autosetup(kktfac& fac, const kktfac_settings& set, const monitor&
 
 namespace {
 
-void form_panels(kktfac& fac, const sqdmatrix& k, kteam& team) {
+void form_panels(kktfac& fac, const sqdmatrix& k, kteam& team, pchpoll& poll) {
   const mm_vector<int32_t>& cut = fac.big.elim.cut;
   const size_t size = fac.big.elim.mapptr.empty() ? size_t(fac.sym.n) : 0;
   kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
+    if (poll.stop.load(std::memory_order_relaxed) != 0) return;
     sqdform_cols(k, fac.big, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
                  std::span(fac.place).subspan(size_t(member) * size, size));
+    if (member == 0) poll.add(pchpoll_formed);
   });
 }
 
@@ -174,14 +180,22 @@ rescode kktfac_numfacsqd(kktfac& fac, std::span<const double> d, std::span<const
   const timer clock = timer_start();
   const sqdmatrix k{fac.a, fac.h, d, e, regul.regcol, regul.regrow};
   rescode r = rescode::ok;
+  std::atomic<int32_t> stop{0};
+  pchpoll poll{mon, stop};
   kteam_run(fac.sched.numthreads, [&](kteam& team) {
     sqdform_begin(k, fac.big, fac.diag);
-    form_panels(fac, k, team);
+    form_panels(fac, k, team, poll);
     set_pivots(fac, regul);
     fac.stats.tada += timer_wall(clock);
-    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, mon, team, fac.stats.numskipped);
+    r = pcholfac_numeric(fac.sym, fac.sched, fac.chol, poll, team, fac.stats.numskipped);
   });
   if (r != rescode::ok) return r;
+  if (!fac.chk.empty()) {
+    std::ranges::copy(d, fac.chk.begin());
+    std::ranges::copy(e, fac.chk.begin() + fac.numcol);
+    fac.regcol = regul.regcol;
+    fac.regrow = regul.regrow;
+  }
   ++fac.stats.num;
   fac.stats.tfactor += timer_wall(clock);
   fac.isfactored = true;
@@ -212,6 +226,18 @@ double largest(std::span<const double> x) {
   return most;
 }
 
+// Of one solve of the matrix with its regularization; b stands in the middle third of chk.
+void check_solve(kktfac& fac, std::span<const double> x) {
+  const auto n = size_t(fac.numcol), m = size_t(fac.numrow), dim = n + m;
+  const auto part = [&](size_t k, size_t size) { return std::span(fac.chk).subspan(k, size); };
+  const std::span<double> b = part(dim, dim), r = part(2 * dim, dim);
+  sqdform_residual({fac.a, fac.h, part(0, n), part(n, m)}, x, b, r);
+  for (size_t i = 0; i < dim; ++i) r[i] += (i < n ? fac.regcol : -fac.regrow) * x[i];
+  const double size = largest(b);
+  fac.stats.chkfactor = size > 0 ? largest(r) / size : 0;
+  fac.chklog.log(0, "\nchk factor=%e", fac.stats.chkfactor);
+}
+
 }  // namespace
 
 void kktfac_solve(kktfac& fac, std::span<double> x, int32_t nrhs) {
@@ -219,12 +245,14 @@ void kktfac_solve(kktfac& fac, std::span<double> x, int32_t nrhs) {
   if (!fac.isfactored) return;
   const timer clock = timer_start();
   const size_t ldx = size_t(fac.numcol) + size_t(fac.numrow);
+  if (!fac.chk.empty()) std::ranges::copy(x.first(ldx), fac.chk.begin() + ptrdiff_t(ldx));
   for (int32_t r = 0; r < nrhs;) {
     const int32_t left = nrhs - r;
     const int32_t now = left >= parblas_maxrhs ? parblas_maxrhs : left >= 2 ? 2 : 1;
     solve_group(fac, x.data() + size_t(r) * ldx, now);
     r += now;
   }
+  if (!fac.chk.empty()) check_solve(fac, x.first(ldx));
   fac.stats.numsolve += nrhs;
   fac.stats.tsolve += timer_wall(clock);
 }

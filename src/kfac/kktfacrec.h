@@ -35,6 +35,9 @@ struct kktfac {
   mm_vector<double> cg;      // numrow x 6 when there are dense columns
   mm_vector<double> cgcol;   // numcol then
   double shift = 0;
+  monitor chklog;         // sink of the checks of solves
+  mm_vector<double> chk;  // D and E of the last factorization when solves are checked, and scratch
+  double regcol = 0, regrow = 0;
   kktfac(kktfac_kind k, int32_t m, int32_t n, memman& mm)
       : kind(k),
         numrow(m),
@@ -53,5 +56,6 @@ struct kktfac {
         refine(mm_at(mm)),
         d(mm_at(mm)),
         cg(mm_at(mm)),
-        cgcol(mm_at(mm)) {}
+        cgcol(mm_at(mm)),
+        chk(mm_at(mm)) {}
 };

@@ -80,6 +80,7 @@ void make_update(const symface& sym, const pcholfac& fac, const front& f, int32_
   u.c = f.up + j0 + j0 * f.ldup;
   u.ldc = f.ldup;
   u.lower = u.fresh = true;
+  u.blockm = fac.blockm;
   u.work = work;
   fac.family->update(u);
   assemble_children(sym, fac, f, f.ncol + j0, f.ncol + j1);
@@ -143,8 +144,8 @@ panelblock look_block(const front& f, int32_t j) {
 
 // Subtracts what block b gives to rows row .. row+m-1 and columns col .. col+n-1, counted from behind
 // its diagonal block.
-void update_panel(const parblas_family& family, const panelblock& b, int32_t row, int32_t m,
-                  int32_t col, int32_t n, double* work) {
+void update_panel(const pcholfac& fac, const panelblock& b, int32_t row, int32_t m, int32_t col,
+                  int32_t n, double* work) {
   if (m <= 0 || n <= 0) return;
   parblas_update u;
   u.m = m;
@@ -156,8 +157,9 @@ void update_panel(const parblas_family& family, const panelblock& b, int32_t row
   u.scale = b.piv.d;
   u.c = b.l + b.ncol + row + (b.ncol + col) * b.ld;
   u.lower = row == col;
+  u.blockm = fac.blockm;
   u.work = work;
-  family.update(u);
+  fac.family->update(u);
 }
 
 // The panel by blocks of columns: the rows below a block, then the columns behind it, of which the
@@ -190,19 +192,19 @@ int32_t share_panel(pcholfac& fac, const front& f, pchcrew& crew) {
     share(crew, 1 + numside + numtail, sideflops + tailflops, [&](int32_t task, int32_t member) {
       double* work = work_of(fac, member);
       if (task == 0) {
-        update_panel(family, b, 0, next.ncol, 0, next.ncol, work);
+        update_panel(fac, b, 0, next.ncol, 0, next.ncol, work);
         refused += factor(next, member);
         return;
       }
       if (task <= numside) {
         const int32_t r0 = even_begin(below, task - 1, numside),
                       r1 = even_begin(below, task, numside);
-        update_panel(family, b, next.ncol + r0, r1 - r0, 0, next.ncol, work);
+        update_panel(fac, b, next.ncol + r0, r1 - r0, 0, next.ncol, work);
         return;
       }
       const int32_t c0 = share_begin(below, behind, task - numside - 1, numtail),
                     c1 = share_begin(below, behind, task - numside, numtail);
-      update_panel(family, b, next.ncol + c0, below - c0, next.ncol + c0, c1 - c0, work);
+      update_panel(fac, b, next.ncol + c0, below - c0, next.ncol + c0, c1 - c0, work);
     });
     if (crew.stop.load(std::memory_order_relaxed) != 0) break;
   }

@@ -18,6 +18,8 @@ struct pchpoll {
   void add(double more) noexcept;
 };
 
+inline constexpr double pchpoll_formed = 1e6;  // what a task of forming counts
+
 // Who does a front: a team under its leader, or without a team one member alone.
 struct pchcrew {
   kteam* team = nullptr;

@@ -57,9 +57,10 @@ void do_top(const symface& sym, const psched& sched, pcholfac& fac, pchcrew& cre
 }  // namespace
 
 void pcholfac_make(const symface& sym, const psched& sched, const parblas_family& family,
-                   bool replaces, pcholfac& fac) {
+                   int32_t cachel2, bool replaces, pcholfac& fac) {
   pcholfac made(fac.d.get_allocator().place);
   made.family = &family;
+  made.blockm = parblas_blockm(family, cachel2);
   const auto n = size_t(sym.n);
   made.values.resize(size_t(sym.panelpos[sym.numsn] + lineunits));
   made.base = line_offset(made.values);
@@ -76,11 +77,10 @@ void pcholfac_make(const symface& sym, const psched& sched, const parblas_family
   fac = std::move(made);
 }
 
-rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, const monitor& mon,
+rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, pchpoll& poll,
                          kteam& team, int32_t& numrefused) noexcept {
   std::ranges::fill(fac.refused, 0);
-  std::atomic<int32_t> stop{0};
-  pchpoll poll{mon, stop};
+  std::atomic<int32_t>& stop = poll.stop;
   kteam_share(team, int32_t(sched.first.size()), [&](int32_t task, int32_t member) {
     pchcrew alone{nullptr, member, member == 0 ? &poll : nullptr, stop};
     do_range(sym, sched, fac, task, alone);

@@ -29,8 +29,11 @@ struct pcholfac_alloc : mm_alloc<T> {
 };
 using pcholfac_space = std::vector<double, pcholfac_alloc<double>>;
 
+struct pchpoll;
+
 struct pcholfac {
   const parblas_family* family = nullptr;
+  int32_t blockm = 0;      // rows at a time of large updates
   pcholfac_space values;   // the panels, from base on
   pcholfac_space stack;    // update matrices
   mm_vector<double> work;  // of the kernels, worksize for each thread
@@ -67,10 +70,11 @@ inline const double* pcholfac_panel(const pcholfac& fac, const symface& sym, int
 
 // pcholfac_make: space for the factor.
 //   replaces  whether refused pivots are replaced (rep is used)
+//   cachel2   second-level cache in kilobytes
 void pcholfac_make(const symface& sym, const psched& sched, const parblas_family& family,
-                   bool replaces, pcholfac& fac);
+                   int32_t cachel2, bool replaces, pcholfac& fac);
 // pcholfac_numeric: factorizes what the panels hold; by the leader of the team of the schedule. The
 // bits of the factor do not depend on the team.
 //   numrefused  out: pivots that did not exceed thr
-rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, const monitor& mon,
+rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac, pchpoll& poll,
                          kteam& team, int32_t& numrefused) noexcept;

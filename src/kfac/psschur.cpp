@@ -59,8 +59,9 @@ void absorb(const double* w, double* beta, std::span<double> e) {
 
 }  // namespace
 
-int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const symface& sym,
-                       const pcholfac& fac, pchsolve& solve, psschur& sc) {
+rescode psschur_factor(const psschur_input& in, const monitor& mon, pchsolve& solve, psschur& sc,
+                       int32_t& numskipped) {
+  const auto& [a, d, sym, fac] = in;
   const int32_t n = sym.n, num = int32_t(sc.cols.size());
   std::ranges::fill(sc.w, 0.0);
   for (int32_t k = 0; k < num; ++k) {
@@ -73,11 +74,13 @@ int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const sym
   }
   kteam_run(solve.numthreads, [&](kteam& team) {
     for (int32_t k = 0; k < num; k += parblas_maxrhs) {
-      pchsolve_lower(sym, fac, solve, team, {sc.w.data() + ptrdiff_t(k) * n, n, parblas_maxrhs});
+      pchsolve_lower(in.sym, in.fac, solve, team,
+                     {sc.w.data() + ptrdiff_t(k) * n, n, parblas_maxrhs});
     }
   });
   std::ranges::copy(fac.d, sc.e.begin());
   for (int32_t k = 0; k < num; ++k) {
+    if (const rescode r = mon.poll(); r != rescode::ok) return r;
     const double* w = sc.w.data() + ptrdiff_t(k) * n;
     double* beta = sc.beta.data() + ptrdiff_t(k) * n;
     absorb(w, beta, sc.e);
@@ -86,13 +89,13 @@ int32_t psschur_factor(const spmat_view& a, std::span<const double> d, const sym
     for (; j < num; ++j) lower_one(w, beta, n, sc.w.data() + ptrdiff_t(j) * n);
   }
   sc.flops = 2.0 * num * num * n;
-  int32_t numskipped = 0;
+  numskipped = 0;
   for (int32_t i = 0; i < n; ++i) {
     const bool isskipped = fac.delta[i] > 0 && sc.e[i] <= held * fac.d[i];
     sc.einv[i] = isskipped ? 0 : 1 / sc.e[i];
     numskipped += isskipped ? 1 : 0;
   }
-  return numskipped;
+  return rescode::ok;
 }
 
 void psschur_correct(const pcholfac& fac, const psschur& sc, std::span<double> x) {

@@ -1,6 +1,7 @@
 // Dense kernels of the supernodal factorization and its solves, in families of one template: a
-// generic one for the baseline instructions and others for wider registers. All matrices are
-// column-major; a family is a table of functions, chosen once by parblas_choose.
+// generic one and three after the processors that they serve, P3, P4 and AAMD, each for every set of
+// instructions (SSE2; AVX2 with fused multiply-add; AVX-512). All matrices are column-major; a family
+// is a table of functions, chosen once by parblas_choose.
 #pragma once
 
 #include <cstddef>
@@ -18,6 +19,7 @@ struct parblas_update {
   double* c = nullptr;
   ptrdiff_t ldc = 0;
   bool lower = false, fresh = false;
+  int32_t blockm = 0;      // rows of A at a time; 0: the family's own
   double* work = nullptr;  // parblas_worksize(n, k) doubles
 };
 
@@ -53,8 +55,11 @@ inline constexpr int parblas_maxrhs = 4;  // right-hand sides that one pass over
 // Panels are factorized by blocks of that many columns, each of which updates all columns behind it.
 inline constexpr int32_t parblas_panelblock = 128;
 
+enum class parblas_kind : int32_t { generic, p3, p4, aamd };
+
 struct parblas_family {
-  const char* name;
+  parblas_kind kind;
+  const char* instructions;
   int32_t tilem, tilen;  // register tile
   void (*update)(const parblas_update& args) noexcept;
   // panel: L D L' of the leading ncol x ncol block of an nrow x ncol panel and L of the rows below,
@@ -80,10 +85,15 @@ struct parblas_family {
                  ptrdiff_t ldv1, const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept;
 };
 
-// parblas_choose: the family for a processor type (ZLV_CPU_*), among those whose instructions this
-// processor has: the generic type gets the generic family, every other the widest.
+// parblas_choose: the family for a processor type (ZLV_CPU_*) with the widest instructions that this
+// processor has. The Pentium III has P3; all later Intel processors P4; those of AMD AAMD; the
+// generic type and processors of other kinds the generic family, which has SSE2 only; an unknown type
+// is told by the processor's vendor.
 const parblas_family& parblas_choose(int32_t cputype) noexcept;
 // parblas_get: the families that this processor can run, from 0 on; null behind the last.
 const parblas_family* parblas_get(int32_t number) noexcept;
+const char* parblas_name(parblas_kind kind) noexcept;
+// parblas_blockm: rows of A that update should keep in a second-level cache of that many kilobytes.
+int32_t parblas_blockm(const parblas_family& family, int32_t cachel2) noexcept;
 // parblas_worksize: doubles of work that update needs for any family.
 ptrdiff_t parblas_worksize(int32_t n, int32_t k) noexcept;

@@ -104,8 +104,9 @@ void parblas_block(const parblas_update& u, int32_t j0, int32_t nb, int32_t p0,
   constexpr int32_t mr = F::tilev * F::width;
   const bool fresh = u.fresh && p0 == 0;
   const double* a = u.a + p0 * u.lda;
-  for (int32_t ic = u.lower ? j0 : 0; ic < u.m; ic += F::blockm) {
-    const int32_t iend = ic + F::blockm < u.m ? ic + F::blockm : u.m;
+  const int32_t blockm = u.blockm > 0 ? u.blockm : F::blockm;
+  for (int32_t ic = u.lower ? j0 : 0; ic < u.m; ic += blockm) {
+    const int32_t iend = ic + blockm < u.m ? ic + blockm : u.m;
     const double* b = u.work;
     for (int32_t jt = 0; jt < nb; jt += nr, b += ptrdiff_t(kb) * nr) {
       const int32_t j = j0 + jt;
@@ -581,8 +582,9 @@ void parblas_timestfn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld,
 }
 
 template <class F>
-constexpr parblas_family parblas_table(const char* name) noexcept {
-  return {name,
+constexpr parblas_family parblas_table(parblas_kind kind, const char* instructions) noexcept {
+  return {kind,
+          instructions,
           F::tilev * F::width,
           F::tilen,
           &parblas_updatefn<F>,

@@ -286,6 +286,35 @@ TEST(KktfacSqdTeam, SameBitsForEverySizeOfTheTeam) {
   }
 }
 
+TEST(KktfacCheck, ResidualOfASolveIsLoggedWhenAskedFor) {
+  const kfac_matrix a = kfac_grid(6), h = blocks(a.n, 3, 3, 4);
+  memman* mman = memman_create(nullptr, nullptr, nullptr, false);
+  const system s = make_system(a, 1, 0.1, 2);
+  for (const auto kind : {kktfac_kind::sqd, kktfac_kind::ada}) {
+    std::string text;
+    monitor mon;
+    mon.ctx = &text;
+    mon.sinkfn = [](void* ctx, const char* t) { *static_cast<std::string*>(ctx) += t; };
+    const kktfac_ptr fac = kktfac_make(kind, a.m, a.n, *mman);
+    kktfac_inaij(*fac, a.view());
+    std::vector<double> x = s.b;
+    if (kind == kktfac_kind::sqd) {
+      kktfac_inqij(*fac, h.view());
+      ASSERT_EQ(kktfac_setup(*fac, {.check = true}, mon, mon), rescode::ok);
+      ASSERT_EQ(kktfac_numfacsqd(*fac, s.d, s.e, {}, mon), rescode::ok);
+      kktfac_solve(*fac, x, 1);
+    } else {
+      ASSERT_EQ(kktfac_adasetup(*fac, {.check = true}, mon, mon), rescode::ok);
+      ASSERT_EQ(kktfac_numfac(*fac, s.d, {}, mon), rescode::ok);
+      kktfac_adasolve(*fac, x, 2);
+    }
+    EXPECT_EQ(text.rfind("\nchk factor=", 0), 0U) << text;
+    EXPECT_LE(std::stod(text.substr(12)), 1e-12);
+    EXPECT_GT(kktfac_getstats(*fac).chkfactor, 0);
+  }
+  EXPECT_EQ(memman_delete(mman), 0U);
+}
+
 // Rows 3 and 7 alike and H of rank one: K is singular without regularization.
 TEST(KktfacSqdSingular, DependentRowsAndFlatDirectionsAreSolved) {
   kfac_matrix a = kfac_rows(9);
