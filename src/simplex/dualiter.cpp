@@ -112,12 +112,12 @@ bool seen_before(dual_state& ds, uint64_t hash) {
     ds.seen.assign(std::max<size_t>(1024, 4 * old.size()), 0);
     for (const uint64_t h : old) {
       if (h == 0) continue;
-      size_t at = h & (ds.seen.size() - 1);
+      auto at = size_t(h & (ds.seen.size() - 1));
       while (ds.seen[at] != 0) at = (at + 1) & (ds.seen.size() - 1);
       ds.seen[at] = h;
     }
   }
-  size_t at = hash & (ds.seen.size() - 1);
+  auto at = size_t(hash & (ds.seen.size() - 1));
   while (ds.seen[at] != 0) {
     if (ds.seen[at] == hash) return true;
     at = (at + 1) & (ds.seen.size() - 1);
