@@ -83,11 +83,13 @@ struct prim_state {
   double suminfeas = 0, maxinfeas = 0;  // of the last look at all
 
   // Stalling and trouble.
-  double pertsize = 0;   // relative to 1 + |bound|
-  double gained = 0;     // minus what the objective fell by in phase 2, since the start
-  double merit = 0;      // of the last look: gained, or the sum of infeasibilities
-  int32_t numwatch = 0;  // iterations since
-  int32_t numidle = 0;   // looks in a row without progress, all measures taken
+  double pertsize = 0;    // relative to 1 + |bound|
+  double gained = 0;      // minus what the objective fell by in phase 2, since the start
+  double objective = 0;   // at the last rebuild, in the caller's units; kept when there is a cut
+  double gainedthen = 0;  // gained at that time
+  double merit = 0;       // of the last look: gained, or the sum of infeasibilities
+  int32_t numwatch = 0;   // iterations since
+  int32_t numidle = 0;    // looks in a row without progress, all measures taken
   int32_t numrestore = 0, numretry = 0, numbaddual = 0;
 
   explicit prim_state(sim_state& state);

@@ -90,6 +90,10 @@ bool rebuild(prim_state& p, bool refactor) {
   p.isphase1 = p.numinfeas > 0;
   if (!p.isphase1) p.told = st.tols;
   set_costs(p);
+  if (std::isfinite(st.set.lowercut)) {
+    p.objective = true_objective(st);
+    p.gainedthen = p.gained;
+  }
   sim_duals(st);
   prim_setcands(p);
   p.numbaddual = 0;
@@ -243,6 +247,20 @@ bool poll_row(prim_state& p) {
   return true;
 }
 
+// False: the objective has passed the cut, or factors could not be made to see that. Bounds that were
+// moved are restored first; perturbation is over then.
+bool watch_cut(prim_state& p) {
+  sim_state& st = p.st;
+  const double cut = st.set.lowercut;
+  if (!std::isfinite(cut) || p.isphase1) return true;
+  if (!(p.objective + (p.gained - p.gainedthen) / st.scale.cost < cut)) return true;
+  if (!st.isfresh || p.isperturbed || p.isshifted) {
+    if (prim_restore(p)) p.mayperturb = false;
+    if (!rebuild(p, true)) return false;
+  }
+  return p.isphase1 || !(p.objective < cut) || stop(st, rescode::trm_objective_range);
+}
+
 // True bounds and costs, factors and values: what every end leaves.
 sim_end finish(prim_state& p, sim_end end) {
   sim_state& st = p.st;
@@ -371,7 +389,7 @@ sim_end prim_run(prim_state& p) {
   if (!rebuild(p, true)) return sim_end::stopped;
   prim_setweights(p, true);
   for (int32_t round = 0; round < loop_maxround;) {
-    if (!poll_row(p)) return sim_end::stopped;
+    if (!poll_row(p) || !watch_cut(p)) return sim_end::stopped;
     if (p.numidle > loop_maxidle) return sim_end::undecided;
     loop_verdict verdict;
     switch (iterate(p)) {

@@ -78,6 +78,28 @@ TEST(SimPrimal, KeepsWeightsAndReducedCosts) {
   }
 }
 
+TEST(SimPrimal, StopsAtAnObjectiveCutOnlyWhenItIsPassed) {
+  std::mt19937 gen(4);
+  for (int32_t trial = 0; trial < 10; ++trial) {
+    dense_lp p = transport(gen, 12);
+    const lp_view lp = p.view();
+    simplex_run plain, above, below;
+    plain.set.method = above.set.method = below.set.method = sim_method::primal;
+    plain.set.perturb = above.set.perturb = below.set.perturb = trial % 2 == 0;
+    plain.solve(lp);
+    const double obj = plain.objective(lp);
+    above.set.lowercut = obj + 1.5;
+    below.set.lowercut = obj - 1e-4;
+    above.solve(lp);
+    below.solve(lp);
+    EXPECT_EQ(below.code, rescode::ok);
+    if (above.code == rescode::ok) continue;  // the last step went from above to the optimum
+    EXPECT_EQ(above.code, rescode::trm_objective_range);
+    EXPECT_LT(above.objective(lp), obj + 1.5);
+    for (const double x : above.point.x) EXPECT_GE(x, -1e-6);
+  }
+}
+
 // Each column of the crash basis passes more than it gets on to the next row.
 TEST(SimPrimal, TakesAWildCrashBack) {
   dense_lp p;
