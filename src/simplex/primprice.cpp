@@ -24,7 +24,7 @@ constexpr double price_crossbyrow = 0.7;
 
 // How attractive k is: the rate at which the objective falls; 0: not at all.
 inline double attraction(const prim_state& p, double d, int move, uint8_t flag) {
-  if ((flag & (prim_isheld | prim_istaboo)) != 0) return 0;
+  if ((flag & prim_isout) != 0) return 0;
   const double gain = move > 0 ? -d : move < 0 ? d : std::abs(d);
   if (!(gain > p.told)) return 0;
   return move != 0 ? gain : price_freebonus * gain;
@@ -173,7 +173,8 @@ void change_row(prim_state& p, const row_change& c) {
   bool isbyrow = false;  // products of columns and tau: all at once when tau is sparse enough
   if constexpr (Rule == sim_selection::se) {
     const double share = double(p.tau.num) / std::max(st.m, 1);
-    isbyrow = p.tau.num >= 0 && p.row.num >= 0 && share * n < price_crossbyrow * p.row.num;
+    isbyrow = p.rule == Rule && p.tau.num >= 0 && p.row.num >= 0 &&
+              share * n < price_crossbyrow * p.row.num;
     lu_vecclear(p.cross);
     if (isbyrow && p.tau.num > 0) sim_price(st, p.tau, p.cross);
   }
@@ -202,10 +203,6 @@ void prim_setweights(prim_state& p, bool mayexact) {
   p.numbadweight = 0;
   p.cutoff = std::numeric_limits<double>::infinity();  // all scores have changed
   clear_hot(p);
-  if (p.rule == sim_selection::partial) {
-    part_setweights(p);
-    return;
-  }
   bool islogical = mayexact && p.rule == sim_selection::se;
   for (int32_t i = 0; i < st.m && islogical; ++i) islogical = st.basic[i] >= st.n;
   if (!islogical) {
@@ -225,10 +222,6 @@ void prim_setweights(prim_state& p, bool mayexact) {
 void prim_setcands(prim_state& p) {
   for (const int32_t k : p.cand) p.candat[k] = -1;
   p.cand.clear();
-  if (p.rule == sim_selection::partial) {
-    part_start(p);
-    return;
-  }
   for (int32_t k = 0; k < p.st.nt; ++k) {
     if (p.st.pos[k] >= 0 || attraction(p, k) == 0) continue;
     p.candat[k] = int32_t(p.cand.size());
@@ -237,9 +230,17 @@ void prim_setcands(prim_state& p) {
   refill_hot(p);
 }
 
+void prim_price(prim_state& p, const lu_vector& rho) {
+  lu_vecclear(p.row);
+  if (p.rule == sim_selection::partial) {
+    part_price(p, rho);
+  } else {
+    sim_price(p.st, rho, p.row);
+  }
+}
+
 int32_t prim_chuzc(prim_state& p) {
-  if (p.rule == sim_selection::partial && p.numrandom <= 0) return part_chuzc(p);
-  if (p.cand.empty()) return -1;
+  if (p.cand.empty() && (p.rule != sim_selection::partial || !part_wake(p))) return -1;
   if (p.numrandom > 0) {
     --p.numrandom;
     return p.cand[size_t(p.st.random.next() * double(p.cand.size()))];
@@ -263,7 +264,7 @@ double prim_checkcolumn(prim_state& p) {
   }
   const double off = std::abs(d - st.d[p.q]), stored = p.weight[p.q];
   st.d[p.q] = d;
-  if (p.rule == sim_selection::ase || p.rule == sim_selection::se) {
+  if (p.rule != sim_selection::full) {
     p.wq = std::max(norm, price_leastweight);
     if (stored > price_weightoff * p.wq) ++p.numbadweight;
     p.weight[p.q] = p.wq;
@@ -273,7 +274,7 @@ double prim_checkcolumn(prim_state& p) {
 }
 
 void prim_edge(prim_state& p) {
-  if (p.rule != sim_selection::se) return;
+  if (p.rule != sim_selection::se && p.rule != sim_selection::partial) return;
   lu_vecclear(p.tau);
   for (int32_t t = 0; t < p.col.num; ++t) {
     const int32_t i = p.col.ind[t];
@@ -287,28 +288,25 @@ void prim_updateduals(prim_state& p) {
   if (p.numbadweight > price_maxbad) {
     prim_setweights(p, false);
     p.wq = 1;
-    if (p.rule == sim_selection::se) lu_vecclear(p.tau);  // the projection of col is zero now
+    lu_vecclear(p.tau);  // the projection of col is zero now
   }
   const row_change c = {st.d[p.q] / p.alpha, 1 / p.alpha, p.wq, (p.flag[p.q] & prim_isref) != 0};
   switch (p.rule) {
     case sim_selection::full:
       change_row<sim_selection::full>(p, c);
       break;
-    case sim_selection::se:
-      change_row<sim_selection::se>(p, c);
-      break;
-    case sim_selection::partial:
-      part_addrow(p, p.rho, c.thetad);
+    case sim_selection::ase:
+      change_row<sim_selection::ase>(p, c);
       break;
     default:
-      change_row<sim_selection::ase>(p, c);
+      change_row<sim_selection::se>(p, c);
       break;
   }
   const int32_t leaving = st.basic[p.p];
   st.d[p.q] = 0;
   st.d[leaving] = -c.thetad;
   const double least = (p.flag[leaving] & prim_isref) != 0 ? 1.0 : price_leastweight;
-  if (p.rule == sim_selection::ase || p.rule == sim_selection::se) {
+  if (p.rule != sim_selection::full) {
     p.weight[leaving] = std::max(c.w * c.inverse * c.inverse, least);
   }
 }
@@ -316,13 +314,7 @@ void prim_updateduals(prim_state& p) {
 void prim_addcosts(prim_state& p) {
   sim_state& st = p.st;
   sim_btran(st, p.delta);
-  if (p.rule == sim_selection::partial) {
-    part_addrow(p, p.delta, 1.0);
-    lu_vecclear(p.delta);
-    return;
-  }
-  lu_vecclear(p.row);
-  sim_price(st, p.delta, p.row);
+  prim_price(p, p.delta);
   const auto add = [&](int32_t k, double ar) {
     const uint8_t flag = p.flag[k];
     if ((flag & prim_isheld) != 0) return;

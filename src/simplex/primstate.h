@@ -40,10 +40,12 @@ enum class prim_action {
 };
 
 // Flags of a variable.
-constexpr uint8_t prim_isheld = 1;   // fixed, never enters; its d is not kept
-constexpr uint8_t prim_istaboo = 2;  // not to enter until the next success
-constexpr uint8_t prim_isref = 4;    // in the reference framework of the weights
-constexpr uint8_t prim_ishot = 8;    // listed in hot
+constexpr uint8_t prim_isheld = 1;     // fixed, never enters; its d is not kept
+constexpr uint8_t prim_istaboo = 2;    // not to enter until the next success
+constexpr uint8_t prim_isref = 4;      // in the reference framework of the weights
+constexpr uint8_t prim_ishot = 8;      // listed in hot
+constexpr uint8_t prim_isasleep = 16;  // partial pricing: its d and weight are not kept
+constexpr uint8_t prim_isout = prim_isheld | prim_istaboo | prim_isasleep;
 
 struct prim_state {
   sim_state& st;
@@ -64,10 +66,8 @@ struct prim_state {
   mm_vector<int32_t> hot;
   mm_vector<double> score;  // scratch of a rebuild of hot
   double cutoff = 0;
-  mm_vector<double> y;       // m: multipliers; partial pricing only
+  mm_vector<int32_t> awake;  // columns, basic ones too; partial pricing only
   mm_vector<int32_t> taboo;  // not to enter until the next success
-  int32_t cursor = 0;        // of the next section of partial pricing
-  int32_t listage = 0;       // its choices since cand was made
   int32_t numbadweight = 0;  // weights found far off since the framework was set
   int32_t numrandom = 0;     // entering variables to be chosen by chance
 
@@ -99,9 +99,10 @@ struct prim_state {
 // prim_setweights: a fresh reference framework; with mayexact all variables are in it when the basis
 // is logical and the rule is steepest edge.
 void prim_setweights(prim_state& p, bool mayexact);
-void prim_setcands(prim_state& p);          // lists from st.d
-void prim_touch(prim_state& p, int32_t k);  // d, weight or move of k may have changed
-int32_t prim_chuzc(prim_state& p);          // the entering variable, -1: none
+void prim_setcands(prim_state& p);                     // lists from st.d
+void prim_touch(prim_state& p, int32_t k);             // d, weight or move of k may have changed
+int32_t prim_chuzc(prim_state& p);                     // the entering variable, -1: none
+void prim_price(prim_state& p, const lu_vector& rho);  // row := A_N' rho
 // prim_checkcolumn: the true reduced cost and norm of the entering edge, from col, in place of those
 // stored. Returns how far the reduced cost was off.
 double prim_checkcolumn(prim_state& p);
@@ -114,10 +115,9 @@ void prim_updateduals(prim_state& p);
 void prim_addcosts(prim_state& p);
 
 // ---- primpartial.cpp
-void part_start(prim_state& p);       // multipliers from scratch, no candidates
-void part_setweights(prim_state& p);  // the norms of the columns
-int32_t part_chuzc(prim_state& p);    // the entering variable, -1: none in any section
-void part_addrow(prim_state& p, const lu_vector& row, double times);  // y += times row
+// part_wake: looks at all columns and chooses those to be awake; false: none is attractive.
+bool part_wake(prim_state& p);
+void part_price(prim_state& p, const lu_vector& rho);  // row := products of the columns awake
 
 // ---- primratio.cpp
 double prim_pivtol(const prim_state& p);

@@ -133,8 +133,7 @@ bool take_row(prim_state& p) {
   const double off = std::abs(byrow - p.alpha);
   if (off > prim_pivdiffer * (1 + std::abs(p.alpha)) && !st.isfresh) return false;
   if (off > loop_worstpivot * std::abs(p.alpha)) return false;
-  lu_vecclear(p.row);
-  if (p.rule != sim_selection::partial) sim_price(st, p.rho, p.row);
+  prim_price(p, p.rho);
   return true;
 }
 
@@ -357,7 +356,7 @@ prim_state::prim_state(sim_state& state)
       candat(mm_at(state.mman)),
       hot(mm_at(state.mman)),
       score(mm_at(state.mman)),
-      y(mm_at(state.mman)),
+      awake(mm_at(state.mman)),
       taboo(mm_at(state.mman)),
       col(mm_at(state.mman)),
       rho(mm_at(state.mman)),
@@ -381,6 +380,9 @@ prim_state::prim_state(sim_state& state)
     rule = st.set.primsel;
   } else if (st.n > loop_partial * st.m) {
     rule = sim_selection::partial;
+  }
+  if (rule == sim_selection::partial) {
+    for (int32_t j = 0; j < st.n; ++j) flag[j] |= prim_isasleep;
   }
 }
 
