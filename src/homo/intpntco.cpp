@@ -258,7 +258,9 @@ void fill_info(const intpnt_state& st, hs_info& info) {
 // Feasibility within tolerance leaves few digits of the objective where multipliers are large: then
 // the run goes on as long as it gets anywhere.
 bool wants_digits(const intpnt_state& st, const hom_verdict& verdict) {
-  return verdict.status == hs_status::optimal && st.objerr > objerr_gap * st.set.tolrelgap;
+  const double tol = st.set.tolrelgap;
+  return verdict.status == hs_status::optimal &&
+         (st.objerr > objerr_gap * tol || st.meas.gap > st.set.gapmore * tol);
 }
 
 void choose_step(intpnt_state& st) {
@@ -272,9 +274,24 @@ void choose_step(intpnt_state& st) {
   }
 }
 
-}  // namespace
+// Steps behind an optimum, as long as it stays one; the last point that is one is kept.
+void center_optimum(intpnt_state& st) {
+  for (int32_t k = 0; k < st.set.numcenter; ++k) {
+    if (intpnt_center(st) != rescode::ok) return;
+    choose_step(st);
+    st.best.it = st.it;
+    st.best.detx = st.scal.detx;
+    st.best.dets = st.scal.dets;
+    const bool inside = intpnt_updatescaling(st);
+    intpnt_residuals(st);
+    if (inside && intpnt_statustest(st, 1).status == hs_status::optimal) continue;
+    st.best.merit = 0;
+    restore_best(st);
+    return;
+  }
+}
 
-hom_outcome intpnt_coneopt(intpnt_state& st, hs_info& info) {
+hom_outcome iterate(intpnt_state& st, hs_info& info) {
   intpnt_start(st);
   if (!intpnt_initscaling(st)) return {hs_status::unknown, rescode::trm_stall};
   hom_loghead(st.mon);
@@ -305,4 +322,12 @@ hom_outcome intpnt_coneopt(intpnt_state& st, hs_info& info) {
     intpnt_residuals(st);
     st.times.linesearch += timer_wall(clock);
   }
+}
+
+}  // namespace
+
+hom_outcome intpnt_coneopt(intpnt_state& st, hs_info& info) {
+  const hom_outcome outcome = iterate(st, info);
+  if (outcome.status == hs_status::optimal && intpnt_initscaling(st)) center_optimum(st);
+  return outcome;
 }

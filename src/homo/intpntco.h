@@ -86,6 +86,10 @@ rescode intpnt_initsearch(intpnt_state& st);
 void intpnt_formsearch(intpnt_state& st, const intpnt_target& target, intpnt_dir& dir);
 // intpnt_improvesearch: corrected direction and centrality correctors in st.dir.
 void intpnt_improvesearch(intpnt_state& st);
+// intpnt_center: the direction to the point of the central path with the present mu and residuals, in
+// st.dir. There the dual of a cone is an exact multiple of its point turned, which makes it the
+// gradient of what the cone was made of.
+rescode intpnt_center(intpnt_state& st);
 // intpnt_stepsize: largest step along dir that keeps all products positive, at most big.
 double intpnt_stepsize(const intpnt_state& st, const intpnt_dir& dir);
 // intpnt_updatescaling: moves by st.alpha along st.dir and renews the scaling there.

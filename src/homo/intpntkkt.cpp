@@ -35,11 +35,6 @@ double maxabs(std::span<const double> v) {
   return isnan ? std::numeric_limits<double>::quiet_NaN() : most;
 }
 
-// The row that member j of a cone that has left the system stands in.
-int32_t row_of(const intpnt_kkt& kkt, int32_t j) {
-  return kkt.data.lp.a.sub[kkt.data.lp.a.ptr[j]];
-}
-
 void expand_large(intpnt_kkt& kkt, const intpnt_scal& scal) {
   const intpnt_data& data = kkt.data;
   for (int32_t k = 0; k < data.numcone(); ++k) {
@@ -51,37 +46,9 @@ void expand_large(intpnt_kkt& kkt, const intpnt_scal& scal) {
   }
 }
 
-// The rows of small cone k in the work vector, W times what stands there.
-void turn_rows(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
-  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
-  for (int32_t j = first; j < last; ++j) kkt.gather[j] = kkt.work[row_of(kkt, j)];
-  const std::span<double> z = part(kkt.gather, first, last);
-  cone_mulw(part(scal.w, first, last), scal.eta[k], z, z);
-  for (int32_t j = first; j < last; ++j) kkt.work[row_of(kkt, j)] = kkt.gather[j];
-}
-
-// Column j of s: scattered into the work vector, then gathered by its pattern.
-void fill_column(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t j) {
-  const spmat& a = kkt.data.lp.a;
-  kkt.touched.clear();
-  for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
-    const int32_t i = a.sub[p], k = kkt.rowcone[i];
-    kkt.work[i] = a.val[p];
-    if (k < 0) continue;
-    kkt.work[i] /= kkt.rowval[i];
-    if (kkt.stamp[k] != j) kkt.touched.push_back(k);
-    kkt.stamp[k] = j;
-  }
-  for (const int32_t k : kkt.touched) turn_rows(kkt, scal, k);
-  for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
-    kkt.s.val[p] = kkt.work[kkt.s.sub[p]];
-    kkt.work[kkt.s.sub[p]] = 0;
-  }
-}
-
-// B of a small cone: its columns of s times W^-1, column by column.
+// B of a small cone: its columns of A times W^-1, column by column.
 void fill_small(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
-  const spmat& s = kkt.s;
+  const spmat& s = kkt.data.lp.a;
   const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
   const size_t numrows = size_t(kkt.b.ptr[first + 1] - kkt.b.ptr[first]);
   const double inveta = 1 / scal.eta[k], w0 = scal.w[first];
@@ -106,12 +73,11 @@ void fill_small(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
   }
 }
 
-// Column j of B as that of s times a factor; what else stands there comes after it.
+// Column j of B as that of A times a factor; what else stands there comes after it.
 void fill_scaled(intpnt_kkt& kkt, int32_t j, double factor) {
+  const spmat& a = kkt.data.lp.a;
   ptrdiff_t q = kkt.b.ptr[j];
-  for (ptrdiff_t p = kkt.s.ptr[j]; p < kkt.s.ptr[j + 1]; ++p) {
-    kkt.b.val[q++] = factor * kkt.s.val[p];
-  }
+  for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) kkt.b.val[q++] = factor * a.val[p];
 }
 
 void fill_large(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
@@ -141,17 +107,12 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
                          const monitor& mon) {
   const intpnt_data& data = kkt.data;
   expand_large(kkt, scal);
-  std::fill(kkt.stamp.begin(), kkt.stamp.end(), -1);
-  for (int32_t j = 0; j < data.lp.n; ++j) {
-    if (kkt.s.ptr[j] < kkt.s.ptr[j + 1]) fill_column(kkt, scal, j);
-  }
   for (int32_t j = 0; j < data.numlin; ++j) fill_scaled(kkt, j, 1 / scal.w[j]);
   for (int32_t k = 0; k < data.numcone(); ++k) {
-    if (kkt.form[k] == intpnt_form::small) fill_small(kkt, scal, k);
-    if (kkt.form[k] == intpnt_form::large) fill_large(kkt, scal, k);
+    (kkt.large[k] < 0 ? fill_small : fill_large)(kkt, scal, k);
   }
   kktfac_regul own;
-  own.regcol = own.regrow = regul;
+  own.regcol = own.regrow = kkt.proximal = regul;
   own.pivrel = pivot_lost;
   own.dynthr = pivot_lostabs;
   own.dynval = pivot_value;
@@ -160,7 +121,8 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
 
 namespace {
 
-// Right-hand side of the system from that of the scaled variables.
+// Right-hand side of the system from that of the scaled variables. Of a large cone's members it is
+// W r1t / (eta root).
 void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
               std::span<const double> r2) {
   const intpnt_data& data = kkt.data;
@@ -170,53 +132,26 @@ void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> 
   std::copy(r2.begin(), r2.end(), kkt.rhs.begin() + next);
   std::fill(kkt.rhs.begin() + next + data.lp.m, kkt.rhs.end(), 0.0);
   for (int32_t k = 0; k < data.numcone(); ++k) {
-    if (kkt.form[k] == intpnt_form::small) continue;
+    if (kkt.large[k] < 0) continue;
     const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
     const std::span<double> z = part(kkt.rhs, first, last);
-    const std::span<const double> w = part(scal.w, first, last);
-    if (kkt.form[k] == intpnt_form::large) {  // W r1t / (eta root)
-      cone_mulw(w, 1, z, z);
-      for (int32_t j = first; j < last; ++j) kkt.rhs[j] /= kkt.root[j];
-      continue;
-    }
-    // r1t + W D^-1 r2 in the rows.
-    const std::span<double> g = part(kkt.gather, first, last);
-    for (int32_t j = first; j < last; ++j) {
-      const int32_t i = row_of(kkt, j);
-      kkt.gather[j] = r2[i] / kkt.rowval[i];
-    }
-    cone_mulw(w, scal.eta[k], g, g);
-    for (int32_t j = first; j < last; ++j) {
-      kkt.rhs[next + row_of(kkt, j)] = kkt.gather[j] + kkt.rhs[j];
-      kkt.rhs[j] = 0;
-    }
+    cone_mulw(part(scal.w, first, last), 1, z, z);
+    for (int32_t j = first; j < last; ++j) kkt.rhs[j] /= kkt.root[j];
   }
 }
 
 // xt and y from the solution of the system.
-void take_solution(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
-                   std::span<double> xt, std::span<double> y) {
+void take_solution(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<double> xt,
+                   std::span<double> y) {
   const intpnt_data& data = kkt.data;
-  const int32_t next = kkt.b.ncol;
-  std::copy_n(kkt.rhs.begin() + next, data.lp.m, y.begin());
+  std::copy_n(kkt.rhs.begin() + kkt.b.ncol, data.lp.m, y.begin());
   std::copy_n(kkt.rhs.begin(), data.lp.n, xt.begin());
   for (int32_t k = 0; k < data.numcone(); ++k) {
-    if (kkt.form[k] == intpnt_form::small) continue;
+    if (kkt.large[k] < 0) continue;
     const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
-    const std::span<double> x = part(xt, first, last), g = part(kkt.gather, first, last);
-    const std::span<const double> w = part(scal.w, first, last);
-    if (kkt.form[k] == intpnt_form::large) {
-      for (int32_t j = first; j < last; ++j) xt[j] /= kkt.root[j];
-      cone_mulw(w, 1, x, x);
-      continue;
-    }
-    for (int32_t j = first; j < last; ++j) kkt.gather[j] = y[row_of(kkt, j)];
-    for (int32_t j = first; j < last; ++j) xt[j] = kkt.gather[j] - r1t[j];
-    cone_mulw(w, scal.eta[k], g, g);
-    for (int32_t j = first; j < last; ++j) {
-      const int32_t i = row_of(kkt, j);
-      y[i] = kkt.gather[j] / kkt.rowval[i];
-    }
+    const std::span<double> x = part(xt, first, last);
+    for (int32_t j = first; j < last; ++j) xt[j] /= kkt.root[j];
+    cone_mulw(part(scal.w, first, last), 1, x, x);
   }
 }
 
@@ -224,7 +159,7 @@ void solve_raw(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double>
                std::span<const double> r2, std::span<double> xt, std::span<double> y) {
   make_rhs(kkt, scal, r1t, r2);
   kktfac_solve(*kkt.fac, kkt.rhs, 1);
-  take_solution(kkt, scal, r1t, xt, y);
+  take_solution(kkt, scal, xt, y);
 }
 
 double relative(double residual, double size) {
@@ -246,7 +181,7 @@ double residual(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double
   double free = 0, sizefree = 0, most = 0, size = 0;
   for (int32_t j = 0; j < lp.n; ++j) {
     if (lp.isfree[j] != 0) {
-      kkt.e1[j] = r1t[j] - kkt.e1[j];
+      kkt.e1[j] = r1t[j] + kkt.proximal * xt[j] - kkt.e1[j];
       free = std::max(free, std::abs(kkt.e1[j]));
       sizefree = std::max(sizefree, std::abs(r1t[j]));
     } else {

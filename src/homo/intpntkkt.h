@@ -7,9 +7,6 @@
 // is factorized as a quasi-definite system. Forming B by the product form of W, never W^2, keeps the
 // small eigenvalues of the scaling.
 // - A small cone gets the union of its columns' patterns in each of its columns of B.
-// - A cone all of whose columns are singletons D in rows of their own, D x + G z = r, leaves the system
-//   together with x: its rows become W D^-1 G with a unit diagonal. That spares H^-1, whose large
-//   eigenvalues would hide the small ones.
 // - A large cone keeps the pattern of A: it is scaled by a diagonal alone, and the rest of
 //   W^2 = eta^2 (D + u u' - v v') goes into one more row (u) and one more column (v) with unit
 //   diagonals.
@@ -54,29 +51,23 @@ void intpnt_bardtimesh(const intpnt_data& data, const intpnt_scal& scal, int pow
 
 constexpr int intpnt_maxkrylov = 12;  // most corrections that intpnt_kktsolve combines
 
-// How a cone stands in the system.
-enum class intpnt_form : uint8_t { small, large, rows };
-
 struct intpnt_kkt {
   const intpnt_data& data;
   kktfac_ptr fac;
-  spmat s;  // A with the rows transformed of cones that leave the system, without their columns
-  spmat b;  // B: s with its columns transformed as well; a row for u of each large cone behind
+  spmat b;  // B: A with its columns transformed; a row for u of each large cone behind
   spmat h;  // the lower triangle that holds v; a column for each large cone behind
   int32_t numlarge = 0;
-  mm_vector<intpnt_form> form;  // of each cone
-  mm_vector<int32_t> large;     // number of each cone among the large ones, or -1
-  mm_vector<int32_t> rowcone,
-      rowmember;               // m: cone that a row has left the system for, or -1; place
-                               // of its column among the members
-  mm_vector<double> rowval;    // m: its entry
-  mm_vector<ptrdiff_t> local;  // entry of s in a small cone: its place in B's column
-  mm_vector<double> root;      // n: of members of large cones: square root of D
-  mm_vector<double> u, v;      // n: likewise
-  mm_vector<double> d, e;      // diagonals, extended
-  mm_vector<double> rhs;       // extended
-  mm_vector<double> along, work, gather;
-  mm_vector<int32_t> touched, stamp;
+  // Weight of the step in free columns, part of the system: where nothing else holds them they would
+  // drift away. Pougkakiotis, Gondzio, "An interior point-proximal method of multipliers for convex
+  // quadratic programming", Comput. Optim. Appl. 78 (2021).
+  double proximal = 0;
+  mm_vector<int32_t> large;  // number of each cone among the large ones, or -1
+  mm_vector<int32_t> local;  // entry of A in a small cone: its place in B's column
+  mm_vector<double> root;    // n: of members of large cones: square root of D
+  mm_vector<double> u, v;    // n: likewise
+  mm_vector<double> d, e;    // diagonals, extended
+  mm_vector<double> rhs;     // extended
+  mm_vector<double> along;   // rows of the widest small cone
   mm_vector<double> x, e1, e2, cx, cy, zero1, zero2;
   mm_vector<double> krylov;  // residuals and corrections of intpnt_kktsolve, side by side
   intpnt_kkt(const intpnt_data& problem, memman& mman);

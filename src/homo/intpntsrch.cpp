@@ -9,10 +9,11 @@
 namespace {
 
 constexpr double regul_level[] = {1e-10, 1e-8, 1e-6};  // by regularization level; scaled data
-constexpr double step_big = 1e10;                      // a step without a boundary
-constexpr double center_beta = 0.1;                    // gamma = (1 - aa)^2 min(1 - aa, beta)
-constexpr double center_short = 0.3;                   // least gamma after a very short affine step
-constexpr double affine_short = 0.1;                   // what counts as one
+constexpr double solve_good = 1e-8;        // relative residual of the systems that is good enough
+constexpr double step_big = 1e10;          // a step without a boundary
+constexpr double center_beta = 0.1;        // gamma = (1 - aa)^2 min(1 - aa, beta)
+constexpr double center_short = 0.3;       // least gamma after a very short affine step
+constexpr double affine_short = 0.1;       // what counts as one
 constexpr double affine_veryshort = 1e-3;  // the second-order corrector is off below this step
 constexpr double corr_worse = 0.3;         // and when the corrected step is this part of the affine
 constexpr double cor_ahead = 0.1;  // centrality correctors aim at a step longer by this much
@@ -129,6 +130,7 @@ void solve_constant(intpnt_state& st) {
     sum += p * p * (it.s[j] / it.x[j]);
   }
   for (int32_t j = st.data.numlin; j < lp.n; ++j) sum += st.pt[j] * st.pt[j];
+  for (const int32_t j : lp.fcol) sum += st.kkt.proximal * st.pt[j] * st.pt[j];
   st.den = sum;
 }
 
@@ -276,15 +278,41 @@ double intpnt_stepsize(const intpnt_state& st, const intpnt_dir& dir) {
   return step;
 }
 
-rescode intpnt_initsearch(intpnt_state& st) {
-  timer clock = timer_start();
-  const double regul = regul_level[st.regulevel];
-  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, regul, st.mon); r != rescode::ok) {
+namespace {
+
+// Factor, and the direction of the constant right-hand side. Where that is not solved well, rounding
+// has taken a pivot that mattered: other weights on the diagonals are tried, and the best is taken.
+rescode factor_and_solve(intpnt_state& st) {
+  const double usual = regul_level[st.regulevel];
+  const double tries[] = {usual, usual * 1e3, usual * 1e-3, usual * 1e5};
+  double best = std::numeric_limits<double>::infinity(), chosen = usual, last = usual;
+  for (const double regul : tries) {
+    if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, regul, st.mon); r != rescode::ok) {
+      return r;
+    }
+    solve_constant(st);
+    last = regul;
+    if (st.residual < best) {
+      best = st.residual;
+      chosen = regul;
+    }
+    if (st.residual <= solve_good) return rescode::ok;
+  }
+  if (chosen == last) return rescode::ok;
+  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, chosen, st.mon); r != rescode::ok) {
     return r;
   }
+  solve_constant(st);
+  return rescode::ok;
+}
+
+}  // namespace
+
+rescode intpnt_initsearch(intpnt_state& st) {
+  timer clock = timer_start();
+  if (const rescode r = factor_and_solve(st); r != rescode::ok) return r;
   st.times.factor += timer_wall(clock);
   clock = timer_start();
-  solve_constant(st);
   set_target(st, nullptr, 0);
   intpnt_formsearch(st, st.target, st.aff);
   st.aa = std::min(1.0, intpnt_stepsize(st, st.aff));
@@ -335,4 +363,17 @@ void intpnt_improvesearch(intpnt_state& st) {
     std::swap(st.dir, st.trial);
     step = intpnt_stepsize(st, st.dir);
   }
+}
+
+rescode intpnt_center(intpnt_state& st) {
+  if (const rescode r = intpnt_initsearch(st); r != rescode::ok) return r;
+  st.gamma = 1;
+  set_target(st, nullptr, 1);
+  intpnt_formsearch(st, st.target, st.aff);
+  set_target(st, &st.aff, 1);
+  intpnt_formsearch(st, st.target, st.dir);
+  if (intpnt_stepsize(st, st.dir) < 1 && intpnt_stepsize(st, st.aff) > 1) {
+    std::swap(st.dir, st.aff);
+  }
+  return rescode::ok;
 }

@@ -160,20 +160,23 @@ int32_t find_reach(row_factor& f, int32_t k) {
   return top;
 }
 
-bool has_factor(row_factor& f, double shift) {
+// The factor of the matrix plus shift. A pivot of at most drop is zero and has no column; false at
+// one that is not positive when drop is negative.
+bool has_factor(row_factor& f, double shift, double drop) {
   for (int32_t k = 0; k < f.u.n; ++k) {
     double pivot = 1 + shift;
     for (int32_t t = find_reach(f, k); t < f.u.n; ++t) {
       const int32_t j = f.reach[t];
       const double y = std::exchange(f.work[j], 0.0);
+      if (f.d[j] == 0) continue;
       for (ptrdiff_t p = f.begin[j]; p < f.end[j]; ++p) f.work[f.sub[p]] -= f.val[p] * y;
       const double l = y / f.d[j];
       pivot -= l * y;
       f.sub[f.end[j]] = k;
       f.val[f.end[j]++] = l;
     }
-    if (!(pivot > 0)) return false;
-    f.d[k] = pivot;
+    if (drop < 0 && !(pivot > 0)) return false;
+    f.d[k] = pivot > drop ? pivot : 0;
   }
   return true;
 }
@@ -190,5 +193,40 @@ bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memma
   make_unit(a, sign, zero, scale, place, u);
   row_factor f(u, mm_at(mman));
   analyse(f);
-  return has_factor(f, tol.shift);
+  return has_factor(f, tol.shift, -1);
+}
+
+void symdef_root(const spmat_view& a, double sign, memman& mman, spmat& root) {
+  constexpr double rounding = 1e-14;  // pivot of the matrix of unit diagonal that is none
+  const auto n = size_t(a.ncol);
+  mm_vector<double> scale(n, 0.0, mm_at(mman));
+  const double zero = symdef_tol{}.zero * largest_entry(a);
+  static_cast<void>(read_scale(a, sign, zero, scale));
+  mm_vector<int32_t> place(n, 0, mm_at(mman)), perm(n, 0, mm_at(mman));
+  find_places(a, mman, place);
+  for (size_t i = 0; i < n; ++i) perm[place[i]] = int32_t(i);
+  unit_matrix u(mm_at(mman));
+  make_unit(a, sign, zero, scale, place, u);
+  row_factor f(u, mm_at(mman));
+  analyse(f);
+  has_factor(f, 0, rounding);
+  spmat rows(mm_at(mman));  // F by columns k of L: row places as they come
+  rows.nrow = a.ncol;
+  rows.ptr.push_back(0);
+  for (int32_t k = 0; k < u.n; ++k) {
+    if (f.d[k] == 0 || scale[perm[k]] == 0) continue;
+    const double d = std::sqrt(f.d[k]);
+    auto add = [&](int32_t at, double l) {
+      if (l == 0 || scale[perm[at]] == 0) return;
+      rows.sub.push_back(perm[at]);
+      rows.val.push_back(d * l / scale[perm[at]]);
+    };
+    add(k, 1);
+    for (ptrdiff_t p = f.begin[k]; p < f.end[k]; ++p) add(f.sub[p], f.val[p]);
+    rows.ptr.push_back(ptrdiff_t(rows.sub.size()));
+    ++rows.ncol;
+  }
+  spmat columns(mm_at(mman));  // transposing twice sorts
+  spmat_transpose(spmat_look(rows), columns);
+  spmat_transpose(spmat_look(columns), root);
 }

@@ -26,3 +26,8 @@ struct symdef_tol {
 // which stops at the first pivot that is not positive. Throws std::bad_alloc.
 // Higham, "Accuracy and Stability of Numerical Algorithms", 2nd ed., SIAM 2002, section 10.
 bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memman& mman);
+
+// symdef_root: a factor of a matrix that symdef_ispsd found semidefinite: sign * a = F'F up to rounding.
+//   root  out, replaced: F by rows, that is F' by columns (n x rank), rows increasing. Pivots that are
+//         rounding are left out, so there are as many columns as the rank, not n
+void symdef_root(const spmat_view& a, double sign, memman& mman, spmat& root);

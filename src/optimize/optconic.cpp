@@ -271,6 +271,12 @@ rescode opt_conslv(const opt_conic_problem& prob, const hs_settings& set, const 
   opt_unlink(freed.view, linked, opt_kindof(status), point);
   opt_fill(freed.view, point, status, found.view);
   take_solution(prob, freed, found, sol);
+  if (sol.keeppoint && opt_kindof(status) == opt_kind::dualray) {
+    result.status = hs_status::unknown;
+    opt_reverse(linked.view, in, result, point);
+    opt_unlink(freed.view, linked, opt_kind::point, point);
+    std::copy(point.x.begin(), point.x.end(), sol.lp.xx.begin());
+  }
   sol.lp.isdefined = true;
   return r;
 }

@@ -26,6 +26,7 @@ struct opt_conic_solution {
   std::span<double> snx;   // numvar; zero for columns in no cone
   std::span<int32_t> skn;  // one per cone, ZLV_SK_*: BAS inside the cone, LOW at its apex, SUPBAS
                            // elsewhere on its boundary
+  bool keeppoint = false;  // in: beside a certificate of primal infeasibility xx is the last point
 };
 
 // opt_conslv: an interior solution of prob. A run that is stopped early leaves the best point found.

@@ -68,14 +68,14 @@ const char* word_of(need what) {
 
 }  // namespace
 
-rescode convexity_check(task_rec& t) {
+rescode convexity_find(task_rec& t) {
   const prob_qterms objective = prob_getq(t.prob, prob_obj);
   const bool ismin = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MIN;
   const need what = ismin ? need::psd : need::nsd;
   if (!objective.val.empty() && !is_as_needed(t, objective, what)) {
     task_echo(t, msg_kind::err, "The quadratic constraint matrix in the objective is not %s.\n",
               word_of(what));
-    return task_fail(t, rescode::err_nonconvex);
+    return rescode::err_nonconvex;
   }
   for (int32_t k = 0; k < t.prob.numcon; ++k) {
     const prob_qterms terms = prob_getq(t.prob, k);
@@ -84,9 +84,14 @@ rescode convexity_check(task_rec& t) {
     if (is_as_needed(t, terms, wanted)) continue;
     task_echo(t, msg_kind::err, "The quadratic constraint matrix in constraint %d is not %s.\n", k,
               word_of(wanted));
-    return task_fail(t, rescode::err_nonconvex);
+    return rescode::err_nonconvex;
   }
   return rescode::ok;
+}
+
+rescode convexity_check(task_rec& t) {
+  const rescode r = convexity_find(t);
+  return r == rescode::ok ? r : task_fail(t, r);
 }
 
 int32_t ZLV_checkconvexity(ZLV_task_t task) {

@@ -61,8 +61,9 @@ rescode run_continuous(task_rec& t, const timer& clock) {
   }
   if (probtype == ZLV_PROBTYPE_MIXED) return rescode::err_mixed_problem;
   if (probtype == ZLV_PROBTYPE_CONIC || t.prob.numcone > 0) return rescode::err_inv_optimizer;
-  const bool isknown = probtype == ZLV_PROBTYPE_LO || probtype == ZLV_PROBTYPE_QO;
-  if (!isknown) return rescode::err_solver_probtype;
+  const bool isflat = probtype == ZLV_PROBTYPE_LO || probtype == ZLV_PROBTYPE_QO;
+  if (!isflat && probtype != ZLV_PROBTYPE_QCQO) return rescode::err_solver_probtype;
+  if (!isflat || optimizer == ZLV_OPTIMIZER_QCONE) return opt_runqcone(t, clock);
   const bool bi = wants_basis(t, probtype);
   if (bi) {
     if (const rescode r = sol_allocate(t, ZLV_SOL_BAS); r != rescode::ok) return r;
