@@ -5,12 +5,12 @@
 
 namespace {
 
-constexpr double serialnnz = 5e5;   // entries of the factor below which one thread solves
-constexpr int32_t numpart = 4;      // a subtree in a range has at most that part of the entries
-constexpr double wholennz = 2e5;    // a smaller factor is one range
-constexpr int32_t widefrom = 128;   // columns from which a panel of the top is cut
-constexpr int32_t widerows = 512;   // and rows
-constexpr int32_t blockcols = 128;  // of such a panel
+constexpr double serialnnz = 5e5;  // entries of the factor below which one thread solves
+constexpr int32_t numpart = 4;     // a subtree in a range has at most that part of the entries
+constexpr double wholennz = 2e5;   // a smaller factor is one range
+constexpr int32_t widefrom = 128;  // columns from which a panel of the top is cut
+constexpr int32_t widerows = 512;  // and rows
+constexpr int32_t blockcols = parblas_panelblock;  // of such a panel
 constexpr int32_t blockrows = 256;
 
 struct frontview {
@@ -183,12 +183,12 @@ void upper_wide(const pcholfac& fac, const frontview& f, kteam& team, double* v,
     const int32_t nb = std::min(blockcols, f.ncol - j), left = f.nrow - j - nb;
     const double* l = f.panel + j + j * f.ld;
     const int32_t num = count_blocks(left);
-    constexpr ptrdiff_t step = blockcols * parblas_maxrhs;
+    constexpr ptrdiff_t step = ptrdiff_t(blockcols) * parblas_maxrhs;
     kteam_share(team, num, [&](int32_t task, int32_t) {
       const int32_t r0 = task * blockrows, rows = std::min(blockrows, left - r0);
       double* sum = part + task * step;
       std::fill_n(sum, step, 0.0);
-      family.timest(nb, rows, l + nb + r0, f.ld, sum, blockcols, v + j + nb + r0, f.nrow, nrhs);
+      family.timest(nb, rows, l + nb + r0, f.ld, sum, v + j + nb + r0, f.nrow, nrhs);
     });
     for (int32_t task = 0; task < num; ++task) {
       for (int32_t r = 0; r < nrhs; ++r) {

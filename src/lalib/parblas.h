@@ -78,11 +78,11 @@ struct parblas_family {
   void (*backward)(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v,
                    ptrdiff_t ldv, int32_t nrhs) noexcept;
   // The products of such a solve alone, L2 of nrow rows: times: v2 -= L2 v1, both ldv apart; timest:
-  // v1 -= L2' v2, vectors ldv1 and ldv2 apart.
+  // v1 -= L2' v2, vectors parblas_panelblock and ldv2 apart.
   void (*times)(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, const double* v1,
                 double* v2, ptrdiff_t ldv, int32_t nrhs) noexcept;
   void (*timest)(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v1,
-                 ptrdiff_t ldv1, const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept;
+                 const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept;
 };
 
 // parblas_choose: the family for a processor type (ZLV_CPU_*) with the widest instructions that this

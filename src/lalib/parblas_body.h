@@ -571,13 +571,13 @@ void parblas_timesfn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, 
 }
 template <class F>
 void parblas_timestfn(int32_t ncol, int32_t nrow, const double* l, ptrdiff_t ld, double* v1,
-                      ptrdiff_t ldv1, const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept {
+                      const double* v2, ptrdiff_t ldv2, int32_t nrhs) noexcept {
   if (nrhs == 1) {
-    parblas_timestcols<F, 1>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+    parblas_timestcols<F, 1>(ncol, nrow, l, ld, v1, parblas_panelblock, v2, ldv2);
   } else if (nrhs == 2) {
-    parblas_timestcols<F, 2>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+    parblas_timestcols<F, 2>(ncol, nrow, l, ld, v1, parblas_panelblock, v2, ldv2);
   } else {
-    parblas_timestcols<F, 4>(ncol, nrow, l, ld, v1, ldv1, v2, ldv2);
+    parblas_timestcols<F, 4>(ncol, nrow, l, ld, v1, parblas_panelblock, v2, ldv2);
   }
 }
 

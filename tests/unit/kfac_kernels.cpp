@@ -205,10 +205,10 @@ TEST_P(ParblasFamily, ProductsEqualPlainLoops) {
       const block l(nrow, ncol, 1, 5);
       for (const int32_t nrhs : {1, 2, 4}) {
         const block v1(ncol, nrhs, nrow - ncol > 0 ? nrow - ncol : 0, 6), v2(nrow, nrhs, 3, 7);
-        block got1 = v1, got2(nrow, nrhs, v1.ld - nrow, 8), want1 = v1, want2 = got2;
+        block got1(ncol, nrhs, parblas_panelblock - ncol, 9), got2(nrow, nrhs, v1.ld - nrow, 8);
+        block want1 = got1, want2 = got2;
         family->times(ncol, nrow, l.val.data(), l.ld, v1.val.data(), got2.val.data(), v1.ld, nrhs);
-        family->timest(ncol, nrow, l.val.data(), l.ld, got1.val.data(), got1.ld, v2.val.data(),
-                       v2.ld, nrhs);
+        family->timest(ncol, nrow, l.val.data(), l.ld, got1.val.data(), v2.val.data(), v2.ld, nrhs);
         for (int32_t r = 0; r < nrhs; ++r) {
           for (int32_t j = 0; j < ncol; ++j) {
             for (int32_t i = 0; i < nrow; ++i) {
