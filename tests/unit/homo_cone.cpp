@@ -1,0 +1,83 @@
+// Identities of the kernels of one quadratic cone, for points from the middle to the boundary.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "homo/intpntcone.h"
+
+namespace {
+
+using vec = std::vector<double>;
+
+double norm(const vec& v) {
+  double sum = 0;
+  for (const double e : v) sum += e * e;
+  return std::sqrt(sum);
+}
+
+double distance(const vec& a, const vec& b) {
+  vec d(a.size());
+  for (size_t j = 0; j < a.size(); ++j) d[j] = a[j] - b[j];
+  return norm(d);
+}
+
+// A point at the given distance from the boundary; its determinant is known from how it was made.
+vec point(std::mt19937& gen, int n, double dist, double& det) {
+  std::normal_distribution<double> normal;
+  vec x(n, 0.0);
+  for (int j = 1; j < n; ++j) x[j] = normal(gen);
+  const double tail = norm(x);
+  x[0] = tail + dist;
+  det = dist * (2 * tail + dist);
+  return x;
+}
+
+TEST(IntpntCone, KernelsKeepTheirIdentities) {
+  std::mt19937 gen(7);
+  for (const double dist : {1.0, 1e-3, 1e-6}) {
+    for (int n = 1; n <= 50; n += n < 6 ? 1 : 11) {
+      SCOPED_TRACE(n);
+      double detx = 0, dets = 0, detd = 0;
+      const vec x = point(gen, n, dist, detx), s = point(gen, n, dist, dets);
+      vec w(n), lam(n), wx(n), ws(n), out(n), u(n), v(n);
+      const double eta = cone_scaling(x, s, detx, dets, w, lam);
+      const double tol = 1e-13 * w[0] * w[0];  // W^2 has a condition of w_0^4
+      cone_mulw(w, eta, x, wx);
+      cone_divw(w, eta, s, ws);
+      EXPECT_LE(distance(wx, lam), tol * norm(lam) * w[0]);
+      EXPECT_LE(distance(ws, lam), tol * norm(lam) * w[0]);
+      cone_mulw(w, eta, wx, out);
+      EXPECT_LE(distance(out, s), tol * w[0] * w[0] * norm(s));
+      cone_divw(w, eta, wx, out);
+      EXPECT_LE(distance(out, x), tol * w[0] * norm(x));
+      cone_mul(lam, x, out);
+      cone_div(lam, std::sqrt(detx * dets), out, out);
+      EXPECT_LE(distance(out, x), 1e-6 * norm(x));
+      // W^2 / eta^2 = diag(d, 1, ..) + u u' - v v'
+      const double d = cone_expand(w, u, v);
+      double ux = 0, vx = 0;
+      for (int j = 0; j < n; ++j) ux += u[j] * x[j], vx += v[j] * x[j];
+      for (int j = 0; j < n; ++j) out[j] = (j == 0 ? d : 1) * x[j] + u[j] * ux - v[j] * vx;
+      cone_mulw(w, 1, x, wx);
+      cone_mulw(w, 1, wx, wx);
+      EXPECT_LE(distance(out, wx), tol * w[0] * w[0] * norm(x));
+      EXPECT_LT(norm(v), 1);
+      // The largest step ends on the boundary, or never does.
+      vec dir = point(gen, n, -0.5, detd);
+      const double t = cone_maxstep(x, detx, dir);
+      for (int j = 0; j < n; ++j) out[j] = x[j] + t * dir[j];
+      if (std::isfinite(t)) {
+        EXPECT_LE(std::abs(cone_dist(out)), 1e-9 * norm(out) + 1e-12);
+      }
+      EXPECT_EQ(cone_maxstep(x, detx, x), std::numeric_limits<double>::infinity());
+      vec p = s;
+      cone_pushback(p, 0.5, 1.0);
+      for (int j = 0; j < n; ++j) p[j] += s[j];
+      EXPECT_GE(cone_dist(p), 0.5 - 1e-9);
+    }
+  }
+}
+
+}  // namespace
