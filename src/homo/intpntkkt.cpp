@@ -10,10 +10,11 @@ namespace {
 
 // Pivots: refinement against the true system makes good what rounding has left of small ones, so all
 // but the lost are kept.
-constexpr double pivot_lost = 1e-16;     // part of its diagonal below which a pivot is none
-constexpr double pivot_lostabs = 1e-20;  // the same, absolute
-constexpr double pivot_value = 1e-10;    // what stands in for it
-constexpr double krylov_ask = 1e-10;     // residual that plain refinement has to reach
+constexpr double pivot_lost = 1e-16;       // part of its diagonal below which a pivot is none
+constexpr double pivot_lostabs = 1e-20;    // the same, absolute
+constexpr double pivot_value = 1e-10;      // what stands in for it
+constexpr double proximal_weight = 1e-12;  // of free columns; more of it shows in the dual residual
+constexpr double krylov_ask = 1e-10;       // residual that plain refinement has to reach
 constexpr double krylov_tol = 1e-12;  // part of the residual at its start at which the second ends
 constexpr int maxrefine = 8;
 constexpr double refine_tol = 1e-14;  // residual relative to right-hand side and solution: done
@@ -112,7 +113,8 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
     (kkt.large[k] < 0 ? fill_small : fill_large)(kkt, scal, k);
   }
   kktfac_regul own;
-  own.regcol = own.regrow = kkt.proximal = regul;
+  own.regcol = own.regrow = regul;
+  kkt.proximal = proximal_weight;
   own.pivrel = pivot_lost;
   own.dynthr = pivot_lostabs;
   own.dynval = pivot_value;
