@@ -33,7 +33,7 @@ struct hs_settings {
   int32_t maxiter = 400;
   bool diffstep = true;  // primal and dual steps may differ
   bool constantstart = false;
-  bool useregul = true;  // regularization levels above the first are allowed
+  bool useregul = true;   // regularization levels above the first are allowed
   int32_t numcenter = 0;  // conic: steps to the central path behind an optimum, see intpnt_center
   double gapmore = 1;     // conic: an optimum is worth going on from down to this part of tolrelgap
   hs_scaling scaling = hs_scaling::free;
