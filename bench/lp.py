@@ -179,7 +179,7 @@ def highs_one(path, limit, crossover, method="ipm"):
     objective = sign * r["fun"] + m.const if status == "optimal" else None
     sys.stdout.flush()
     print("\n" + json.dumps({"status": status, "seconds": seconds, "objective": objective,
-                             "iterations": int(r.get("ipm_nit", 0))}))
+                             "iterations": int(r.get("simplex_nit" if method == "simplex" else "ipm_nit", 0))}))
 
 
 def available(names):

@@ -85,8 +85,8 @@ def run_highs(args, path):
                str(args.limit)]
     _, out, _, _, _ = lp.run(command, args.limit + 30.0)  # reading is Python's, and slow
     try:
-        return json.loads(out)
-    except ValueError:
+        return json.loads(out.strip().splitlines()[-1])
+    except (ValueError, IndexError):
         return {"status": "none", "seconds": None, "objective": None, "iterations": None}
 
 
@@ -320,7 +320,7 @@ def main():
     args = parser.parse_args()
     args.methods = [m for m in args.methods.split(",") if m in METHODS]
     if args.highs_one:
-        lp.highs_one(args.highs_one, args.limit, "highs-ds")
+        lp.highs_one(args.highs_one, args.limit, False, "simplex")
         return 0
     if args.hot_one:
         hot_one(args, args.hot_one, args.methods[0])
