@@ -111,7 +111,9 @@ TEST(ManySolves, LeaveNoMemoryBehind) {
     }
   }
   EXPECT_EQ(counted.numlive, live);
-  EXPECT_LE(mallinfo2().uordblks, inuse + 4096);  // nothing past the allocator given either
+  // Nothing past the allocator given either: less than a byte a solve, which the caches of malloc, that
+  // count as in use, may come to.
+  EXPECT_LE(mallinfo2().uordblks, inuse + numsolve);
 }
 
 TEST(ManySolves, OfOneTaskKeepItsMemory) {
