@@ -102,17 +102,13 @@ double cone_maxstep(std::span<const double> x, double detx, std::span<const doub
   return c / (-b + std::sqrt(disc));
 }
 
-double cone_expand(std::span<const double> w, std::span<double> u, std::span<double> v) {
-  const double q = 2 * w[0] * w[0] - 1, d = 1 / (2 * q);
-  const double head = std::sqrt(q - d);
-  const double fu = 2 * w[0] / head, fv = std::sqrt(2 * (2 + 1 / q) / (2 * q - 1 / q));
-  u[0] = head;
-  v[0] = 0;
-  for (size_t j = 1; j < w.size(); ++j) {
-    u[j] = fu * w[j];
-    v[j] = fv * w[j];
-  }
-  return d;
+cone_frame cone_expand(std::span<const double> w, std::span<double> dir) {
+  const double norm = norm_tail(w), root = std::hypot(w[0], norm);
+  dir[0] = 0;
+  for (size_t j = 1; j < w.size(); ++j) dir[j] = norm > 0 ? w[j] / norm : 0;
+  if (norm == 0) dir[1] = 1;
+  const double cosine = w[0] / root, sine = norm / root;
+  return {root, 2 * cosine * sine, cosine, sine};
 }
 
 void cone_rotate(double& z0, double& z1) {

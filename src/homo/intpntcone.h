@@ -40,9 +40,14 @@ void cone_pushback(std::span<double> p, double lower, double upper);
 // cone_maxstep: largest t with x + t d in Q, infinity when there is none; det x > 0 given.
 double cone_maxstep(std::span<const double> x, double detx, std::span<const double> d);
 
-// cone_expand: W^2 / eta^2 = diag(d, 1, ..., 1) + u u' - v v' with v_0 = 0, d > 0 returned, and
-// v'v < 1, so that the system with u and v taken out as unknowns of their own is quasi-definite.
-double cone_expand(std::span<const double> w, std::span<double> u, std::span<double> v);
+// cone_expand: the sparse form of a cone of two or more members. With dir = (0, w_1 / |w_1|),
+// P = I - e e' - dir dir' and T = [1/root, -kappa root; 0, root],
+//   eta^2 W^-2 = P + [e dir] T T' [e dir]',  eta T = W^-1 [e dir] [cosine, -sine; sine, cosine]
+// where nothing cancels: all of what makes W^-2 large or small stands in two columns.
+struct cone_frame {
+  double root = 1, kappa = 0, cosine = 1, sine = 0;
+};
+cone_frame cone_expand(std::span<const double> w, std::span<double> dir);
 
 // cone_rotate: (z_0, z_1) = ((z_0 + z_1), (z_0 - z_1)) / sqrt(2): its own inverse; takes the rotated
 // cone 2 z_0 z_1 >= |z_2|^2 to Q and back.

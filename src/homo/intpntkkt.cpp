@@ -41,9 +41,7 @@ void expand_large(intpnt_kkt& kkt, const intpnt_scal& scal) {
   for (int32_t k = 0; k < data.numcone(); ++k) {
     if (kkt.large[k] < 0) continue;
     const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
-    const double d =
-        cone_expand(part(scal.w, first, last), part(kkt.u, first, last), part(kkt.v, first, last));
-    kkt.root[first] = std::sqrt(d);
+    kkt.frame[kkt.large[k]] = cone_expand(part(scal.w, first, last), part(kkt.dir, first, last));
   }
 }
 
@@ -82,11 +80,23 @@ void fill_scaled(intpnt_kkt& kkt, int32_t j, double factor) {
 }
 
 void fill_large(intpnt_kkt& kkt, const intpnt_scal& scal, int32_t k) {
+  const spmat& a = kkt.data.lp.a;
   const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
+  const cone_frame& frame = kkt.frame[kkt.large[k]];
+  const double inveta = 1 / scal.eta[k];
+  fill_scaled(kkt, first, inveta / frame.root);
+  for (int32_t j = first + 1; j < last; ++j) {
+    fill_scaled(kkt, j, inveta);
+    kkt.b.val[kkt.b.ptr[j + 1] - 1] = kkt.dir[j];
+  }
+  const int32_t own = kkt.data.lp.n + kkt.large[k];
+  for (ptrdiff_t p = kkt.b.ptr[own]; p < kkt.b.ptr[own + 1]; ++p) kkt.along[kkt.b.sub[p]] = 0;
   for (int32_t j = first; j < last; ++j) {
-    fill_scaled(kkt, j, 1 / (kkt.root[j] * scal.eta[k]));
-    kkt.b.val[kkt.b.ptr[j + 1] - 1] = kkt.u[j] / kkt.root[j];
-    if (j > first) kkt.h.val[kkt.h.ptr[j]] = kkt.v[j] / kkt.root[j];
+    const double factor = j == first ? -frame.kappa : kkt.dir[j];
+    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) kkt.along[a.sub[p]] += factor * a.val[p];
+  }
+  for (ptrdiff_t p = kkt.b.ptr[own]; p < kkt.b.ptr[own + 1]; ++p) {
+    kkt.b.val[p] = inveta * frame.root * kkt.along[kkt.b.sub[p]];
   }
 }
 
@@ -123,10 +133,17 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
 
 namespace {
 
-// Right-hand side of the system from that of the scaled variables. Of a large cone's members it is
-// W r1t / (eta root).
-void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
-              std::span<const double> r2) {
+// Takes the part along dir out of the tail of a large cone's members of z. Returns it.
+double take_along(const intpnt_kkt& kkt, int32_t k, std::span<double> z) {
+  const int32_t first = kkt.data.conebeg[k] + 1, last = kkt.data.conebeg[k + 1];
+  double sum = 0;
+  for (int32_t j = first; j < last; ++j) sum += kkt.dir[j] * z[j];
+  for (int32_t j = first; j < last; ++j) z[j] -= sum * kkt.dir[j];
+  return sum;
+}
+
+// Right-hand side of the system from that of the scaled variables; of a large cone in its frame.
+void make_rhs(intpnt_kkt& kkt, std::span<const double> r1t, std::span<const double> r2) {
   const intpnt_data& data = kkt.data;
   const int32_t next = kkt.b.ncol;
   std::copy(r1t.begin(), r1t.end(), kkt.rhs.begin());
@@ -135,33 +152,36 @@ void make_rhs(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> 
   std::fill(kkt.rhs.begin() + next + data.lp.m, kkt.rhs.end(), 0.0);
   for (int32_t k = 0; k < data.numcone(); ++k) {
     if (kkt.large[k] < 0) continue;
-    const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
-    const std::span<double> z = part(kkt.rhs, first, last);
-    cone_mulw(part(scal.w, first, last), 1, z, z);
-    for (int32_t j = first; j < last; ++j) kkt.rhs[j] /= kkt.root[j];
+    const int32_t first = data.conebeg[k];
+    const cone_frame& frame = kkt.frame[kkt.large[k]];
+    const double head = kkt.rhs[first], tail = take_along(kkt, k, kkt.rhs);
+    kkt.rhs[first] = frame.cosine * head + frame.sine * tail;
+    kkt.rhs[data.lp.n + kkt.large[k]] = frame.cosine * tail - frame.sine * head;
   }
 }
 
 // xt and y from the solution of the system.
-void take_solution(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<double> xt,
-                   std::span<double> y) {
+void take_solution(intpnt_kkt& kkt, std::span<double> xt, std::span<double> y) {
   const intpnt_data& data = kkt.data;
   std::copy_n(kkt.rhs.begin() + kkt.b.ncol, data.lp.m, y.begin());
   std::copy_n(kkt.rhs.begin(), data.lp.n, xt.begin());
   for (int32_t k = 0; k < data.numcone(); ++k) {
     if (kkt.large[k] < 0) continue;
     const int32_t first = data.conebeg[k], last = data.conebeg[k + 1];
-    const std::span<double> x = part(xt, first, last);
-    for (int32_t j = first; j < last; ++j) xt[j] /= kkt.root[j];
-    cone_mulw(part(scal.w, first, last), 1, x, x);
+    const cone_frame& frame = kkt.frame[kkt.large[k]];
+    take_along(kkt, k, xt);
+    const double head = xt[first], other = kkt.rhs[data.lp.n + kkt.large[k]];
+    const double tail = frame.sine * head + frame.cosine * other;
+    xt[first] = frame.cosine * head - frame.sine * other;
+    for (int32_t j = first + 1; j < last; ++j) xt[j] += tail * kkt.dir[j];
   }
 }
 
-void solve_raw(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const double> r1t,
-               std::span<const double> r2, std::span<double> xt, std::span<double> y) {
-  make_rhs(kkt, scal, r1t, r2);
+void solve_raw(intpnt_kkt& kkt, std::span<const double> r1t, std::span<const double> r2,
+               std::span<double> xt, std::span<double> y) {
+  make_rhs(kkt, r1t, r2);
   kktfac_solve(*kkt.fac, kkt.rhs, 1);
-  take_solution(kkt, scal, xt, y);
+  take_solution(kkt, xt, y);
 }
 
 double relative(double residual, double size) {
@@ -230,7 +250,7 @@ double refine(intpnt_kkt& kkt, const intpnt_scal& scal, const kkt_rhs& rhs,
     }
     if (round == maxrefine || !(now > refine_tol) || now > refine_gain * before) return now;
     before = now;
-    solve_raw(kkt, scal, kkt.e1, kkt.e2, kkt.cx, kkt.cy);
+    solve_raw(kkt, kkt.e1, kkt.e2, kkt.cx, kkt.cy);
     add_correction(kkt, 1, point);
   }
 }
@@ -297,7 +317,7 @@ void krylov(intpnt_kkt& kkt, const intpnt_scal& scal, const kkt_point& point) {
     const std::span<double> z = corr(num), next = vec(num + 1);
     const std::span<double> zx = z.first(size_t(n)), zy = z.subspan(size_t(n));
     give_residual(kkt, vec(num));
-    solve_raw(kkt, scal, kkt.e1, kkt.e2, zx, zy);
+    solve_raw(kkt, kkt.e1, kkt.e2, zx, zy);
     residual(kkt, scal, kkt.zero1, kkt.zero2, zx, zy, kkt.cx);
     take_residual(kkt, -1, next);
     for (int i = 0; i <= num; ++i) {
@@ -329,7 +349,7 @@ double intpnt_kktsolve(intpnt_kkt& kkt, const intpnt_scal& scal, std::span<const
                        std::span<double> aty) {
   const kkt_rhs rhs{r1t, r2};
   const kkt_point point{xt, y, aty};
-  solve_raw(kkt, scal, r1t, r2, xt, y);
+  solve_raw(kkt, r1t, r2, xt, y);
   const double now = refine(kkt, scal, rhs, point);
   if (!(now > krylov_ask)) return now;
   krylov(kkt, scal, point);

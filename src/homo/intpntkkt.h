@@ -7,9 +7,10 @@
 // is factorized as a quasi-definite system. Forming B by the product form of W, never W^2, keeps the
 // small eigenvalues of the scaling.
 // - A small cone gets the union of its columns' patterns in each of its columns of B.
-// - A large cone keeps the pattern of A: it is scaled by a diagonal alone, and the rest of
-//   W^2 = eta^2 (D + u u' - v v') goes into one more row (u) and one more column (v) with unit
-//   diagonals.
+// - A large cone keeps the pattern of A in its columns: the tail has the weights 1 / eta with its part
+//   along w_1 taken out by one more row, and the plane of the head and w_1 stands in the head's column
+//   and one more (cone_expand). That column is dense and keeps out of the elimination of columns, the
+//   row comes behind it, where its pivot is at least 1/2.
 // Refinement is for both blocks together and against the system without regularization: taking xt
 // from y would multiply the rounding of y by W^-2.
 // Vanderbei, "Symmetric quasidefinite matrices", SIAM J. Optim. 5 (1995); Andersen, Roos, Terlaky,
@@ -24,6 +25,7 @@
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
 #include "homo/homprob.h"
+#include "homo/intpntcone.h"
 #include "kfac/kktfac.h"
 
 // The problem of the iteration: all cones quadratic, columns of cones after all others.
@@ -54,8 +56,8 @@ constexpr int intpnt_maxkrylov = 12;  // most corrections that intpnt_kktsolve c
 struct intpnt_kkt {
   const intpnt_data& data;
   kktfac_ptr fac;
-  spmat b;  // B: A with its columns transformed; a row for u of each large cone behind
-  spmat h;  // the lower triangle that holds v; a column for each large cone behind
+  spmat b;  // B: A with its columns transformed; a row and a column for each large cone behind
+  spmat h;  // no entries
   int32_t numlarge = 0;
   // Weight of the step in free columns, part of the system: where nothing else holds them they would
   // drift away. Pougkakiotis, Gondzio, "An interior point-proximal method of multipliers for convex
@@ -63,11 +65,12 @@ struct intpnt_kkt {
   double proximal = 0;
   mm_vector<int32_t> large;  // number of each cone among the large ones, or -1
   mm_vector<int32_t> local;  // entry of A in a small cone: its place in B's column
-  mm_vector<double> root;    // n: of members of large cones: square root of D
-  mm_vector<double> u, v;    // n: likewise
-  mm_vector<double> d, e;    // diagonals, extended
-  mm_vector<double> rhs;     // extended
-  mm_vector<double> along;   // rows of the widest small cone
+  mm_vector<kktfac_border> border;
+  mm_vector<double> dir;        // n: of members of large cones: direction of w_1
+  mm_vector<cone_frame> frame;  // of each large cone
+  mm_vector<double> d, e;       // diagonals, extended
+  mm_vector<double> rhs;        // extended
+  mm_vector<double> along;      // m
   mm_vector<double> x, e1, e2, cx, cy, zero1, zero2;
   mm_vector<double> krylov;  // residuals and corrections of intpnt_kktsolve, side by side
   intpnt_kkt(const intpnt_data& problem, memman& mman);

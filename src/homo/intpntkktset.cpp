@@ -35,12 +35,16 @@ void choose_forms(intpnt_kkt& kkt, mm_vector<int32_t>& rows) {
   }
 }
 
-// Columns of a small cone in b: each has the rows of all. Gives their number.
-size_t add_small(intpnt_kkt& kkt, int32_t k, std::span<int32_t> place, mm_vector<int32_t>& rows) {
-  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
-  rows.assign(kkt.data.lp.a.sub.begin() + kkt.data.lp.a.ptr[first],
-              kkt.data.lp.a.sub.begin() + kkt.data.lp.a.ptr[last]);
+void rows_of(const intpnt_data& data, int32_t k, mm_vector<int32_t>& rows) {
+  const spmat& a = data.lp.a;
+  rows.assign(a.sub.begin() + a.ptr[data.conebeg[k]], a.sub.begin() + a.ptr[data.conebeg[k + 1]]);
   sort_unique(rows);
+}
+
+// Columns of a small cone in b: each has the rows of all.
+void add_small(intpnt_kkt& kkt, int32_t k, std::span<int32_t> place, mm_vector<int32_t>& rows) {
+  const int32_t first = kkt.data.conebeg[k], last = kkt.data.conebeg[k + 1];
+  rows_of(kkt.data, k, rows);
   for (size_t r = 0; r < rows.size(); ++r) place[rows[r]] = int32_t(r);
   for (ptrdiff_t p = kkt.data.lp.a.ptr[first]; p < kkt.data.lp.a.ptr[last]; ++p) {
     kkt.local[p] = place[kkt.data.lp.a.sub[p]];
@@ -48,45 +52,41 @@ size_t add_small(intpnt_kkt& kkt, int32_t k, std::span<int32_t> place, mm_vector
   for (int32_t j = first; j < last; ++j) {
     kkt.b.sub.insert(kkt.b.sub.end(), rows.begin(), rows.end());
     close_column(kkt.b);
-    close_column(kkt.h);
   }
-  return rows.size();
 }
 
-// Column j of b as that of A; a member of a large cone meets its row of u and its column of v too.
-void add_column(intpnt_kkt& kkt, int32_t j, int32_t large, bool hasv) {
+// Column j of b as that of A; in the tail of a large cone it has an entry in the cone's own row.
+void add_column(intpnt_kkt& kkt, int32_t j, int32_t large) {
   kkt.b.sub.insert(kkt.b.sub.end(), kkt.data.lp.a.sub.begin() + kkt.data.lp.a.ptr[j],
                    kkt.data.lp.a.sub.begin() + kkt.data.lp.a.ptr[j + 1]);
   if (large >= 0) kkt.b.sub.push_back(kkt.data.lp.m + large);
-  if (hasv) kkt.h.sub.push_back(kkt.data.lp.n + large);
   close_column(kkt.b);
-  close_column(kkt.h);
 }
 
 void make_columns(intpnt_kkt& kkt, mm_vector<int32_t>& rows) {
   const intpnt_data& data = kkt.data;
   mm_vector<int32_t> place(size_t(data.lp.m), 0, rows.get_allocator());
-  size_t widest = 0;
   kkt.local.assign(data.lp.a.sub.size(), 0);
   kkt.b.ptr.push_back(0);
-  kkt.h.ptr.push_back(0);
-  for (int32_t j = 0; j < data.numlin; ++j) add_column(kkt, j, -1, false);
+  for (int32_t j = 0; j < data.numlin; ++j) add_column(kkt, j, -1);
   for (int32_t k = 0; k < data.numcone(); ++k) {
     if (kkt.large[k] < 0) {
-      widest = std::max(widest, add_small(kkt, k, place, rows));
+      add_small(kkt, k, place, rows);
       continue;
     }
-    for (int32_t j = data.conebeg[k]; j < data.conebeg[k + 1]; ++j) {
-      add_column(kkt, j, kkt.large[k], j > data.conebeg[k]);
-    }
+    const int32_t first = data.conebeg[k], own = kkt.large[k];
+    for (int32_t j = first; j < data.conebeg[k + 1]; ++j) add_column(kkt, j, j > first ? own : -1);
   }
-  for (int32_t l = 0; l < kkt.numlarge; ++l) {
+  for (int32_t k = 0; k < data.numcone(); ++k) {
+    if (kkt.large[k] < 0) continue;
+    rows_of(data, k, rows);
+    kkt.b.sub.insert(kkt.b.sub.end(), rows.begin(), rows.end());
     close_column(kkt.b);
-    close_column(kkt.h);
+    kkt.border.push_back({data.lp.n + kkt.large[k], data.lp.m + kkt.large[k], data.conebeg[k]});
   }
   kkt.b.nrow = data.lp.m + kkt.numlarge;
   kkt.b.ncol = kkt.h.nrow = kkt.h.ncol = data.lp.n + kkt.numlarge;
-  kkt.along.assign(widest, 0.0);
+  kkt.h.ptr.assign(size_t(kkt.b.ncol) + 1, 0);
 }
 
 }  // namespace
@@ -97,13 +97,13 @@ intpnt_kkt::intpnt_kkt(const intpnt_data& problem, memman& mman)
       h(mm_at(mman)),
       large(size_t(problem.numcone()), -1, mm_at(mman)),
       local(mm_at(mman)),
-      root(size_t(problem.lp.n), 1.0, mm_at(mman)),
-      u(size_t(problem.lp.n), 0.0, mm_at(mman)),
-      v(size_t(problem.lp.n), 0.0, mm_at(mman)),
+      border(mm_at(mman)),
+      dir(size_t(problem.lp.n), 0.0, mm_at(mman)),
+      frame(mm_at(mman)),
       d(mm_at(mman)),
       e(mm_at(mman)),
       rhs(mm_at(mman)),
-      along(mm_at(mman)),
+      along(size_t(problem.lp.m), 0.0, mm_at(mman)),
       x(size_t(problem.lp.n), 0.0, mm_at(mman)),
       e1(size_t(problem.lp.n), 0.0, mm_at(mman)),
       e2(size_t(problem.lp.m), 0.0, mm_at(mman)),
@@ -117,9 +117,9 @@ intpnt_kkt::intpnt_kkt(const intpnt_data& problem, memman& mman)
   make_columns(*this, rows);
   const int32_t n = b.ncol, m = b.nrow;
   d.assign(n, 1.0);
-  e.assign(m, 1.0);
+  e.assign(m, 0.0);
   for (const int32_t j : data.lp.fcol) d[j] = 0;
-  std::fill(e.begin(), e.begin() + data.lp.m, 0.0);
+  frame.resize(numlarge);
   krylov.assign((2 * intpnt_maxkrylov + 1) * (size_t(data.lp.n) + data.lp.m), 0.0);
   rhs.assign(size_t(n) + m, 0.0);
   fac = kktfac_make(kktfac_kind::sqd, m, n, mman);
@@ -129,5 +129,6 @@ rescode intpnt_kktsetup(intpnt_kkt& kkt, const kktfac_settings& set, const monit
                         const monitor& orderlog) {
   kktfac_inaij(*kkt.fac, spmat_look(kkt.b));
   kktfac_inqij(*kkt.fac, spmat_look(kkt.h));
+  kktfac_inborder(*kkt.fac, kkt.border);
   return kktfac_autosetup(*kkt.fac, set, mon, orderlog);
 }

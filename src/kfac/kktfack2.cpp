@@ -29,7 +29,8 @@ void check_input(const kktfac& fac) {
 
 rescode make_plan(const kktfac& fac, const kktfac_settings& set, int32_t form,
                   const monitor& orderlog, sqdplan& plan) {
-  return sqdplan_make(fac.a, fac.h, form, {set.ordermethod, set.offcoltrh}, orderlog, plan);
+  return sqdplan_make(fac.a, fac.h, form, {set.ordermethod, set.offcoltrh, fac.border}, orderlog,
+                      plan);
 }
 
 // The cheaper form, with some favour for the first.
@@ -107,6 +108,12 @@ void kktfac_inqij(kktfac& fac, const spmat_view& h) {
   if (fac.kind != kktfac_kind::sqd) fault_raise(fault_here(), "ADAT and big system mix");
   fac.h = h;
   fac.hash = true;
+  fac.isset = fac.isfactored = false;
+}
+
+void kktfac_inborder(kktfac& fac, std::span<const kktfac_border> list) {
+  check_kind(fac, "wrong factor type");
+  fac.border.assign(list.begin(), list.end());
   fac.isset = fac.isfactored = false;
 }
 

@@ -16,6 +16,7 @@ struct kktfac {
   memman* mman;
   spmat_view a;
   spmat_view h;  // of the quasi-definite kind: the lower triangle
+  mm_vector<kktfac_border> border;
   bool hasa = false, hash = false;
   int32_t bigform = 0;  // 1 or 2 once it is chosen
   bool isset = false, isfactored = false;
@@ -43,6 +44,7 @@ struct kktfac {
         numrow(m),
         numcol(n),
         mman(&mm),
+        border(mm_at(mm)),
         sym(mm_at(mm)),
         sched(mm_at(mm)),
         form(mm_at(mm)),

@@ -12,10 +12,12 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "cpub/memman.h"
 #include "cpub/monitor.h"
 #include "cpub/spmat.h"
+#include "kfac/kktfac.h"
 #include "kfac/sorder1.h"
 
 struct sqdplan {
@@ -37,9 +39,11 @@ struct sqdplan {
 //   h            n x n, lower triangle by columns, diagonal entries optional
 //   ordermethod  ZLV_ORDER_METHOD_*
 //   offcoltrh    threshold of the dense-column rule
+//   border       columns that are nodes, and rows that wait for them
 // Returns ok or a termination code of the monitor.
 struct sqdplan_settings {
   int32_t ordermethod = 0, offcoltrh = 40;
+  std::span<const kktfac_border> border = {};
 };
 rescode sqdplan_make(const spmat_view& a, const spmat_view& h, int32_t form,
                      const sqdplan_settings& set, const monitor& orderlog, sqdplan& plan);

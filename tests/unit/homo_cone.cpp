@@ -41,7 +41,7 @@ TEST(IntpntCone, KernelsKeepTheirIdentities) {
       SCOPED_TRACE(n);
       double detx = 0, dets = 0, detd = 0;
       const vec x = point(gen, n, dist, detx), s = point(gen, n, dist, dets);
-      vec w(n), lam(n), wx(n), ws(n), out(n), u(n), v(n);
+      vec w(n), lam(n), wx(n), ws(n), out(n), u(n);
       const double eta = cone_scaling(x, s, detx, dets, w, lam);
       const double tol = 1e-13 * w[0] * w[0];  // W^2 has a condition of w_0^4
       cone_mulw(w, eta, x, wx);
@@ -55,15 +55,19 @@ TEST(IntpntCone, KernelsKeepTheirIdentities) {
       cone_mul(lam, x, out);
       cone_div(lam, std::sqrt(detx * dets), out, out);
       EXPECT_LE(distance(out, x), 1e-6 * norm(x));
-      // W^2 / eta^2 = diag(d, 1, ..) + u u' - v v'
-      const double d = cone_expand(w, u, v);
-      double ux = 0, vx = 0;
-      for (int j = 0; j < n; ++j) ux += u[j] * x[j], vx += v[j] * x[j];
-      for (int j = 0; j < n; ++j) out[j] = (j == 0 ? d : 1) * x[j] + u[j] * ux - v[j] * vx;
-      cone_mulw(w, 1, x, wx);
-      cone_mulw(w, 1, wx, wx);
-      EXPECT_LE(distance(out, wx), tol * w[0] * w[0] * norm(x));
-      EXPECT_LT(norm(v), 1);
+      // W^-1 in its frame: [e dir] turned by the rotation, then W^-1, are the columns of T.
+      if (n > 1) {
+        const cone_frame f = cone_expand(w, u);
+        vec head(n), other(n);
+        for (int j = 0; j < n; ++j) head[j] = f.sine * u[j], other[j] = f.cosine * u[j];
+        head[0] = f.cosine, other[0] = -f.sine;
+        cone_divw(w, 1, head, wx);
+        cone_divw(w, 1, other, ws);
+        for (int j = 0; j < n; ++j) wx[j] -= j == 0 ? 1 / f.root : 0;
+        for (int j = 0; j < n; ++j) ws[j] -= j == 0 ? -f.kappa * f.root : f.root * u[j];
+        EXPECT_LE(norm(wx), 1e-13 * w[0]);
+        EXPECT_LE(norm(ws), 1e-13 * w[0]);
+      }
       // The largest step ends on the boundary, or never does.
       vec dir = point(gen, n, -0.5, detd);
       const double t = cone_maxstep(x, detx, dir);
