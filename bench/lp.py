@@ -16,79 +16,28 @@ MiB is the peak of resident memory, of which this script's own 10 or so are the 
 Exit code 1 when an instance does not pass.
 """
 import argparse
-import csv
 import importlib.util
 import json
 import math
 import os
 import re
 import shutil
-import signal
-import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import common  # noqa: E402
+from common import aligned, geometric, relative, run, show  # noqa: E402
 
-GRACE = 10.0  # seconds past the limit after which a run is ended from outside
-SHIFT = 0.01  # seconds added before a geometric mean of times, so that tiny ones don't rule it
 EXPECTED = {"optimal": ("optimal",), "primal infeasible": ("primal", "infeas"),
             "dual infeasible": ("dual", "infeas")}
 
 
-def run(command, limit):
-    """Runs command; gives (exit code or None when ended, output, errors, seconds, peak KiB)."""
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-        start = time.perf_counter()
-        child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=out, stderr=err)
-        stopped = False
-        while True:
-            pid, status, usage = os.wait4(child.pid, os.WNOHANG)
-            seconds = time.perf_counter() - start
-            if pid:
-                break
-            if seconds > limit + GRACE and not stopped:
-                child.send_signal(signal.SIGKILL)
-                stopped = True
-            time.sleep(0.001 if seconds < 0.1 else 0.01)
-        child.returncode = os.waitstatus_to_exitcode(status)
-        texts = []
-        for f in (out, err):
-            f.seek(0)
-            texts.append(f.read().decode(errors="replace"))
-        return (None if stopped else child.returncode, *texts, seconds, usage.ru_maxrss)
-
-
-def relative(value, reference):
-    if value is None or reference is None:
-        return None
-    return abs(value - reference) / max(1.0, abs(reference))
-
-
 def run_zalvo(args, path):
-    command = [args.zalvo, "--json", "--time-limit", str(args.limit), "--threads",
-               str(args.threads)]
-    if not args.basis:
-        command += ["-p", "ZLV_IPAR_INTPNT_BASIS=ZLV_BI_NEVER"]
-    for setting in args.p:
-        command += ["-p", setting]
-    code, out, err, seconds, peak = run(command + [path], args.limit)
-    row = {"exit": code, "seconds": seconds, "peak": peak}
-    if code is None:
-        row["status"] = "ended after the limit"
+    options = [] if args.basis else ["-p", "ZLV_IPAR_INTPNT_BASIS=ZLV_BI_NEVER"]
+    row = common.run_zalvo(args, path, options)
+    if "solve" not in row:
         return row
-    try:
-        answer = json.loads(out)
-    except ValueError:
-        row["status"] = "no result: " + (err.strip().splitlines() or ["exit %s" % code])[-1][:60]
-        return row
-    row.update(
-        status=answer["solution_status"] or "", rows=answer["rows"], cols=answer["cols"],
-        response=answer["response"], objective=answer["objective"],
-        pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
-        iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"],
-        presolve=answer["seconds"]["presolve"])
     if args.basis:
         row["phases"] = phase_times(args, path)
     else:
@@ -192,10 +141,6 @@ def available(names):
     return found
 
 
-def show(value, form):
-    return "-" if value is None else form % value
-
-
 def table(rows, peers):
     head = ["instance", "rows", "cols", "status", "obj.err", "pinf", "dinf", "iter", "sec",
             "opt.sec", "MiB"]
@@ -215,18 +160,6 @@ def table(rows, peers):
                      "%.0f" % (q["peak"] / 1024)]
         lines.append(line + [r["fault"] or "ok"])
     return lines
-
-
-def aligned(lines):
-    width = [max(len(str(line[k])) for line in lines) for k in range(len(lines[0]))]
-    for line in lines:
-        cells = [str(c).ljust(w) if k in (0, 3) else str(c).rjust(w)
-                 for k, (c, w) in enumerate(zip(line[:-1], width))]
-        yield "  ".join(cells + [str(line[-1])])
-
-
-def geometric(values):
-    return math.exp(sum(math.log(v + SHIFT) for v in values) / len(values)) - SHIFT
 
 
 def summary(rows, peers, tol):
@@ -297,9 +230,7 @@ def main():
         return 2
     peers = available([p for p in args.peers.split(",") if p])
     kinds = args.kinds.split(",")
-    with open(os.path.join(args.data, "INDEX.tsv"), newline="") as f:
-        index = [e for e in csv.DictReader(f, delimiter="\t", quoting=csv.QUOTE_NONE)
-                 if e["kind"] in kinds and (not args.names or e["name"] in args.names)]
+    index = common.index_of(args.data, kinds, args.names)
     unknown = set(args.names) - {e["name"] for e in index}
     if unknown or not index:
         print("not in the index: " + (" ".join(sorted(unknown)) or args.kinds), file=sys.stderr)
@@ -321,8 +252,7 @@ def main():
     print("\n".join(aligned(lines)))
     print("\n".join(summary(rows, peers, args.tol)))
     if args.tsv:
-        with open(args.tsv, "w", newline="") as f:
-            csv.writer(f, delimiter="\t", lineterminator="\n").writerows(lines)
+        common.write_tsv(args.tsv, lines)
     return any(r["fault"] for r in rows)
 
 

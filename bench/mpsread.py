@@ -11,7 +11,7 @@ INF = math.inf
 
 class Model:
     """min or max c'x + x'Qx/2 + const, rowlo <= A x <= rowup, collo <= x <= colup; A as triplets, Q
-    as triplets of one triangle."""
+    as triplets of one triangle; x[members] in each cone of cones, given as (QUAD or RQUAD, members)."""
 
     def __init__(self):
         self.name = ""
@@ -23,6 +23,7 @@ class Model:
         self.ai, self.aj, self.av = [], [], []
         self.rowlo, self.rowup = [], []
         self.qi, self.qj, self.qv = [], [], []
+        self.cones = []
 
 
 def open_text(path):
@@ -58,6 +59,10 @@ def _split_blanks(line, section):
     f = line.split()
     if section == "ROWS":
         return [f[0], f[1]]
+    if section == "CSECTION":
+        if len(f) != 1:
+            raise ValueError(line)
+        return f
     if section == "BOUNDS":
         if f[0] in ("FR", "MI", "PL", "BV"):  # no number needed; the vector's name may be missing
             return [f[0], f[1] if len(f) > 2 else "", f[2] if len(f) > 2 else f[1], "", ""]
@@ -79,6 +84,8 @@ def _split_columns(line, section):
          line[39:47].rstrip(), line[49:61].strip()]
     if section == "ROWS":
         return f[:2]
+    if section == "CSECTION":
+        return f[1:2]
     if section == "BOUNDS":
         return f[:4]
     return f if f[4] else f[:4]
@@ -109,6 +116,10 @@ def _read(lines, split):
                 m.maximize = f[1].upper().startswith("MAX")
             elif section == "ENDATA":
                 break
+            elif section == "QSECTION" and (len(f) == 1 or f[1] == obj):
+                section = "QUADOBJ"
+            elif section == "CSECTION":
+                m.cones.append((f[-1].upper(), []))
             elif section not in ("ROWS", "COLUMNS", "RHS", "RANGES", "BOUNDS", "OBJSENSE",
                                  "QUADOBJ", "QMATRIX"):
                 raise NotImplementedError("section " + section)
@@ -117,7 +128,9 @@ def _read(lines, split):
             m.maximize = line.strip().upper().startswith("MAX")
             continue
         f = split(line, section)
-        if section in ("QUADOBJ", "QMATRIX"):
+        if section == "CSECTION":
+            m.cones[-1][1].append(m.cols[f[0]])
+        elif section in ("QUADOBJ", "QMATRIX"):
             i = m.cols[f[1]]
             for name, value in pairs(f):
                 j = m.cols[name]

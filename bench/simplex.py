@@ -15,7 +15,6 @@ relative to the first one's.
 Exit code 1 when an instance does not pass.
 """
 import argparse
-import csv
 import ctypes
 import json
 import os
@@ -26,6 +25,7 @@ import statistics
 import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import common  # noqa: E402
 import lp  # noqa: E402
 
 METHODS = {"dual": "dual_simplex", "primal": "primal_simplex"}
@@ -39,7 +39,7 @@ def run_zalvo(args, path, method):
                "--time-limit", str(args.limit)]
     for setting in args.p:
         command += ["-p", setting]
-    code, out, err, seconds, _ = lp.run(command + [path], args.limit)
+    code, out, err, seconds, _ = common.run(command + [path], args.limit)
     row = {"seconds": seconds, "status": "ended after the limit", "iterations": None,
            "solve": None, "objective": None}
     if code is None:
@@ -57,7 +57,7 @@ def run_zalvo(args, path, method):
 
 def run_clp(args, path, method):
     command = ["clp", path, "-seconds", str(args.limit), "-" + method + "simplex"]
-    _, out, _, seconds, _ = lp.run(command, args.limit)
+    _, out, _, seconds, _ = common.run(command, args.limit)
     found = re.findall(r"^Optimal objective +(\S+) - +(\d+) iterations", out, re.M)
     proven = re.search(r"^(?:Clp0\S* )?(Primal|Dual) ?infeasible", out, re.M | re.I)
     counts = re.findall(r"- (\d+) iterations", out)
@@ -68,10 +68,10 @@ def run_clp(args, path, method):
 
 def run_glpk(args, path, method):
     command = ["glpsol", "--freemps", path, "--" + method, "--tmlim", str(int(args.limit)), "--nomip"]
-    _, out, _, seconds, _ = lp.run(command, args.limit)
+    _, out, _, seconds, _ = common.run(command, args.limit)
     if "RROR" in out or "OPTIMAL" not in out and "NO " not in out and "TIME" not in out:
         command[1] = "--mps"
-        _, out, _, seconds, _ = lp.run(command, args.limit)
+        _, out, _, seconds, _ = common.run(command, args.limit)
     rows = re.findall(r"^[*# ] *(\d+): obj = +(\S+)", out, re.M)
     isopt = re.search(r"OPTIMAL (LP )?SOLUTION FOUND", out)
     status = ("optimal" if isopt else "PrimalInfeasible" if re.search(r"NO PRIMAL|NO FEAS", out) else
@@ -83,7 +83,7 @@ def run_glpk(args, path, method):
 def run_highs(args, path):
     command = [sys.executable, os.path.abspath(__file__), "--highs-one", path, "--limit",
                str(args.limit)]
-    _, out, _, _, _ = lp.run(command, args.limit + 30.0)  # reading is Python's, and slow
+    _, out, _, _, _ = common.run(command, args.limit + 30.0)  # reading is Python's, and slow
     try:
         return json.loads(out.strip().splitlines()[-1])
     except (ValueError, IndexError):
@@ -113,14 +113,14 @@ def table(rows, methods, peers):
         line = [r["name"], r["rows"], r["cols"]]
         for m in methods:
             z = r[m]
-            line += [z["status"].lower()[:26], lp.show(z.get("error"), "%.1e"),
-                     lp.show(z["iterations"], "%d"), lp.show(z["seconds"], "%.3f"),
-                     lp.show(z["solve"], "%.3f")]
+            line += [z["status"].lower()[:26], common.show(z.get("error"), "%.1e"),
+                     common.show(z["iterations"], "%d"), common.show(z["seconds"], "%.3f"),
+                     common.show(z["solve"], "%.3f")]
         for p in peers:
             q = r[p]
             isright = q["status"] != "none" and not (q["status"] == "optimal" and q["wrong"])
-            line += [lp.show(q["iterations"], "%d"),
-                     lp.show(q["seconds"], "%.3f") if isright else q["status"] + "!"]
+            line += [common.show(q["iterations"], "%d"),
+                     common.show(q["seconds"], "%.3f") if isright else q["status"] + "!"]
         faults = [m + ": " + r[m]["fault"] for m in methods if r[m]["fault"]]
         lines.append(line + ["; ".join(faults) or "ok"])
     return lines
@@ -135,14 +135,14 @@ def summary(rows, methods, peers, limit):
             if PEERS[p] != m:
                 continue
             own = "solve" if p == "highsdual" else "seconds"
-            mine = lp.geometric([r[m][own] if not r[m]["fault"] else limit for r in rows])
-            theirs = lp.geometric([limit if r[p]["wrong"] else r[p]["seconds"] for r in rows])
+            mine = common.geometric([r[m][own] if not r[m]["fault"] else limit for r in rows])
+            theirs = common.geometric([limit if r[p]["wrong"] else r[p]["seconds"] for r in rows])
             both = [r for r in rows if not r[m]["fault"] and not r[p]["wrong"]]
             yield ("  %-9s shifted geometric means over all: zalvo %.4f s, %s %.4f s, ratio %.2f"
                    % (p, mine, p, theirs, mine / theirs))
             if both:
-                a = lp.geometric([r[m][own] for r in both])
-                b = lp.geometric([r[p]["seconds"] for r in both])
+                a = common.geometric([r[m][own] for r in both])
+                b = common.geometric([r[p]["seconds"] for r in both])
                 yield ("  %-9s where both are right (%d): %.4f s, %.4f s, ratio %.2f; iterations %d, %d"
                        % ("", len(both), a, b, a / b, sum(r[m]["iterations"] for r in both),
                           sum(r[p]["iterations"] or 0 for r in both)))
@@ -282,19 +282,19 @@ def hot_all(args, index):
                        "--build", args.build, "--limit", str(args.limit)]
             for setting in args.p:
                 command += ["-p", setting]
-            _, out, err, _, _ = lp.run(command, 10 * args.limit)
+            _, out, err, _, _ = common.run(command, 10 * args.limit)
             try:
                 answer = json.loads(out)
             except ValueError:
                 answer = {"cold": None, "bound": [], "cost": []}
                 print(e["name"] + ": " + (err.strip().splitlines() or ["ended"])[-1], file=sys.stderr)
             isbad = isbad or answer["cold"] is None
-            line.append(lp.show(answer["cold"], "%d"))
+            line.append(common.show(answer["cold"], "%d"))
             for k in ("bound", "cost"):
                 every[m, k] += answer[k]
                 line.append(" ".join("%.1f%%" % (100 * r) for r in answer[k]) or "-")
         lines.append(line + [""])
-    print("\n".join(lp.aligned(lines)))
+    print("\n".join(common.aligned(lines)))
     for (m, k), ratios in every.items():
         if ratios:
             print("%s, %s changed: %d hot starts, median %.2f %% of the cold iterations" %
@@ -329,9 +329,7 @@ def main():
         print("no instances: set ZALVO_DATA or give --data", file=sys.stderr)
         return 2
     kinds = ["lp"] if args.hot else args.kinds.split(",")
-    with open(os.path.join(args.data, "INDEX.tsv"), newline="") as f:
-        index = [e for e in csv.DictReader(f, delimiter="\t", quoting=csv.QUOTE_NONE)
-                 if e["kind"] in kinds and (not args.names or e["name"] in args.names)]
+    index = common.index_of(args.data, kinds, args.names)
     unknown = set(args.names) - {e["name"] for e in index}
     if unknown or not index:
         print("not in the index: " + (" ".join(sorted(unknown)) or args.kinds), file=sys.stderr)
@@ -352,17 +350,16 @@ def main():
             # other codes tell the two kinds of infeasibility apart less carefully
             row[p]["wrong"] = (row[p]["status"] == "none" or row[p]["seconds"] is None or
                                (row[p]["status"] == "optimal") != (reference is not None) or
-                               (reference is not None and not lp.relative(row[p]["objective"],
+                               (reference is not None and not common.relative(row[p]["objective"],
                                                                           reference) <= args.tol))
         rows.append(row)
         if sys.stderr.isatty():
             print("\r%d/%d %-12s" % (len(rows), len(index), e["name"]), end="", file=sys.stderr)
     lines = table(rows, args.methods, peers)
-    print("\n".join(lp.aligned(lines)))
+    print("\n".join(common.aligned(lines)))
     print("\n".join(summary(rows, args.methods, peers, args.limit)))
     if args.tsv:
-        with open(args.tsv, "w", newline="") as f:
-            csv.writer(f, delimiter="\t", lineterminator="\n").writerows(lines)
+        common.write_tsv(args.tsv, lines)
     return any(r[m]["fault"] for r in rows for m in args.methods)
 
 

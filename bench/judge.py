@@ -1,0 +1,107 @@
+"""How good a solution file is, computed from the model as mpsread reads it: nothing here asks the
+library. Signs are those of minimization; a maximization problem is turned round first."""
+import numpy as np
+
+ROOT2 = np.sqrt(2.0)
+
+
+class Solution:
+    """Activities and multipliers of rows (slc, suc, y) and columns (x, slx, sux, snx)."""
+
+
+def _section(lines, at, numvalue):
+    """Numbers of the section with its title at lines[at]; names may hold blanks, so fields count from
+    the right."""
+    end = lines.index("", at) if "" in lines[at:] else len(lines)
+    values = np.array([line.split()[-numvalue:] for line in lines[at + 2:end]])
+    if len(values) == 0:
+        return np.zeros((numvalue, 0))
+    values[values == "NONE"] = "nan"
+    return values.astype(float).T
+
+
+def read_solution(path):
+    with open(path, encoding="latin-1") as f:
+        lines = f.read().splitlines()
+    con, var = lines.index("CONSTRAINTS"), lines.index("VARIABLES")
+    s = Solution()
+    s.xc, _, _, s.slc, s.suc, s.y = _section(lines, con, 6)
+    hascones = "CONIC" in lines[var + 1]
+    columns = _section(lines, var, 6 if hascones else 5)
+    s.x, s.slx, s.sux = columns[0], columns[3], columns[4]
+    s.snx = columns[5] if hascones else np.zeros(len(s.x))
+    return s
+
+
+def norm(v):
+    return float(np.max(np.abs(v))) if len(v) else 0.0
+
+
+def finite_norm(*vectors):
+    return max([norm(v[np.isfinite(v)]) for v in vectors], default=0.0)
+
+
+def cone_parts(kind, z):
+    """Head and tail norm of z as member of a quadratic cone; a rotated one is turned into it."""
+    if kind == "QUAD":
+        return z[0], float(np.linalg.norm(z[1:]))
+    return (z[0] + z[1]) / ROOT2, float(np.hypot((z[0] - z[1]) / ROOT2, np.linalg.norm(z[2:])))
+
+
+def bound_measures(value, lower, upper, sl, su):
+    """(violation of bounds, violation of signs, largest product, dual objective) of rows or columns."""
+    haslo, hasup = np.isfinite(lower), np.isfinite(upper)
+    below = np.where(haslo, lower - value, 0.0)
+    above = np.where(hasup, value - upper, 0.0)
+    wrong = np.concatenate([np.where(haslo, -sl, np.abs(sl)), np.where(hasup, -su, np.abs(su))])
+    isfixed = lower == upper
+    pairs = np.concatenate([np.where(isfixed, 0.0, below * sl), np.where(isfixed, 0.0, above * su)])
+    dual = np.sum(np.where(haslo, lower, 0.0) * sl) - np.sum(np.where(hasup, upper, 0.0) * su)
+    worst = max(np.max(below, initial=0.0), np.max(above, initial=0.0))
+    return float(worst), float(np.max(wrong, initial=0.0)), norm(pairs), float(dual)
+
+
+def measures(m, s):
+    """Absolute and relative measures of an optimal solution s of model m.
+    primal   rows, bounds and cones; dual: stationarity, signs and dual cones; comp: the largest
+             product of a pair, of a cone its inner product; gap: of the objectives
+    Relative ones (rprimal, ...) are divided by 1 + the largest right-hand side or bound, by 1 + the
+    largest cost, and by 1 + the smaller of the objectives."""
+    sign = -1.0 if m.maximize else 1.0
+    n, numrow = len(m.c), len(m.kinds)
+    c = sign * np.array(m.c)
+    ai, aj, av = np.array(m.ai, dtype=int), np.array(m.aj, dtype=int), np.array(m.av)
+    rowlo, rowup = np.array(m.rowlo), np.array(m.rowup)
+    collo, colup = np.array(m.collo), np.array(m.colup)
+    x = s.x
+    y, slc, suc, slx, sux, snx = (sign * v for v in (s.y, s.slc, s.suc, s.slx, s.sux, s.snx))
+    act = np.bincount(ai, av * x[aj], numrow) if len(av) else np.zeros(numrow)
+    aty = np.bincount(aj, av * y[ai], n) if len(av) else np.zeros(n)
+    qx = np.zeros(n)
+    if m.qv:
+        qi, qj, qv = np.array(m.qi), np.array(m.qj), sign * np.array(m.qv)
+        off = qi != qj
+        qx = np.bincount(qi, qv * x[qj], n) + np.bincount(qj[off], (qv * x[qi])[off], n)
+    rows = bound_measures(act, rowlo, rowup, slc, suc)
+    columns = bound_measures(x, collo, colup, slx, sux)
+    primal, dual = max(rows[0], columns[0]), max(rows[1], columns[1])
+    comp = max(rows[2], columns[2])
+    ismember = np.zeros(n, dtype=bool)
+    for kind, members in m.cones:
+        ismember[members] = True
+        head, tail = cone_parts(kind, x[members])
+        primal = max(primal, tail - head)
+        dhead, dtail = cone_parts(kind, snx[members])
+        dual = max(dual, dtail - dhead)
+        comp = max(comp, abs(float(x[members] @ snx[members])))
+    dual = max(dual, norm(snx[~ismember]), norm(y - slc + suc), norm(c + qx - aty - slx + sux - snx))
+    half = float(x @ qx) / 2
+    pobj = float(c @ x) + half
+    dobj = rows[3] + columns[3] - half
+    gap = abs(pobj - dobj)
+    scale = 1.0 + min(abs(pobj), abs(dobj))
+    worst = {"primal": primal, "dual": dual, "comp": comp, "gap": gap,
+             "rprimal": primal / (1.0 + finite_norm(rowlo, rowup, collo, colup)),
+             "rdual": dual / (1.0 + norm(c)), "rcomp": comp / scale, "rgap": gap / scale}
+    worst["objective"] = sign * pobj + m.const
+    return worst
