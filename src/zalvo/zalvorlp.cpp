@@ -56,9 +56,9 @@ rescode read_sense(lp_reader& rd) {
   constexpr std::string_view mins[] = {"min", "minimize", "minimise", "minimum"};
   constexpr std::string_view maxs[] = {"max", "maximize", "maximise", "maximum"};
   const auto isin = [&](const auto& words) {
-    return rd.lx.tok.kind == lp_kind::name &&
+    return rd.lx.tok.kind == lex_kind::name &&
            std::any_of(std::begin(words), std::end(words),
-                       [&](std::string_view word) { return lp_isword(rd.lx.tok.text, word); });
+                       [&](std::string_view word) { return lex_isword(rd.lx.tok.text, word); });
   };
   const bool ismax = isin(maxs);
   if (!ismax && !isin(mins)) {
@@ -66,12 +66,12 @@ rescode read_sense(lp_reader& rd) {
   }
   rd.sense = ismax ? ZLV_OBJECTIVE_SENSE_MAX : ZLV_OBJECTIVE_SENSE_MIN;
   lp_next(rd.lx);
-  if (rd.lx.tok.kind == lp_kind::colon) lp_next(rd.lx);
+  if (rd.lx.tok.kind == lex_kind::colon) lp_next(rd.lx);
   return ok;
 }
 
 rescode read_constraints(lp_reader& rd, io_text& text) {
-  for (lp_lexer& lx = rd.lx; lx.tok.kind != lp_kind::section && lx.tok.kind != lp_kind::end;) {
+  for (lp_lexer& lx = rd.lx; lx.tok.kind != lex_kind::section && lx.tok.kind != lex_kind::end;) {
     if (const rescode r = lp_constraint(rd); r != ok) return r;
     if (lx.lines.nextchunk == rd.nextchunk) continue;
     io_forget(text, lx.lines);  // nobody refers to what was read so far
@@ -84,10 +84,10 @@ rescode read_constraints(lp_reader& rd, io_text& text) {
 rescode read_value(lp_reader& rd, double& value) {
   lp_lexer& lx = rd.lx;
   double sign = 1;
-  for (; lx.tok.kind == lp_kind::sign; lp_next(lx)) sign *= lx.tok.value;
-  if (lx.tok.kind == lp_kind::infinite) {
+  for (; lx.tok.kind == lex_kind::sign; lp_next(lx)) sign *= lx.tok.value;
+  if (lx.tok.kind == lex_kind::infinite) {
     value = sign * prob_inf;
-  } else if (lx.tok.kind == lp_kind::number && !lx.tok.isglued) {
+  } else if (lx.tok.kind == lex_kind::number && !lx.tok.isglued) {
     value = sign * lx.tok.value;
   } else {
     return lp_expect(rd, lp_want::number, "A bound is a number or an infinity.");
@@ -117,21 +117,21 @@ rescode known_variable(lp_reader& rd, int32_t& j) {
 
 // relation value, as seen from the variable; a second one of the same statement has the same
 // direction, which is checked by the caller.
-rescode put_bound(lp_reader& rd, int32_t j, lp_kind relation, double value) {
+rescode put_bound(lp_reader& rd, int32_t j, lex_kind relation, double value) {
   prob_bound b = {ZLV_BK_RA, -prob_inf, prob_inf};
   if (!lp_side(relation, value, b)) {
     return lp_expect(rd, lp_want::number,
                      "The bound before this place can never hold: it is infinite.");
   }
-  const uint8_t sides = (relation != lp_kind::less ? row_lowergiven : 0) |
-                        (relation != lp_kind::greater ? row_uppergiven : 0);
+  const uint8_t sides = (relation != lex_kind::less ? row_lowergiven : 0) |
+                        (relation != lex_kind::greater ? row_uppergiven : 0);
   if (j >= 0) row_setsides(rd.b, j, b, sides, rd.lx.lastline);
   return ok;
 }
 
-rescode read_relation(lp_reader& rd, lp_kind& relation) {
+rescode read_relation(lp_reader& rd, lex_kind& relation) {
   relation = rd.lx.tok.kind;
-  if (!lp_isrelation(relation)) {
+  if (!lex_isrelation(relation)) {
     return lp_expect(rd, lp_want::less, "A bound needs a relation.");
   }
   lp_next(rd.lx);
@@ -141,20 +141,20 @@ rescode read_relation(lp_reader& rd, lp_kind& relation) {
 // value relation name [relation value]
 rescode bound_by_value(lp_reader& rd) {
   double value = 0;
-  lp_kind relation = lp_kind::less, second = lp_kind::less;
+  lex_kind relation = lex_kind::less, second = lex_kind::less;
   int32_t j = 0;
   if (const rescode r = read_value(rd, value); r != ok) return r;
   if (const rescode r = read_relation(rd, relation); r != ok) return r;
-  if (rd.lx.tok.kind != lp_kind::name) {
+  if (rd.lx.tok.kind != lex_kind::name) {
     return lp_expect(rd, lp_want::variable, "A bound needs a variable.");
   }
   if (const rescode r = known_variable(rd, j); r != ok) return r;
-  const lp_kind turned = relation == lp_kind::less      ? lp_kind::greater
-                         : relation == lp_kind::greater ? lp_kind::less
-                                                        : relation;
+  const lex_kind turned = relation == lex_kind::less      ? lex_kind::greater
+                          : relation == lex_kind::greater ? lex_kind::less
+                                                          : relation;
   if (const rescode r = put_bound(rd, j, turned, value); r != ok) return r;
-  if (!lp_isrelation(rd.lx.tok.kind)) return ok;
-  if (rd.lx.tok.kind != relation || relation == lp_kind::equal) {
+  if (!lex_isrelation(rd.lx.tok.kind)) return ok;
+  if (rd.lx.tok.kind != relation || relation == lex_kind::equal) {
     return lp_expect(rd, lp_want::less, "Both relations must point the same way.");
   }
   if (const rescode r = read_relation(rd, second); r != ok) return r;
@@ -165,11 +165,11 @@ rescode bound_by_value(lp_reader& rd) {
 // name "free" | name relation value
 rescode bound_by_name(lp_reader& rd) {
   double value = 0;
-  lp_kind relation = lp_kind::less;
+  lex_kind relation = lex_kind::less;
   int32_t j = 0;
   if (const rescode r = known_variable(rd, j); r != ok) return r;
-  if (!lp_isrelation(rd.lx.tok.kind)) {
-    if (rd.lx.tok.kind != lp_kind::name || !lp_isword(rd.lx.tok.text, "free")) {
+  if (!lex_isrelation(rd.lx.tok.kind)) {
+    if (rd.lx.tok.kind != lex_kind::name || !lex_isword(rd.lx.tok.text, "free")) {
       return lp_expect(rd, lp_want::free, "A variable in the bounds is free or has a relation.");
     }
     lp_next(rd.lx);
@@ -186,10 +186,10 @@ rescode bound_by_name(lp_reader& rd) {
 
 rescode read_bounds(lp_reader& rd) {
   row_makevars(rd.b);
-  for (lp_lexer& lx = rd.lx; lx.tok.kind != lp_kind::section && lx.tok.kind != lp_kind::end;) {
-    const bool isvalue = lx.tok.kind == lp_kind::number || lx.tok.kind == lp_kind::sign ||
-                         lx.tok.kind == lp_kind::infinite;
-    if (!isvalue && lx.tok.kind != lp_kind::name) {
+  for (lp_lexer& lx = rd.lx; lx.tok.kind != lex_kind::section && lx.tok.kind != lex_kind::end;) {
+    const bool isvalue = lx.tok.kind == lex_kind::number || lx.tok.kind == lex_kind::sign ||
+                         lx.tok.kind == lex_kind::infinite;
+    if (!isvalue && lx.tok.kind != lex_kind::name) {
       return lp_expect(rd, lp_want::variable, "A bound begins with a variable or a number.");
     }
     if (const rescode r = isvalue ? bound_by_value(rd) : bound_by_name(rd); r != ok) return r;
@@ -199,9 +199,9 @@ rescode read_bounds(lp_reader& rd) {
 
 rescode read_integers(lp_reader& rd, bool isbinary) {
   row_makevars(rd.b);
-  for (lp_lexer& lx = rd.lx; lx.tok.kind != lp_kind::section && lx.tok.kind != lp_kind::end;) {
+  for (lp_lexer& lx = rd.lx; lx.tok.kind != lex_kind::section && lx.tok.kind != lex_kind::end;) {
     int32_t j = 0;
-    if (lx.tok.kind != lp_kind::name) {
+    if (lx.tok.kind != lex_kind::name) {
       return lp_expect(rd, lp_want::intvariable, "The section is a list of variables.");
     }
     if (const rescode r = known_variable(rd, j); r != ok) return r;
@@ -236,7 +236,7 @@ rescode read_section(lp_reader& rd, io_text& text) {
 
 // A file may do without "end", but not break off in the middle of a line.
 rescode check_end(lp_reader& rd) {
-  if (rd.lx.tok.kind == lp_kind::section) return ok;
+  if (rd.lx.tok.kind == lex_kind::section) return ok;
   const mm_vector<char>& last = rd.lx.lines.text->chunk.back();
   if (!last.empty() && last.back() != '\n') {
     return lp_expect(rd, lp_want::end, "The file breaks off.");
@@ -251,10 +251,10 @@ rescode read_file(lp_reader& rd, io_text& text) {
   if (const rescode r = read_sense(rd); r != ok) return r;
   tell_part(rd, "objective");
   if (const rescode r = lp_objective(rd); r != ok) return r;
-  if (lx.tok.kind != lp_kind::section || lx.tok.sec != lp_sec::constraints) {
+  if (lx.tok.kind != lex_kind::section || lx.tok.sec != lp_sec::constraints) {
     return lp_expect(rd, lp_want::constraints, "The objective must end before it.");
   }
-  while (lx.tok.kind == lp_kind::section && lx.tok.sec != lp_sec::end) {
+  while (lx.tok.kind == lex_kind::section && lx.tok.sec != lp_sec::end) {
     if (const rescode r = read_section(rd, text); r != ok) return r;
   }
   return check_end(rd);
@@ -279,7 +279,7 @@ void lp_tell(lp_reader& rd, const char* why) noexcept {
 
 rescode lp_expect(lp_reader& rd, lp_want want, const char* why) noexcept {
   const want_text& w = want_texts[size_t(want)];
-  const bool isend = rd.lx.tok.kind == lp_kind::end;
+  const bool isend = rd.lx.tok.kind == lex_kind::end;
   const rescode code = w.ismark && !isend ? err_lp_file_format : err_lp_format;
   if (code == err_lp_file_format) {
     (void)task_fail(rd.b.t, err_lp_file_format, rd.lx.lines.number, column_of(rd));
@@ -287,7 +287,7 @@ rescode lp_expect(lp_reader& rd, lp_want want, const char* why) noexcept {
     (void)task_fail(rd.b.t, err_lp_format, rd.lx.lines.number);
   }
   task_echo(rd.b.t, msg_kind::err, "%s in line\n%s\n", w.text, shown_line(rd).text);
-  const bool isown = rd.lx.tok.kind == lp_kind::bad;
+  const bool isown = rd.lx.tok.kind == lex_kind::bad;
   lp_tell(rd, isown ? rd.lx.tok.why : isend ? "The file ends here." : why);
   return code;
 }

@@ -84,4 +84,4 @@ rescode lp_objective(lp_reader& rd);
 rescode lp_constraint(lp_reader& rd);
 // lp_side: what a relation to a value says of the two sides of b; false when it can never hold
 // because the value is infinite.
-bool lp_side(lp_kind relation, double value, prob_bound& b) noexcept;
+bool lp_side(lex_kind relation, double value, prob_bound& b) noexcept;

@@ -24,7 +24,7 @@ struct lp_how {
 };
 
 bool islabel(const lp_reader& rd) noexcept {
-  return rd.lx.tok.kind == lp_kind::name && lp_iscolonnext(rd.lx);
+  return rd.lx.tok.kind == lex_kind::name && lp_iscolonnext(rd.lx);
 }
 
 rescode add_term(lp_reader& rd, double value) {
@@ -46,25 +46,25 @@ rescode add_term(lp_reader& rd, double value) {
 // [number ["*"]] name ("^" 2 | "*" name), behind its sign.
 rescode quad_term(lp_reader& rd, double value) {
   lp_lexer& lx = rd.lx;
-  if (lx.tok.kind == lp_kind::number) {
+  if (lx.tok.kind == lex_kind::number) {
     value *= lx.tok.value;
     lp_next(lx);
-    if (lx.tok.kind == lp_kind::times) lp_next(lx);
+    if (lx.tok.kind == lex_kind::times) lp_next(lx);
   }
-  if (lx.tok.kind != lp_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return lp_expect(rd, lp_want::qvariable, "A quadratic term needs a variable.");
   }
   const int32_t i = row_variable(rd.b, lx.tok.text);
   lp_next(lx);
-  if (lx.tok.kind == lp_kind::power) {
+  if (lx.tok.kind == lex_kind::power) {
     lp_next(lx);
-    if (lx.tok.kind != lp_kind::number || lx.tok.value != 2) {
+    if (lx.tok.kind != lex_kind::number || lx.tok.value != 2) {
       return lp_expect(rd, lp_want::number, "The exponent must be 2.");
     }
     row_qterm(rd.b, i, i, value);
-  } else if (lx.tok.kind == lp_kind::times) {
+  } else if (lx.tok.kind == lex_kind::times) {
     lp_next(lx);
-    if (lx.tok.kind != lp_kind::name) {
+    if (lx.tok.kind != lex_kind::name) {
       return lp_expect(rd, lp_want::qvariable, "A product needs a second variable.");
     }
     row_qterm(rd.b, i, row_variable(rd.b, lx.tok.text), value);
@@ -80,9 +80,9 @@ rescode quad_term(lp_reader& rd, double value) {
 rescode end_quadratic(lp_reader& rd, size_t first) {
   lp_lexer& lx = rd.lx;
   double factor = 1;
-  if (lx.tok.kind == lp_kind::slash) {
+  if (lx.tok.kind == lex_kind::slash) {
     lp_next(lx);
-    if (lx.tok.kind != lp_kind::number || lx.tok.value != 2) {
+    if (lx.tok.kind != lex_kind::number || lx.tok.value != 2) {
       return lp_expect(rd, lp_want::number, "The divisor must be 2.");
     }
     lp_next(lx);
@@ -102,12 +102,12 @@ rescode quadratic(lp_reader& rd, double sign) {
   lp_lexer& lx = rd.lx;
   const size_t first = rd.b.q.val.size();
   lp_next(lx);
-  for (bool isany = false; lx.tok.kind != lp_kind::close || !isany; isany = true) {
-    if (isany && lx.tok.kind != lp_kind::sign) {
+  for (bool isany = false; lx.tok.kind != lex_kind::close || !isany; isany = true) {
+    if (isany && lx.tok.kind != lex_kind::sign) {
       return lp_expect(rd, lp_want::qvariable, "A sign or a closing bracket is missing.");
     }
     double s = sign;
-    for (; lx.tok.kind == lp_kind::sign; lp_next(lx)) s *= lx.tok.value;
+    for (; lx.tok.kind == lex_kind::sign; lp_next(lx)) s *= lx.tok.value;
     if (const rescode r = quad_term(rd, s); r != ok) return r;
   }
   lp_next(lx);
@@ -120,13 +120,13 @@ rescode number_item(lp_reader& rd, const lp_how& how, double sign, lp_sum& sum) 
   const double value = lx.tok.value;
   const bool isglued = lx.tok.isglued;
   lp_next(lx);
-  if (isglued && lx.tok.kind != lp_kind::name) {
+  if (isglued && lx.tok.kind != lex_kind::name) {
     return lp_expect(rd, lp_want::number, "The number does not end here.");
   }
-  bool isterm = lx.tok.kind == lp_kind::name && !(how.isline && lx.tok.isfirst) && !islabel(rd);
-  if (lx.tok.kind == lp_kind::times) {
+  bool isterm = lx.tok.kind == lex_kind::name && !(how.isline && lx.tok.isfirst) && !islabel(rd);
+  if (lx.tok.kind == lex_kind::times) {
     lp_next(lx);
-    if (lx.tok.kind != lp_kind::name) {
+    if (lx.tok.kind != lex_kind::name) {
       return lp_expect(rd, lp_want::variable, "A product needs a variable.");
     }
     isterm = true;
@@ -145,12 +145,12 @@ rescode number_item(lp_reader& rd, const lp_how& how, double sign, lp_sum& sum) 
 rescode item(lp_reader& rd, const lp_how& how, double sign, lp_sum& sum) {
   lp_lexer& lx = rd.lx;
   switch (lx.tok.kind) {
-    case lp_kind::number:
+    case lex_kind::number:
       return number_item(rd, how, sign, sum);
-    case lp_kind::name:
+    case lex_kind::name:
       sum.hasterm = true;
       return add_term(rd, how.sign * sign);
-    case lp_kind::open:
+    case lex_kind::open:
       sum.hasterm = true;
       return quadratic(rd, how.sign * sign);
     default:
@@ -165,9 +165,9 @@ rescode item(lp_reader& rd, const lp_how& how, double sign, lp_sum& sum) {
 }
 
 bool begins_item(const lp_reader& rd) noexcept {
-  const lp_kind kind = rd.lx.tok.kind;
-  return kind == lp_kind::number || kind == lp_kind::open || kind == lp_kind::infinite ||
-         (kind == lp_kind::name && !islabel(rd));
+  const lex_kind kind = rd.lx.tok.kind;
+  return kind == lex_kind::number || kind == lex_kind::open || kind == lex_kind::infinite ||
+         (kind == lex_kind::name && !islabel(rd));
 }
 
 // Reads as much as belongs to the sum; it may be empty.
@@ -181,12 +181,12 @@ rescode read_sum(lp_reader& rd, const lp_how& how, lp_sum& sum) {
     if (sum.isany && how.isline && lx.tok.isfirst) return ok;
     double sign = 1;
     bool issigned = false;
-    for (; lx.tok.kind == lp_kind::sign; lp_next(lx)) {
+    for (; lx.tok.kind == lex_kind::sign; lp_next(lx)) {
       sign *= lx.tok.value;
       issigned = true;
     }
     if (!begins_item(rd)) {
-      if (issigned || lx.tok.kind == lp_kind::bad) {
+      if (issigned || lx.tok.kind == lex_kind::bad) {
         return lp_expect(rd, lp_want::variable, "A number or a variable is missing.");
       }
       return ok;
@@ -206,13 +206,13 @@ void begin_row(lp_reader& rd, int32_t row) {
   lp_next(rd.lx);
 }
 
-lp_kind mirrored(lp_kind relation) noexcept {
-  if (relation == lp_kind::equal) return relation;
-  return relation == lp_kind::less ? lp_kind::greater : lp_kind::less;
+lex_kind mirrored(lex_kind relation) noexcept {
+  if (relation == lex_kind::equal) return relation;
+  return relation == lex_kind::less ? lex_kind::greater : lex_kind::less;
 }
 
 // One side of the row's sum is bounded by a value from the other side of a relation.
-rescode put_side(lp_reader& rd, lp_kind relation, const lp_sum& value, const lp_sum& body,
+rescode put_side(lp_reader& rd, lex_kind relation, const lp_sum& value, const lp_sum& body,
                  prob_bound& b) {
   const double bound = value.isinf ? value.constant : value.constant - body.constant;
   if (body.isinf || !std::isfinite(bound)) {
@@ -224,9 +224,9 @@ rescode put_side(lp_reader& rd, lp_kind relation, const lp_sum& value, const lp_
                    "The constraint before this place can never hold: a side is infinite.");
 }
 
-rescode read_relation(lp_reader& rd, lp_kind& relation) {
+rescode read_relation(lp_reader& rd, lex_kind& relation) {
   relation = rd.lx.tok.kind;
-  if (!lp_isrelation(relation)) {
+  if (!lex_isrelation(relation)) {
     return lp_expect(rd, lp_want::less, "A constraint needs a relation.");
   }
   lp_next(rd.lx);
@@ -238,9 +238,9 @@ rescode expect_sum(lp_reader& rd, const lp_sum& sum) {
 }
 
 // The second relation of value relation sum relation value.
-rescode second_side(lp_reader& rd, lp_kind first, const lp_sum& body, prob_bound& b) {
-  lp_kind relation = lp_kind::less;
-  if (rd.lx.tok.kind != first || first == lp_kind::equal) {
+rescode second_side(lp_reader& rd, lex_kind first, const lp_sum& body, prob_bound& b) {
+  lex_kind relation = lex_kind::less;
+  if (rd.lx.tok.kind != first || first == lex_kind::equal) {
     return lp_expect(rd, lp_want::less, "Both relations must point the same way.");
   }
   if (const rescode r = read_relation(rd, relation); r != ok) return r;
@@ -255,14 +255,14 @@ rescode second_side(lp_reader& rd, lp_kind first, const lp_sum& body, prob_bound
 
 rescode read_row(lp_reader& rd, prob_bound& b) {
   lp_sum left, right;
-  lp_kind relation = lp_kind::less;
+  lex_kind relation = lex_kind::less;
   if (const rescode r = read_sum(rd, {1, false}, left); r != ok) return r;
   if (const rescode r = read_relation(rd, relation); r != ok) return r;
   const bool isbodyright = !left.hasterm && left.isany;
   const lp_how how = {isbodyright ? 1.0 : -1.0, !isbodyright};
   if (const rescode r = read_sum(rd, how, right); r != ok) return r;
   if (const rescode r = expect_sum(rd, right); r != ok) return r;
-  const bool isdouble = lp_isrelation(rd.lx.tok.kind);
+  const bool isdouble = lex_isrelation(rd.lx.tok.kind);
   if (isdouble && !isbodyright) {
     return lp_expect(rd, lp_want::number, "The first of three parts must be a number.");
   }
@@ -275,13 +275,13 @@ rescode read_row(lp_reader& rd, prob_bound& b) {
 
 }  // namespace
 
-bool lp_side(lp_kind relation, double value, prob_bound& b) noexcept {
+bool lp_side(lex_kind relation, double value, prob_bound& b) noexcept {
   const bool isinf = std::abs(value) >= prob_inf;
-  if (isinf && (relation == lp_kind::equal || (relation == lp_kind::less) != (value > 0))) {
+  if (isinf && (relation == lex_kind::equal || (relation == lex_kind::less) != (value > 0))) {
     return false;
   }
-  if (relation != lp_kind::less) b.lower = value;
-  if (relation != lp_kind::greater) b.upper = value;
+  if (relation != lex_kind::less) b.lower = value;
+  if (relation != lex_kind::greater) b.upper = value;
   return true;
 }
 

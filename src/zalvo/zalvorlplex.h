@@ -13,29 +13,12 @@
 #include <string_view>
 
 #include "cpub/ioutils.h"
+#include "zalvo/lexchar.h"
 
-enum class lp_kind : int32_t {
-  end,  // of the file
-  name,
-  number,
-  infinite,  // inf, infinity
-  sign,      // value: 1 or -1
-  times,
-  power,
-  slash,
-  open,
-  close,
-  colon,
-  less,
-  greater,
-  equal,
-  section,
-  bad  // what begins no token
-};
 enum class lp_sec : int32_t { none, constraints, bounds, general, binary, end, refused };
 
 struct lp_token {
-  lp_kind kind = lp_kind::end;
+  lex_kind kind = lex_kind::end;
   std::string_view text;  // a part of the line; of a quoted name without the quotes
   double value = 0;
   lp_sec sec = lp_sec::none;
@@ -58,11 +41,6 @@ struct lp_lexer {
 void lp_next(lp_lexer& lx) noexcept;
 // lp_iscolonnext: whether a colon follows the current token on its line.
 bool lp_iscolonnext(const lp_lexer& lx) noexcept;
-
-inline bool lp_isrelation(lp_kind kind) noexcept {
-  return kind == lp_kind::less || kind == lp_kind::greater || kind == lp_kind::equal;
-}
-bool lp_isword(std::string_view text, std::string_view lower) noexcept;  // whatever the case
 
 // lp_isplainname: the text is read back as a name when it stands there as it is, wherever it stands.
 // isstrict: and so by readers that take at most 255 characters of ASCII, and a leading e for the

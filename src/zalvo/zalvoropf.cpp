@@ -73,7 +73,7 @@ rescode fail_tag(opf_reader& rd, const char* form, const char* why) noexcept {
 rescode find_rule(opf_reader& rd, opf_state parent, const tag_rule*& found) noexcept {
   bool isknown = false;
   for (const tag_rule& rule : tag_rules) {
-    if (!opf_isword(rd.lx.tok.text, rule.name)) continue;
+    if (!lex_isword(rd.lx.tok.text, rule.name)) continue;
     isknown = true;
     found = &rule;
     if (rule.parent == parent) break;
@@ -89,7 +89,7 @@ rescode find_rule(opf_reader& rd, opf_state parent, const tag_rule*& found) noex
 }
 
 rescode tag_end(opf_reader& rd) {
-  if (rd.lx.tok.kind != opf_kind::tagend) {
+  if (rd.lx.tok.kind != lex_kind::tagend) {
     return opf_fail(rd, nullptr, "The tag should end here.");
   }
   opf_next(rd.lx);
@@ -99,13 +99,13 @@ rescode tag_end(opf_reader& rd) {
 // The end tag of state. said: what the format says when something else stands there.
 rescode end_tag(opf_reader& rd, opf_state state, const char* said) {
   opf_lexer& lx = rd.lx;
-  if (lx.tok.kind == opf_kind::end) return opf_fail(rd, nullptr, "The file ends within a section.");
-  if (lx.tok.kind != opf_kind::tag) return opf_fail(rd, said, "Something else should stand here.");
+  if (lx.tok.kind == lex_kind::end) return opf_fail(rd, nullptr, "The file ends within a section.");
+  if (lx.tok.kind != lex_kind::tag) return opf_fail(rd, said, "Something else should stand here.");
   if (!lx.tok.isclosing) {
     const tag_rule* rule = nullptr;
     return find_rule(rd, state, rule);
   }
-  if (!opf_isword(lx.tok.text, tag_of(state))) {
+  if (!lex_isword(lx.tok.text, tag_of(state))) {
     return opf_fail(rd, "Unmatched end-tag\n", "It ends another tag than the last one opened.");
   }
   opf_next(lx);
@@ -116,7 +116,7 @@ rescode end_tag(opf_reader& rd, opf_state state, const char* said) {
 
 rescode read_names(opf_reader& rd, bool isinteger) {
   opf_lexer& lx = rd.lx;
-  while (lx.tok.kind == opf_kind::name) {
+  while (lx.tok.kind == lex_kind::name) {
     if (const rescode r = opf_poll(rd); r != ok) return r;
     int32_t j = 0;
     const int32_t numvar = rd.b.numvar;
@@ -128,15 +128,15 @@ rescode read_names(opf_reader& rd, bool isinteger) {
       row_notetaken(rd.b, row_note::double_name, lx.lines.number, lx.tok.text);
     }
     opf_next(lx);
-    if (lx.tok.kind == opf_kind::comma) opf_next(lx);
+    if (lx.tok.kind == lex_kind::comma) opf_next(lx);
   }
   return ok;
 }
 
 rescode variables_head(opf_reader& rd, bool& isclosing) {
   isclosing = false;
-  if (rd.lx.tok.kind != opf_kind::name) return ok;
-  if (!opf_isword(rd.lx.tok.text, "disallow_new_variables")) {
+  if (rd.lx.tok.kind != lex_kind::name) return ok;
+  if (!lex_isword(rd.lx.tok.text, "disallow_new_variables")) {
     return opf_fail(rd, nullptr, "The section has no such attribute.");
   }
   isclosing = true;
@@ -146,12 +146,12 @@ rescode variables_head(opf_reader& rd, bool& isclosing) {
 
 rescode read_hint(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, "In section hint: a keyword is required\n", "A hint needs a keyword.");
   }
-  int64_t* hint = opf_isword(lx.tok.text, "numvar")   ? &rd.hintvar
-                  : opf_isword(lx.tok.text, "numcon") ? &rd.hintcon
-                  : opf_isword(lx.tok.text, "numanz") ? &rd.hintanz
+  int64_t* hint = lex_isword(lx.tok.text, "numvar")   ? &rd.hintvar
+                  : lex_isword(lx.tok.text, "numcon") ? &rd.hintcon
+                  : lex_isword(lx.tok.text, "numanz") ? &rd.hintanz
                                                       : nullptr;
   opf_next(lx);
   if (const rescode r = tag_end(rd); r != ok) return r;
@@ -190,7 +190,7 @@ rescode pass_chunk(opf_reader& rd, io_text& text) {
 
 rescode read_children(opf_reader& rd, opf_state state, io_text& text) {
   if (const rescode r = tag_end(rd); r != ok) return r;
-  while (rd.lx.tok.kind == opf_kind::tag && !rd.lx.tok.isclosing) {
+  while (rd.lx.tok.kind == lex_kind::tag && !rd.lx.tok.isclosing) {
     if (const rescode r = read_tag(rd, state, text); r != ok) return r;
     if (const rescode r = pass_chunk(rd, text); r != ok) return r;
   }
@@ -198,17 +198,17 @@ rescode read_children(opf_reader& rd, opf_state state, io_text& text) {
 }
 
 rescode skip_section(opf_reader& rd, opf_state state) {
-  if (rd.lx.tok.kind != opf_kind::tagend) {
+  if (rd.lx.tok.kind != lex_kind::tagend) {
     return opf_fail(rd, nullptr, "The tag should end here.");
   }
   return opf_skipto(rd.lx, tag_of(state)) ? ok : opf_fail(rd, nullptr, "The section is not ended.");
 }
 
 rescode read_vendor(opf_reader& rd, io_text& text) {
-  if (rd.lx.tok.kind != opf_kind::name) {
+  if (rd.lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, "In vendor section: Missing vendor name\n", "The section needs a name.");
   }
-  const bool isours = opf_isword(rd.lx.tok.text, "zalvo");
+  const bool isours = lex_isword(rd.lx.tok.text, "zalvo");
   opf_next(rd.lx);
   return isours ? read_children(rd, opf_state::vendor, text) : skip_section(rd, opf_state::vendor);
 }
@@ -239,22 +239,22 @@ rescode read_leaf(opf_reader& rd, opf_state state, reader_part head, reader_part
 rescode objective_head(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
   constexpr const char* expected = "In section objective: Expected 'maximize' or 'minimize'\n";
-  if (lx.tok.kind == opf_kind::tagend) {
+  if (lx.tok.kind == lex_kind::tagend) {
     return opf_fail(rd, "In section objective: An objective sense is required\n",
                     "The tag needs a sense.");
   }
-  if (lx.tok.kind != opf_kind::name) return opf_fail(rd, expected, "It is no sense.");
-  const bool ismax = opf_isword(lx.tok.text, "maximize") || opf_isword(lx.tok.text, "max") ||
-                     opf_isword(lx.tok.text, "maximise");
-  if (!ismax && !opf_isword(lx.tok.text, "minimize") && !opf_isword(lx.tok.text, "min") &&
-      !opf_isword(lx.tok.text, "minimise")) {
+  if (lx.tok.kind != lex_kind::name) return opf_fail(rd, expected, "It is no sense.");
+  const bool ismax = lex_isword(lx.tok.text, "maximize") || lex_isword(lx.tok.text, "max") ||
+                     lex_isword(lx.tok.text, "maximise");
+  if (!ismax && !lex_isword(lx.tok.text, "minimize") && !lex_isword(lx.tok.text, "min") &&
+      !lex_isword(lx.tok.text, "minimise")) {
     return opf_fail(rd, expected, "It is no sense.");
   }
   rd.out.sense = ismax ? ZLV_OBJECTIVE_SENSE_MAX : ZLV_OBJECTIVE_SENSE_MIN;
   rd.out.issensegiven = true;
   rd.isobjective = true;
   opf_next(lx);
-  if (lx.tok.kind != opf_kind::name) return ok;
+  if (lx.tok.kind != lex_kind::name) return ok;
   names_putobj(rd.b.names, lx.tok.text);
   opf_next(lx);
   return ok;
@@ -262,7 +262,7 @@ rescode objective_head(opf_reader& rd) {
 
 rescode constraint_head(opf_reader& rd) {
   rd.label.clear();
-  if (rd.lx.tok.kind != opf_kind::name) return ok;
+  if (rd.lx.tok.kind != lex_kind::name) return ok;
   rd.label = rd.lx.tok.text;
   if (names_find(rd.b.names, ZLV_PI_CON, rd.label) >= 0 && !rd.label.empty()) {
     return opf_fail(rd, nullptr, "Another constraint has this name.");
@@ -325,8 +325,8 @@ rescode read_tag(opf_reader& rd, opf_state parent, io_text& text) {
 
 rescode read_file(opf_reader& rd, io_text& text) {
   opf_lexer& lx = rd.lx;
-  for (opf_next(lx); lx.tok.kind != opf_kind::end;) {
-    if (lx.tok.kind != opf_kind::tag) {
+  for (opf_next(lx); lx.tok.kind != lex_kind::end;) {
+    if (lx.tok.kind != lex_kind::tag) {
       return opf_fail(rd, nullptr, "Outside of the sections there can be nothing.");
     }
     if (lx.tok.isclosing) return opf_fail(rd, "Unmatched end-tag\n", "No tag is open here.");
@@ -369,8 +369,8 @@ rescode opf_fail(opf_reader& rd, const char* said, const char* why) noexcept {
   const auto column = tok.at == nullptr ? 1 : int32_t(tok.at - rd.lx.line.data()) + 1;
   (void)task_fail(rd.b.t, err_opf_format, rd.lx.lines.number);
   if (said != nullptr) task_echo(rd.b.t, msg_kind::err, "%s", said);
-  if (tok.kind == opf_kind::bad) why = tok.why;
-  if (tok.kind == opf_kind::end) why = "The file ends here.";
+  if (tok.kind == lex_kind::bad) why = tok.why;
+  if (tok.kind == lex_kind::end) why = "The file ends here.";
   task_echo(rd.b.t, msg_kind::err, "%s, line %d, column %d, '%s': %s\n", rd.b.filename,
             rd.lx.lines.number, column, io_printable(tok.text).text, why);
   return err_opf_format;
@@ -397,13 +397,13 @@ rescode opf_variable(opf_reader& rd, int32_t& j) {
 rescode opf_number(opf_reader& rd, bool isinf, double& value, const char* said) {
   opf_lexer& lx = rd.lx;
   double sign = 1;
-  for (; lx.tok.kind == opf_kind::sign; opf_next(lx)) sign *= lx.tok.value;
-  if (lx.tok.kind == opf_kind::bad) {
+  for (; lx.tok.kind == lex_kind::sign; opf_next(lx)) sign *= lx.tok.value;
+  if (lx.tok.kind == lex_kind::bad) {
     return opf_fail(rd, "Error in numeric value\n", "It is not a number.");
   }
-  if (isinf && lx.tok.kind == opf_kind::infinite) {
+  if (isinf && lx.tok.kind == lex_kind::infinite) {
     value = sign * prob_inf;
-  } else if (lx.tok.kind == opf_kind::number) {
+  } else if (lx.tok.kind == lex_kind::number) {
     value = sign * lx.tok.value;
   } else {
     return opf_fail(rd, said, "A number should stand here.");

@@ -40,17 +40,17 @@ rescode read_term(opf_reader& rd, double value, opf_sum& sum) {
   if (const rescode r = opf_variable(rd, i); r != ok) return r;
   sum.hasterm = true;
   opf_next(lx);
-  if (lx.tok.kind == opf_kind::power) {
+  if (lx.tok.kind == lex_kind::power) {
     opf_next(lx);
-    if (lx.tok.kind != opf_kind::number || lx.tok.value != 2) {
+    if (lx.tok.kind != lex_kind::number || lx.tok.value != 2) {
       return opf_fail(rd, nullptr, "The exponent must be 2.");
     }
     opf_next(lx);
     return quadratic_term(rd, i, i, value);
   }
-  if (lx.tok.kind != opf_kind::times) return linear_term(rd, i, value, line);
+  if (lx.tok.kind != lex_kind::times) return linear_term(rd, i, value, line);
   opf_next(lx);
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, nullptr, "A product needs a second variable.");
   }
   if (const rescode r = opf_variable(rd, j); r != ok) return r;
@@ -70,7 +70,7 @@ rescode open_group(opf_reader& rd, double value, opf_sum& sum) {
 }
 
 rescode close_groups(opf_reader& rd, const opf_sum& sum) {
-  for (; rd.lx.tok.kind == opf_kind::close; opf_next(rd.lx)) {
+  for (; rd.lx.tok.kind == lex_kind::close; opf_next(rd.lx)) {
     if (!rd.isgroup || !sum.isany) {
       return opf_fail(rd, "Unmatched closing parentes\n", "No group is open, or it is empty.");
     }
@@ -86,11 +86,11 @@ rescode number_item(opf_reader& rd, double sign, opf_sum& sum) {
   const double value = sign * rd.factor * lx.tok.value;
   if (!std::isfinite(value)) return opf_fail(rd, nullptr, "The coefficient is too large.");
   opf_next(lx);
-  const bool istimes = lx.tok.kind == opf_kind::times;
+  const bool istimes = lx.tok.kind == lex_kind::times;
   if (istimes) opf_next(lx);
-  if (lx.tok.kind == opf_kind::open) return open_group(rd, value, sum);
+  if (lx.tok.kind == lex_kind::open) return open_group(rd, value, sum);
   sum.isany = true;
-  if (lx.tok.kind == opf_kind::name) return read_term(rd, value, sum);
+  if (lx.tok.kind == lex_kind::name) return read_term(rd, value, sum);
   if (istimes) return opf_fail(rd, nullptr, "A product needs a variable.");
   sum.constant += value;
   if (!std::isfinite(sum.constant)) return opf_fail(rd, nullptr, "The sum is too large.");
@@ -100,12 +100,12 @@ rescode number_item(opf_reader& rd, double sign, opf_sum& sum) {
 // One item behind its signs.
 rescode read_item(opf_reader& rd, double sign, opf_sum& sum) {
   switch (rd.lx.tok.kind) {
-    case opf_kind::number:
+    case lex_kind::number:
       return number_item(rd, sign, sum);
-    case opf_kind::name:
+    case lex_kind::name:
       sum.isany = true;
       return read_term(rd, sign * rd.factor, sum);
-    case opf_kind::open:
+    case lex_kind::open:
       return open_group(rd, sign * rd.factor, sum);
     default:
       if (sum.isany || rd.isgroup) {
@@ -118,9 +118,9 @@ rescode read_item(opf_reader& rd, double sign, opf_sum& sum) {
   }
 }
 
-bool begins_item(opf_kind kind) noexcept {
-  return kind == opf_kind::number || kind == opf_kind::name || kind == opf_kind::open ||
-         kind == opf_kind::infinite;
+bool begins_item(lex_kind kind) noexcept {
+  return kind == lex_kind::number || kind == lex_kind::name || kind == lex_kind::open ||
+         kind == lex_kind::infinite;
 }
 
 // Reads as much as belongs to the sum; it may be empty. side: -1 for what goes to the other side of
@@ -131,7 +131,7 @@ rescode read_sum(opf_reader& rd, double side, opf_sum& sum) {
     if (const rescode r = opf_poll(rd); r != ok) return r;
     double sign = 1;
     bool issigned = false;
-    for (; lx.tok.kind == opf_kind::sign; opf_next(lx)) {
+    for (; lx.tok.kind == lex_kind::sign; opf_next(lx)) {
       sign *= lx.tok.value;
       issigned = true;
     }
@@ -155,29 +155,29 @@ rescode read_sum(opf_reader& rd, double side, opf_sum& sum) {
 
 // ---- Relations
 
-opf_kind mirrored(opf_kind relation) noexcept {
-  if (relation == opf_kind::equal) return relation;
-  return relation == opf_kind::less ? opf_kind::greater : opf_kind::less;
+lex_kind mirrored(lex_kind relation) noexcept {
+  if (relation == lex_kind::equal) return relation;
+  return relation == lex_kind::less ? lex_kind::greater : lex_kind::less;
 }
 
-uint8_t sides_of(opf_kind relation) noexcept {
-  const int lower = relation != opf_kind::less ? row_lowergiven : 0;
-  const int upper = relation != opf_kind::greater ? row_uppergiven : 0;
+uint8_t sides_of(lex_kind relation) noexcept {
+  const int lower = relation != lex_kind::less ? row_lowergiven : 0;
+  const int upper = relation != lex_kind::greater ? row_uppergiven : 0;
   return uint8_t(lower | upper);
 }
 
 // What relation value says of b; false when it can never hold because the value is infinite.
-bool put_side(opf_kind relation, double value, prob_bound& b) noexcept {
+bool put_side(lex_kind relation, double value, prob_bound& b) noexcept {
   const bool isinf = std::abs(value) >= prob_inf;
-  if (isinf && (relation == opf_kind::equal || (relation == opf_kind::less) != (value > 0))) {
+  if (isinf && (relation == lex_kind::equal || (relation == lex_kind::less) != (value > 0))) {
     return false;
   }
-  if (relation != opf_kind::less) b.lower = value;
-  if (relation != opf_kind::greater) b.upper = value;
+  if (relation != lex_kind::less) b.lower = value;
+  if (relation != lex_kind::greater) b.upper = value;
   return true;
 }
 
-rescode row_side(opf_reader& rd, opf_kind relation, const opf_sum& value, const opf_sum& body,
+rescode row_side(opf_reader& rd, lex_kind relation, const opf_sum& value, const opf_sum& body,
                  prob_bound& b) {
   const double bound = value.isinf ? value.constant : value.constant - body.constant;
   if (body.isinf || !std::isfinite(bound)) {
@@ -188,9 +188,9 @@ rescode row_side(opf_reader& rd, opf_kind relation, const opf_sum& value, const 
 }
 
 // The second relation of value relation sum relation value.
-rescode second_side(opf_reader& rd, opf_kind first, const opf_sum& body, prob_bound& b) {
-  const opf_kind relation = rd.lx.tok.kind;
-  if (relation != first || first == opf_kind::equal) {
+rescode second_side(opf_reader& rd, lex_kind first, const opf_sum& body, prob_bound& b) {
+  const lex_kind relation = rd.lx.tok.kind;
+  if (relation != first || first == lex_kind::equal) {
     return opf_fail(rd, nullptr, "Both relations must point the same way.");
   }
   opf_next(rd.lx);
@@ -206,12 +206,12 @@ rescode second_side(opf_reader& rd, opf_kind first, const opf_sum& body, prob_bo
 rescode read_row(opf_reader& rd, prob_bound& b) {
   opf_sum left, right;
   if (const rescode r = read_sum(rd, 1, left); r != ok) return r;
-  const opf_kind relation = rd.lx.tok.kind;
-  if (!opf_isrelation(relation)) return opf_fail(rd, nullptr, "A constraint needs a relation.");
+  const lex_kind relation = rd.lx.tok.kind;
+  if (!lex_isrelation(relation)) return opf_fail(rd, nullptr, "A constraint needs a relation.");
   opf_next(rd.lx);
   const bool isbodyright = !left.hasterm && left.isany;
   if (const rescode r = read_sum(rd, isbodyright ? 1 : -1, right); r != ok) return r;
-  const bool isdouble = opf_isrelation(rd.lx.tok.kind);
+  const bool isdouble = lex_isrelation(rd.lx.tok.kind);
   if (!right.isany && !(isdouble && isbodyright)) {
     return opf_fail(rd, "Expected a numeric value\n", "A number should stand here.");
   }
@@ -234,9 +234,9 @@ struct opf_boundread {
   bool iswild = false;   // of every variable
 };
 
-rescode give_side(opf_reader& rd, opf_boundread& bound, opf_kind relation, double value) {
+rescode give_side(opf_reader& rd, opf_boundread& bound, lex_kind relation, double value) {
   const uint8_t sides = sides_of(relation);
-  const bool isequal = relation == opf_kind::equal;
+  const bool isequal = relation == lex_kind::equal;
   if (bound.sides != 0 && (isequal || bound.isequal)) {
     return opf_fail(rd, "Both equality and inequality was given in bound\n",
                     "The bound has another relation.");
@@ -252,18 +252,18 @@ rescode give_side(opf_reader& rd, opf_boundread& bound, opf_kind relation, doubl
   if (put_side(relation, value, bound.b)) return ok;
   return opf_fail(rd,
                   isequal                         ? "Error reading bound\n"
-                  : relation == opf_kind::greater ? "Error reading lower bound\n"
+                  : relation == lex_kind::greater ? "Error reading lower bound\n"
                                                   : "Error reading upper bound\n",
                   "The bound before this place can never hold: it is infinite.");
 }
 
 // relation value, behind the variables.
 rescode behind_side(opf_reader& rd, opf_boundread& bound) {
-  const opf_kind relation = rd.lx.tok.kind;
+  const lex_kind relation = rd.lx.tok.kind;
   double value = 0;
   opf_next(rd.lx);
-  const char* const said = relation == opf_kind::equal     ? "Error reading bound\n"
-                           : relation == opf_kind::greater ? "Error reading lower bound\n"
+  const char* const said = relation == lex_kind::equal     ? "Error reading bound\n"
+                           : relation == lex_kind::greater ? "Error reading lower bound\n"
                                                            : "Error reading upper bound\n";
   if (const rescode r = opf_number(rd, true, value, said); r != ok) return r;
   return give_side(rd, bound, relation, value);
@@ -274,8 +274,8 @@ rescode front_side(opf_reader& rd, opf_boundread& bound) {
   double value = 0;
   if (const rescode r = opf_number(rd, true, value, "Expected a numeric value\n"); r != ok)
     return r;
-  const opf_kind relation = rd.lx.tok.kind;
-  if (!opf_isrelation(relation)) {
+  const lex_kind relation = rd.lx.tok.kind;
+  if (!lex_isrelation(relation)) {
     return opf_fail(rd, "Extected a bound\n", "A relation should stand here.");
   }
   opf_next(rd.lx);
@@ -285,24 +285,24 @@ rescode front_side(opf_reader& rd, opf_boundread& bound) {
 rescode bound_names(opf_reader& rd, opf_boundread& bound, mm_vector<int32_t>& sub) {
   opf_lexer& lx = rd.lx;
   for (;; opf_next(lx)) {
-    if (lx.tok.kind == opf_kind::times) {
+    if (lx.tok.kind == lex_kind::times) {
       bound.iswild = true;
-    } else if (lx.tok.kind == opf_kind::name) {
+    } else if (lx.tok.kind == lex_kind::name) {
       int32_t j = 0;
       if (const rescode r = opf_variable(rd, j); r != ok) return r;
       sub.push_back(j);
-    } else if (lx.tok.kind == opf_kind::tag) {
+    } else if (lx.tok.kind == lex_kind::tag) {
       return opf_fail(rd, "Error reading bound\n", "A variable should stand here.");
     } else {
       return opf_fail(rd, "Unexpected text in bound definition\n", "A variable should stand here.");
     }
     opf_next(lx);
-    if (lx.tok.kind != opf_kind::comma) return ok;
+    if (lx.tok.kind != lex_kind::comma) return ok;
   }
 }
 
 rescode bound_free(opf_reader& rd, opf_boundread& bound) {
-  if (rd.lx.tok.isquoted || !opf_isword(rd.lx.tok.text, "free")) {
+  if (rd.lx.tok.isquoted || !lex_isword(rd.lx.tok.text, "free")) {
     return opf_fail(rd, "Expectec keyword 'free' at bound\n", "A variable is free or bounded.");
   }
   if (bound.sides != 0) {
@@ -340,7 +340,7 @@ rescode add_member(opf_reader& rd, prob_cone& cone) {
 
 rescode cone_par(opf_reader& rd, double& par) {
   opf_next(rd.lx);
-  if (rd.lx.tok.kind != opf_kind::equal) {
+  if (rd.lx.tok.kind != lex_kind::equal) {
     return opf_fail(rd, "Unexpected text in cone definition\n", "An '=' should stand here.");
   }
   opf_next(rd.lx);
@@ -370,16 +370,16 @@ rescode opf_bound(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
   opf_boundread bound;
   mm_vector<int32_t> sub(prob_place(rd.b.p));
-  const opf_kind first = lx.tok.kind;
-  if (first == opf_kind::number || first == opf_kind::sign || first == opf_kind::infinite ||
-      first == opf_kind::bad) {
+  const lex_kind first = lx.tok.kind;
+  if (first == lex_kind::number || first == lex_kind::sign || first == lex_kind::infinite ||
+      first == lex_kind::bad) {
     if (const rescode r = front_side(rd, bound); r != ok) return r;
   }
   if (const rescode r = bound_names(rd, bound, sub); r != ok) return r;
-  while (opf_isrelation(lx.tok.kind)) {
+  while (lex_isrelation(lx.tok.kind)) {
     if (const rescode r = behind_side(rd, bound); r != ok) return r;
   }
-  if (lx.tok.kind == opf_kind::name) {
+  if (lx.tok.kind == lex_kind::name) {
     if (const rescode r = bound_free(rd, bound); r != ok) return r;
   }
   if (bound.sides == 0) {
@@ -393,18 +393,18 @@ rescode opf_conehead(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
   prob_cone cone(prob_place(rd.b.p));
   rd.label.clear();
-  if (lx.tok.kind == opf_kind::name && opf_isword(lx.tok.text, "type")) {
+  if (lx.tok.kind == lex_kind::name && lex_isword(lx.tok.text, "type")) {
     opf_next(lx);
-    if (lx.tok.kind == opf_kind::equal) opf_next(lx);
+    if (lx.tok.kind == lex_kind::equal) opf_next(lx);
   }
-  const auto is = [&](std::string_view word) { return opf_isword(lx.tok.text, word); };
+  const auto is = [&](std::string_view word) { return lex_isword(lx.tok.text, word); };
   const bool isquad = is("quad") || is("quadratic");
-  if (lx.tok.kind != opf_kind::name || !(isquad || is("rquad") || is("rotatedquadratic"))) {
+  if (lx.tok.kind != lex_kind::name || !(isquad || is("rquad") || is("rotatedquadratic"))) {
     return opf_fail(rd, "In conic constraint: Cone type required\n",
                     "quad, quadratic, rquad or rotatedquadratic should stand here.");
   }
   cone.type = isquad ? ZLV_CT_QUAD : ZLV_CT_RQUAD;
-  for (opf_next(lx); lx.tok.kind == opf_kind::name;) {
+  for (opf_next(lx); lx.tok.kind == lex_kind::name;) {
     if (!lx.tok.isquoted && is("par")) {
       if (const rescode r = cone_par(rd, cone.par); r != ok) return r;
       continue;
@@ -427,17 +427,17 @@ rescode opf_conehead(opf_reader& rd) {
 rescode opf_cone(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
   prob_cone& cone = rd.cones.back();
-  while (lx.tok.kind == opf_kind::name) {
+  while (lx.tok.kind == lex_kind::name) {
     if (const rescode r = add_member(rd, cone); r != ok) return r;
-    if (lx.tok.kind != opf_kind::comma) break;
+    if (lx.tok.kind != lex_kind::comma) break;
     opf_next(lx);
-    if (lx.tok.kind != opf_kind::name) {
+    if (lx.tok.kind != lex_kind::name) {
       return opf_fail(rd, "Unexpected text in cone definition\n", "A member should stand here.");
     }
   }
   const int32_t least = cone.type == ZLV_CT_QUAD ? 1 : 2;
   if (int32_t(cone.sub.size()) >= least) return ok;
   return opf_fail(rd,
-                  lx.tok.kind == opf_kind::tag ? nullptr : "Unexpected text in cone definition\n",
+                  lx.tok.kind == lex_kind::tag ? nullptr : "Unexpected text in cone definition\n",
                   "The cone has too few members.");
 }

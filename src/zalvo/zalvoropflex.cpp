@@ -1,38 +1,26 @@
 #include "zalvo/zalvoropflex.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "zalvo/readmpsline.h"
 
 namespace {
 
-constexpr uint8_t cls_name = 1, cls_first = 2, cls_blank = 4, cls_digit = 8;
-
-constexpr std::array<uint8_t, 256> make_classes() noexcept {
-  std::array<uint8_t, 256> cls{};
-  for (int c = 0x80; c < 0x100; ++c) cls[c] = cls_name | cls_first;
-  for (int c = 'a'; c <= 'z'; ++c) cls[c] = cls[c - 'a' + 'A'] = cls_name | cls_first;
-  for (int c = '0'; c <= '9'; ++c) cls[c] = cls_name | cls_digit;
-  for (const char c : std::string_view("!$%&:;?@_`{|}~")) cls[c] = cls_name | cls_first;
-  cls['.'] = cls_name;
-  for (const char c : std::string_view(" \t\r\f\v")) cls[c] = cls_blank;
-  return cls;
-}
-constexpr std::array<uint8_t, 256> classes = make_classes();
+constexpr lex_alphabet alphabet = lex_makealphabet("!$%&:;?@_`{|}~", ".",
+                                                   {{'(', lex_kind::open},
+                                                    {')', lex_kind::close},
+                                                    {',', lex_kind::comma},
+                                                    {']', lex_kind::tagend}});
 
 bool is(char c, uint8_t cls) noexcept {
-  return (classes[static_cast<unsigned char>(c)] & cls) != 0;
+  return lex_is(alphabet, c, cls);
 }
-
 const char* skip_blanks(const char* p, const char* stop) noexcept {
-  while (p != stop && is(*p, cls_blank)) ++p;
-  return p;
+  return lex_skip(alphabet, lex_blank, p, stop);
 }
 const char* skip_name(const char* p, const char* stop) noexcept {
-  while (p != stop && is(*p, cls_name)) ++p;
-  return p;
+  return lex_skip(alphabet, lex_inname, p, stop);
 }
 
 std::string_view between(const char* begin, const char* end) noexcept {
@@ -59,11 +47,11 @@ char escaped(const char*& p, const char* stop) noexcept {
   return '\\';
 }
 
-void lex_quoted(opf_lexer& lx) {
+void take_quoted(opf_lexer& lx) {
   const char quote = *lx.pos;
   const char* const begin = ++lx.pos;
   bool israw = true;
-  lx.tok.kind = opf_kind::name;
+  lx.tok.kind = lex_kind::name;
   lx.tok.isquoted = true;
   while (lx.pos != lx.stop && *lx.pos != quote) {
     if (*lx.pos == '\\' && lx.pos + 1 != lx.stop) {
@@ -77,113 +65,64 @@ void lex_quoted(opf_lexer& lx) {
   }
   lx.tok.text = israw ? between(begin, lx.pos) : std::string_view(lx.unquoted);
   if (lx.pos == lx.stop) {
-    lx.tok.kind = opf_kind::bad;
+    lx.tok.kind = lex_kind::bad;
     lx.tok.why = "A quotation mark is not closed.";
     return;
   }
   ++lx.pos;
   if (lx.tok.text.find('\0') == std::string_view::npos) return;
-  lx.tok.kind = opf_kind::bad;
+  lx.tok.kind = lex_kind::bad;
   lx.tok.why = "A name holds a zero byte.";
 }
 
-void lex_name(opf_lexer& lx) noexcept {
+void take_name(opf_lexer& lx) noexcept {
   const char* const begin = lx.pos;
   lx.pos = skip_name(begin, lx.stop);
-  lx.tok.kind = opf_kind::name;
+  lx.tok.kind = lex_kind::name;
   lx.tok.text = between(begin, lx.pos);
-  if (opf_isword(lx.tok.text, "inf") || opf_isword(lx.tok.text, "infinity")) {
-    lx.tok.kind = opf_kind::infinite;
-  } else if (opf_isword(lx.tok.text, "nan")) {
-    lx.tok.kind = opf_kind::bad;
+  if (lex_isword(lx.tok.text, "inf") || lex_isword(lx.tok.text, "infinity")) {
+    lx.tok.kind = lex_kind::infinite;
+  } else if (lex_isword(lx.tok.text, "nan")) {
+    lx.tok.kind = lex_kind::bad;
     lx.tok.why = "It is not a number.";
   }
 }
 
-void lex_number(opf_lexer& lx) noexcept {
+void take_number(opf_lexer& lx) noexcept {
   const char* const begin = lx.pos;
   const auto [end, fault] = std::from_chars(begin, lx.stop, lx.tok.value);
   lx.pos = skip_name(end, lx.stop);
   lx.tok.text = between(begin, lx.pos);
-  lx.tok.kind = opf_kind::number;
+  lx.tok.kind = lex_kind::number;
   if (lx.pos != end) {
-    lx.tok.kind = opf_kind::bad;
+    lx.tok.kind = lex_kind::bad;
     lx.tok.why = "The number does not end where it should.";
   } else if (fault != std::errc{} && !mps_number(lx.tok.text, lx.tok.value)) {
-    lx.tok.kind = opf_kind::bad;
+    lx.tok.kind = lex_kind::bad;
     lx.tok.why = "The number is too large.";
   }
 }
 
 // A tag begins with its bracket, a slash or not, and its name, all on one line.
-void lex_tag(opf_lexer& lx) noexcept {
+void take_tag(opf_lexer& lx) noexcept {
   const char* const begin = lx.pos;
   const char* p = skip_blanks(lx.pos + 1, lx.stop);
   lx.tok.isclosing = p != lx.stop && *p == '/';
   if (lx.tok.isclosing) p = skip_blanks(p + 1, lx.stop);
   lx.pos = skip_name(p, lx.stop);
-  lx.tok.kind = opf_kind::tag;
+  lx.tok.kind = lex_kind::tag;
   lx.tok.text = between(p, lx.pos);
   if (lx.pos != p) return;
-  lx.tok.kind = opf_kind::bad;
+  lx.tok.kind = lex_kind::bad;
   lx.tok.text = between(begin, lx.pos);
   lx.tok.why = "A tag needs a name.";
 }
 
-void lex_relation(opf_lexer& lx, opf_kind kind) noexcept {
-  ++lx.pos;
-  if (lx.pos != lx.stop) {  // one more character: <= >= =< => ==
-    const char more = *lx.pos;
-    if (kind == opf_kind::equal && (more == '<' || more == '>')) {
-      kind = more == '<' ? opf_kind::less : opf_kind::greater;
-      ++lx.pos;
-    } else if (more == '=') {
-      ++lx.pos;
-    }
-  }
-  lx.tok.kind = kind;
+void take_symbol(opf_lexer& lx) noexcept {
+  lx.tok.kind = lex_symbol(alphabet, lx.pos, lx.stop);
   lx.tok.text = between(lx.tok.at, lx.pos);
-}
-
-opf_kind kind_of(char c) noexcept {
-  switch (c) {
-    case '+':
-    case '-':
-      return opf_kind::sign;
-    case '*':
-      return opf_kind::times;
-    case '^':
-      return opf_kind::power;
-    case '(':
-      return opf_kind::open;
-    case ')':
-      return opf_kind::close;
-    case ',':
-      return opf_kind::comma;
-    case '<':
-      return opf_kind::less;
-    case '>':
-      return opf_kind::greater;
-    case '=':
-      return opf_kind::equal;
-    case ']':
-      return opf_kind::tagend;
-    default:
-      return opf_kind::bad;
-  }
-}
-
-void lex_symbol(opf_lexer& lx, char c) noexcept {
-  const opf_kind kind = kind_of(c);
-  if (opf_isrelation(kind)) {
-    lex_relation(lx, kind);
-    return;
-  }
-  lx.tok.kind = kind;
-  lx.tok.text = {lx.pos, 1};
-  lx.tok.value = c == '-' ? -1 : 1;
+  lx.tok.value = *lx.tok.at == '-' ? -1 : 1;
   lx.tok.why = "This character cannot stand here.";
-  ++lx.pos;
 }
 
 bool next_line(opf_lexer& lx) noexcept {
@@ -202,26 +141,18 @@ const char* end_of_endtag(const char* p, const char* stop, std::string_view tag)
   if (p == stop || *p != '/') return nullptr;
   p = skip_blanks(p + 1, stop);
   const char* const end = skip_name(p, stop);
-  if (!opf_isword(between(p, end), tag)) return nullptr;
+  if (!lex_isword(between(p, end), tag)) return nullptr;
   p = skip_blanks(end, stop);
   return p != stop && *p == ']' ? p + 1 : nullptr;
 }
 
 }  // namespace
 
-bool opf_isword(std::string_view text, std::string_view lower) noexcept {
-  return text.size() == lower.size() &&
-         std::equal(text.begin(), text.end(), lower.begin(), [](char a, char b) {
-           return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
-         });
-}
-
 bool opf_isplainname(std::string_view text) noexcept {
-  if (text.empty() || !is(text[0], cls_first)) return false;
-  if (!std::all_of(text.begin(), text.end(), [](char c) { return is(c, cls_name); })) return false;
-  constexpr std::string_view words[] = {"inf", "infinity", "nan", "free"};
-  return std::none_of(std::begin(words), std::end(words),
-                      [&](std::string_view word) { return opf_isword(text, word); });
+  if (text.empty() || !is(text[0], lex_first)) return false;
+  if (!std::all_of(text.begin(), text.end(), [](char c) { return is(c, lex_inname); }))
+    return false;
+  return !lex_isvalueword(text);
 }
 
 void opf_addquoted(strbld& b, std::string_view text) {
@@ -250,7 +181,7 @@ void opf_next(opf_lexer& lx) {
   lx.pos = skip_blanks(lx.pos, lx.stop);
   while (lx.pos == lx.stop || *lx.pos == '#') {
     if (!next_line(lx)) {
-      lx.tok.kind = opf_kind::end;
+      lx.tok.kind = lex_kind::end;
       lx.tok.at = lx.pos;
       lx.tok.text = {};
       return;
@@ -259,16 +190,16 @@ void opf_next(opf_lexer& lx) {
   }
   const char c = *lx.pos;
   lx.tok.at = lx.pos;
-  if (is(c, cls_first)) {
-    lex_name(lx);
-  } else if (is(c, cls_digit) || (c == '.' && lx.pos + 1 != lx.stop && is(lx.pos[1], cls_digit))) {
-    lex_number(lx);
+  if (is(c, lex_first)) {
+    take_name(lx);
+  } else if (lex_beginsnumber(alphabet, lx.pos, lx.stop)) {
+    take_number(lx);
   } else if (c == '\'' || c == '"') {
-    lex_quoted(lx);
+    take_quoted(lx);
   } else if (c == '[') {
-    lex_tag(lx);
+    take_tag(lx);
   } else {
-    lex_symbol(lx, c);
+    take_symbol(lx);
   }
 }
 

@@ -13,28 +13,10 @@
 #include "cpub/ioutils.h"
 #include "cpub/memman.h"
 #include "cpub/strbld.h"
-
-enum class opf_kind : int32_t {
-  end,  // of the file
-  name,
-  number,
-  infinite,  // inf, infinity
-  sign,      // value: 1 or -1
-  times,
-  power,
-  open,
-  close,
-  comma,
-  less,
-  greater,
-  equal,
-  tag,     // the beginning of a tag; text: its name
-  tagend,  // the bracket that closes a tag
-  bad      // what begins no token
-};
+#include "zalvo/lexchar.h"
 
 struct opf_token {
-  opf_kind kind = opf_kind::end;
+  lex_kind kind = lex_kind::end;
   std::string_view text;     // of a quoted name what it means; valid until the next token
   const char* at = nullptr;  // where it begins, in the line
   double value = 0;
@@ -58,10 +40,6 @@ void opf_next(opf_lexer& lx);
 // none. The current token is then the first one behind it.
 bool opf_skipto(opf_lexer& lx, std::string_view tag);
 
-inline bool opf_isrelation(opf_kind kind) noexcept {
-  return kind == opf_kind::less || kind == opf_kind::greater || kind == opf_kind::equal;
-}
-bool opf_isword(std::string_view text, std::string_view lower) noexcept;  // whatever the case
 // opf_isplainname: the text is read back as a name when it stands there as it is.
 bool opf_isplainname(std::string_view text) noexcept;
 // opf_addquoted: a text in single quotes, so that it is read back as it is.

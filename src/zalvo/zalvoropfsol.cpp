@@ -28,7 +28,7 @@ rescode param_value(opf_reader& rd, mm_string& value) {
   const std::string_view raw = trim(rest.substr(0, rest.find_first_of("[#")));
   if (raw.starts_with('\'') || raw.starts_with('"')) {
     opf_next(lx);
-    if (lx.tok.kind == opf_kind::bad) return opf_fail(rd, "Invalid parameter\n", "");
+    if (lx.tok.kind == lex_kind::bad) return opf_fail(rd, "Invalid parameter\n", "");
     value = lx.tok.text;
   } else {
     value = raw;
@@ -108,7 +108,7 @@ void size_items(opf_items& items, size_t num) {
 
 rescode status_key(opf_reader& rd, int32_t& sk) {
   const opf_token& tok = rd.lx.tok;
-  const bool isword = tok.kind == opf_kind::name || tok.kind == opf_kind::infinite;
+  const bool isword = tok.kind == lex_kind::name || tok.kind == lex_kind::infinite;
   const auto found = std::find_if(keytexts.begin(), keytexts.end(), [&](std::string_view text) {
     return isword && tok.text == text;
   });
@@ -121,7 +121,7 @@ rescode status_key(opf_reader& rd, int32_t& sk) {
 }
 
 rescode expect_equal(opf_reader& rd) {
-  if (rd.lx.tok.kind != opf_kind::equal) {
+  if (rd.lx.tok.kind != lex_kind::equal) {
     return opf_fail(rd, "Expected a '='\n", "An '=' should stand here.");
   }
   opf_next(rd.lx);
@@ -133,7 +133,7 @@ rescode read_value(opf_reader& rd, opf_items& items, int32_t i, bool iscon) {
   opf_lexer& lx = rd.lx;
   const auto rule =
       std::find_if(std::begin(value_rules), std::end(value_rules), [&](const value_rule& v) {
-        return lx.tok.kind == opf_kind::name && !lx.tok.isquoted && lx.tok.text == v.name;
+        return lx.tok.kind == lex_kind::name && !lx.tok.isquoted && lx.tok.text == v.name;
       });
   if (rule == std::end(value_rules) || rule->value == (iscon ? is_sn : is_y)) {
     return opf_fail(rd, "Error in solution item definition\n", "There is no such value.");
@@ -145,7 +145,7 @@ rescode read_value(opf_reader& rd, opf_items& items, int32_t i, bool iscon) {
   opf_next(lx);
   if (const rescode r = expect_equal(rd); r != ok) return r;
   if (rule->value == is_sk) return status_key(rd, items.sk[i]);
-  if (lx.tok.kind == opf_kind::infinite) {
+  if (lx.tok.kind == lex_kind::infinite) {
     return opf_fail(rd, "Error in solution item values\n", "A value must be finite.");
   }
   return opf_number(rd, false, (items.*rule->items)[i], "Expected a value\n");
@@ -203,7 +203,7 @@ void copy_items(const opf_items& from, std::span<int32_t> sk, std::span<double> 
 
 rescode opf_param(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, "In parameter: missing identifier\n", "The tag needs a name.");
   }
   const mm_string name(lx.tok.text, rd.label.get_allocator());
@@ -212,7 +212,7 @@ rescode opf_param(opf_reader& rd) {
     return opf_fail(rd, "Invalid parameter\n", "There is no such parameter.");
   }
   opf_next(lx);
-  if (lx.tok.kind != opf_kind::tagend) {
+  if (lx.tok.kind != lex_kind::tagend) {
     return opf_fail(rd, "Invalid parameter\n", "The tag should end here.");
   }
   mm_string value(rd.label.get_allocator());
@@ -233,11 +233,11 @@ rescode opf_param(opf_reader& rd) {
 
 rescode opf_solhead(opf_reader& rd) {
   opf_lexer& lx = rd.lx;
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, "A solution type must be specified\n", "The tag needs a type.");
   }
   const auto type = std::find_if(typetexts.begin(), typetexts.end(), [&](std::string_view text) {
-    return opf_isword(lx.tok.text, text);
+    return lex_isword(lx.tok.text, text);
   });
   if (type == typetexts.end()) {
     return opf_fail(rd, "Unknown solution type\n", "There is no such type.");
@@ -250,13 +250,13 @@ rescode opf_solhead(opf_reader& rd) {
   size_items(sol.var, names.kind[ZLV_PI_VAR].off.size());
   size_items(sol.con, names.kind[ZLV_PI_CON].off.size());
   opf_next(lx);
-  if (lx.tok.kind != opf_kind::name) return ok;
-  if (!opf_isword(lx.tok.text, "status")) {
+  if (lx.tok.kind != lex_kind::name) return ok;
+  if (!lex_isword(lx.tok.text, "status")) {
     return opf_fail(rd, nullptr, "The tag has no such attribute.");
   }
   opf_next(lx);
   if (const rescode r = expect_equal(rd); r != ok) return r;
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd, "Expected a value\n", "A solution status should stand here.");
   }
   sol.solsta = status_of(lx.tok.text);
@@ -267,7 +267,7 @@ rescode opf_solhead(opf_reader& rd) {
 
 rescode opf_solitem(opf_reader& rd, bool iscon) {
   opf_lexer& lx = rd.lx;
-  if (lx.tok.kind != opf_kind::name) {
+  if (lx.tok.kind != lex_kind::name) {
     return opf_fail(rd,
                     iscon ? "Constraint must have a name in solution\n"
                           : "Variable must have a name in solution\n",
@@ -286,11 +286,11 @@ rescode opf_solitem(opf_reader& rd, bool iscon) {
   if (items.given[i] != 0) return opf_fail(rd, nullptr, "The item was listed before.");
   items.given[i] = is_listed;
   opf_next(lx);
-  if (lx.tok.kind != opf_kind::tagend) {
+  if (lx.tok.kind != lex_kind::tagend) {
     return opf_fail(rd, "Error in solution item definition\n", "The tag should end here.");
   }
   opf_next(lx);
-  while (lx.tok.kind != opf_kind::tag && lx.tok.kind != opf_kind::end) {
+  while (lx.tok.kind != lex_kind::tag && lx.tok.kind != lex_kind::end) {
     if (const rescode r = read_value(rd, items, i, iscon); r != ok) return r;
   }
   return ok;

@@ -233,7 +233,7 @@ void add_cone(opf_writer& w, int32_t k) {
   opf_add(w, cone.type == ZLV_CT_QUAD ? "[cone quad" : "[cone rquad");
   if (const std::string_view name = prob_name(w.p, ZLV_PI_CONE, k); w.isgeneric || !name.empty()) {
     strbld_add(w.text, ' ');
-    if (!w.isgeneric && opf_isword(name, "par")) {  // an attribute of the tag
+    if (!w.isgeneric && lex_isword(name, "par")) {  // an attribute of the tag
       opf_addquoted(w.text, name);
     } else {
       opf_additem(w, ZLV_PI_CONE, k);
