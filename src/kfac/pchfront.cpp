@@ -99,13 +99,17 @@ int32_t count_tasks(double flops, int32_t num, const pchcrew& crew) {
 
 template <class F>
 void share(pchcrew& crew, int32_t num, double flops, F&& work) {
+  double left = flops;  // that the leader did not do itself
   const auto one = [&](int32_t task, int32_t member) noexcept {
     if (crew.stop.load(std::memory_order_relaxed) != 0) return;
     work(task, member);
-    if (crew.poll != nullptr && member == 0) crew.poll->add(flops / num);
+    if (crew.poll == nullptr || member != 0) return;
+    crew.poll->add(flops / num);
+    left -= flops / num;
   };
   if (crew.team != nullptr) {
     kteam_share(*crew.team, num, one);
+    if (crew.poll != nullptr) crew.poll->add(left);
   } else {
     for (int32_t k = 0; k < num; ++k) one(k, crew.member);
   }
@@ -215,7 +219,10 @@ int32_t share_panel(pcholfac& fac, const front& f, pchcrew& crew) {
 
 void pchpoll::add(double more) noexcept {
   flops += more;
-  if (flops < pollflops) return;
+  if (flops >= pollflops) now();
+}
+
+void pchpoll::now() noexcept {
   flops = 0;
   if (const rescode r = mon.poll(); r != rescode::ok) stop.store(int32_t(r));
 }

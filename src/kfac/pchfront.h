@@ -10,12 +10,14 @@
 #include "kfac/pcholfac.h"
 #include "kfac/symface.h"
 
-// Polls the monitor when enough work has been done since; only the leader of a team does.
+// Polls the monitor when enough work has been done since, whoever did it; only the leader of a team
+// does.
 struct pchpoll {
   const monitor& mon;
   std::atomic<int32_t>& stop;  // a rescode that ends the factorization
   double flops = 0;
   void add(double more) noexcept;
+  void now() noexcept;
 };
 
 inline constexpr double pchpoll_formed = 1e6;  // what a task of forming counts

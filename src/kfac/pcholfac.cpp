@@ -85,6 +85,7 @@ rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac,
     pchcrew alone{nullptr, member, member == 0 ? &poll : nullptr, stop};
     do_range(sym, sched, fac, task, alone);
   });
+  if (team.count > 1) poll.now();  // others may have done nearly all of it
   pchcrew crew{&team, 0, &poll, stop};
   do_top(sym, sched, fac, crew);
   numrefused = 0;

@@ -27,9 +27,11 @@
 #include <cstdint>
 #include <string_view>
 
+#include "cpub/memman.h"
 #include "cpub/rescode.h"
 
 struct ZLV_task_rec;
+struct sol_view;
 
 enum class sol_column : int32_t {
   index,
@@ -54,6 +56,18 @@ constexpr std::string_view sol_infinite = "NONE";
 constexpr std::array<std::string_view, 7> sol_headtext = {
     "NAME",           "SOLUTION TYPE",    "PROBLEM STATUS", "SOLUTION STATUS",
     "OBJECTIVE NAME", "PRIMAL OBJECTIVE", "DUAL OBJECTIVE"};
+
+// What a file says of the items of one kind.
+struct sol_part {
+  mm_vector<int32_t> sk;
+  mm_vector<double> x, sl, su, more;  // more: y of constraints, snx of variables
+  mm_vector<uint8_t> given;           // by item: the reader's marks of what occurred; 0: nothing
+  explicit sol_part(mm_place at) : sk(at), x(at), sl(at), su(at), more(at), given(at) {}
+};
+// sol_sizepart: makes room for num items; what is new is unknown and zero.
+void sol_sizepart(sol_part& part, size_t num);
+// sol_storeparts: the values of constraints and variables become those of a solution.
+void sol_storeparts(const sol_part& con, const sol_part& var, const sol_view& to) noexcept;
 
 // sol_genericname: the generic name of item i of a kind (ZLV_PI_*).
 struct sol_generic {

@@ -35,21 +35,6 @@ std::string_view last_word(std::string_view& text) {
   return word;
 }
 
-// What is read of one kind of item.
-struct sol_part {
-  mm_vector<int32_t> sk;
-  mm_vector<double> x, sl, su, more;  // more: y of constraints, snx of variables
-  mm_vector<uint8_t> isread;
-  bool hasmore = false;
-  sol_part(mm_place at, int32_t count)
-      : sk(size_t(count), ZLV_SK_UNK, at),
-        x(size_t(count), 0, at),
-        sl(size_t(count), 0, at),
-        su(size_t(count), 0, at),
-        more(size_t(count), 0, at),
-        isread(size_t(count), 0, at) {}
-};
-
 struct sol_reader {
   task_rec& task;
   const char* path;
@@ -60,12 +45,16 @@ struct sol_reader {
   int32_t whichitem = -1;               // of the table that is being read; -1: the head
   std::array<sol_column, 10> column{};  // of that table, after its line of column names
   size_t numcolumn = 0;
+  bool hasdual = false;  // the table of the constraints has that column
   sol_reader(task_rec& t, const char* name)
       : task(t),
         path(name),
         text(mm_at(*t.mman)),
-        part{sol_part(mm_at(*t.mman), t.prob.numvar), sol_part(mm_at(*t.mman), t.prob.numcon),
-             sol_part(mm_at(*t.mman), t.prob.numcone)} {}
+        part{sol_part(mm_at(*t.mman)), sol_part(mm_at(*t.mman)), sol_part(mm_at(*t.mman))} {
+    sol_sizepart(part[ZLV_PI_VAR], size_t(t.prob.numvar));
+    sol_sizepart(part[ZLV_PI_CON], size_t(t.prob.numcon));
+    sol_sizepart(part[ZLV_PI_CONE], size_t(t.prob.numcone));
+  }
 };
 
 // refuse: the place, what was found and what was expected, after the message of the code.
@@ -202,8 +191,8 @@ rescode read_item(sol_reader& r, std::string_view line) {
               r.lines.number);
     return code;
   }
-  if (r.part[r.whichitem].isread[item] != 0) return refuse(r, name, "an item that did not occur");
-  r.part[r.whichitem].isread[item] = 1;
+  if (r.part[r.whichitem].given[item] != 0) return refuse(r, name, "an item that did not occur");
+  r.part[r.whichitem].given[item] = 1;
   for (size_t k = 2; k < r.numcolumn; ++k) {
     const rescode code = read_cell(r, r.column[k], item, word[k]);
     if (code != rescode::ok) return code;
@@ -225,7 +214,7 @@ rescode read_line(sol_reader& r, std::string_view line) {
   const rescode code = read_columns(r, text);
   const auto columns = std::span(r.column).first(r.numcolumn);
   if (r.whichitem == ZLV_PI_CON && std::ranges::find(columns, sol_column::dual) != columns.end()) {
-    r.part[ZLV_PI_CON].hasmore = true;
+    r.hasdual = true;
   }
   return code;
 }
@@ -264,24 +253,14 @@ bool is_borneout(const sol_measures& m) {
   }
 }
 
-void copy_part(const sol_part& from, std::span<int32_t> sk, std::span<double> x,
-               std::span<double> sl, std::span<double> su, std::span<double> more) {
-  std::copy_n(from.sk.begin(), sk.size(), sk.begin());
-  std::copy_n(from.x.begin(), x.size(), x.begin());
-  std::copy_n(from.sl.begin(), sl.size(), sl.begin());
-  std::copy_n(from.su.begin(), su.size(), su.begin());
-  std::copy_n(from.more.begin(), more.size(), more.begin());
-}
-
 // fill: the values read become the solution, with the statuses of the file where they are true.
 void fill(sol_reader& r, int32_t whichsol) {
   sol_part& con = r.part[ZLV_PI_CON];
-  if (!con.hasmore) std::ranges::transform(con.sl, con.su, con.more.begin(), std::minus<>());
+  if (!r.hasdual) std::ranges::transform(con.sl, con.su, con.more.begin(), std::minus<>());
   sol_ensure(r.task, whichsol);
   const sol_view v = sol_items(r.task, whichsol);
-  copy_part(con, v.skc, v.xc, v.slc, v.suc, v.y);
-  copy_part(r.part[ZLV_PI_VAR], v.skx, v.xx, v.slx, v.sux, v.snx);
-  copy_part(r.part[ZLV_PI_CONE], v.skn, {}, {}, {}, {});
+  sol_storeparts(con, r.part[ZLV_PI_VAR], v);
+  std::copy_n(r.part[ZLV_PI_CONE].sk.begin(), v.skn.size(), v.skn.begin());
   sol_settle(r.task, whichsol, r.prosta, r.solsta, r.path);
 }
 

@@ -10,27 +10,6 @@
 #include "zalvo/solfile.h"
 #include "zalvo/solmeasure.h"
 
-sol_generic sol_genericname(const task_rec& task, int32_t whichitem, int32_t i) noexcept {
-  constexpr char letter[] = {'x', 'c', 'k'};
-  sol_generic name;
-  const int64_t number = int64_t(i) + task.par.i[ipar::write_generic_names_io];
-  std::snprintf(name.text.data(), name.text.size(), "%c%lld", letter[whichitem],
-                static_cast<long long>(number));
-  return name;
-}
-
-std::string_view sol_filename(const task_rec& task, int32_t whichsol, const char* given) noexcept {
-  if (given != nullptr && *given != '\0') return given;
-  constexpr int32_t parameter[] = {spar::itr_sol_file_name, spar::bas_sol_file_name,
-                                   spar::int_sol_file_name};
-  return task.par.s[size_t(parameter[whichsol])];
-}
-
-rescode sol_nofilename(task_rec& task, int32_t whichsol) noexcept {
-  constexpr const char* type[] = {"interior", "basic", "integer"};
-  return task_fail(task, rescode::wrn_undef_sol_file_name, type[whichsol]);
-}
-
 namespace {
 
 // A filter of the listed items, of one side: ">limit" or at least lower + limit for the low side,

@@ -24,34 +24,17 @@ constexpr int32_t labelwidth = 40;    // of the log
 struct conc_run {
   std::span<task_rec*> tasks;  // the calling one first
   std::span<rescode> results;
+  rescode error = rescode::ok;  // the first of the run itself, not of an optimizer
   std::atomic<bool> stop = false;
 };
 
+constexpr std::array<const char*, 10> display_names = {
+    "free",         "interior-point", "conic",     "qcone",     "primal simplex", "dual simplex",
+    "free simplex", "mixed integer",  "nonconvex", "concurrent"};  // by ZLV_OPTIMIZER_*
+
 const char* display_name(int32_t optimizer) {
-  switch (optimizer) {
-    case ZLV_OPTIMIZER_FREE:
-      return "free";
-    case ZLV_OPTIMIZER_INTPNT:
-      return "interior-point";
-    case ZLV_OPTIMIZER_CONIC:
-      return "conic";
-    case ZLV_OPTIMIZER_QCONE:
-      return "qcone";
-    case ZLV_OPTIMIZER_PRIMAL_SIMPLEX:
-      return "primal simplex";
-    case ZLV_OPTIMIZER_DUAL_SIMPLEX:
-      return "dual simplex";
-    case ZLV_OPTIMIZER_FREE_SIMPLEX:
-      return "free simplex";
-    case ZLV_OPTIMIZER_MIXED_INT:
-      return "mixed integer";
-    case ZLV_OPTIMIZER_NONCONVEX:
-      return "nonconvex";
-    case ZLV_OPTIMIZER_CONCURRENT:
-      return "concurrent";
-    default:
-      return "unknown";
-  }
+  const bool isknown = optimizer >= 0 && optimizer < int32_t(display_names.size());
+  return isknown ? display_names[size_t(optimizer)] : "unknown";
 }
 
 bool is_simplex(int32_t optimizer) {
@@ -118,12 +101,13 @@ rescode announce(const conc_run& run) {
   return r;
 }
 
+// One optimizer from its beginning to its end. Whoever has an answer, or was told to stop, stops all.
 void run_thread(conc_run& run, size_t k) noexcept {
   const int32_t code = task_call(run.tasks[k], opt_core);
   rescode r = rescode(code);
   if (r == rescode::trm_internal) r = rescode::trm_user_break;
   run.results[k] = r;
-  if (r == rescode::ok || r == rescode::trm_user_break) {
+  if (r == rescode::ok || r == rescode::trm_user_break || r == rescode::trm_user_callback) {
     run.stop.store(true, std::memory_order_relaxed);
   }
 }
@@ -140,11 +124,13 @@ void run_threads(conc_run& run) {
   for (size_t k = 1; k < run.tasks.size(); ++k) {
     try {
       threads[k] = std::jthread([&run, k] { run_thread(run, k); });
+      continue;
     } catch (const std::system_error&) {
       run.results[k] = rescode::err_thread_create;
     } catch (const std::bad_alloc&) {
       run.results[k] = rescode::err_space;
     }
+    if (run.error == rescode::ok) run.error = run.results[k];
   }
   run_thread(run, 0);
   for (std::jthread& thread : threads) {
@@ -169,8 +155,18 @@ void take_over(task_rec& to, task_rec& from) {
   to.inf = from.inf;
 }
 
-// The run shared by both entries, between its announcements.
-rescode solve_all(conc_run& run) {
+// What the calling task returns when all threads have ended. A stop that a caller's callback asked for
+// is told as such, not as the break by which the others ended.
+rescode result_of(const conc_run& run, size_t winner) {
+  if (run.error != rescode::ok) return run.error;
+  const rescode r = run.results[winner];
+  const bool isasked = std::ranges::count(run.results, rescode::trm_user_callback) > 0;
+  return r != rescode::ok && isasked ? rescode::trm_user_callback : r;
+}
+
+// The run shared by both entries, between its announcements. istold: the result stands on the calling
+// task's stream already.
+rescode solve_all(conc_run& run, bool& istold) {
   task_rec& t = *run.tasks[0];
   for (task_rec* other : run.tasks.subspan(1)) {
     prob_rec aside(mm_at(*other->mman));
@@ -189,9 +185,12 @@ rescode solve_all(conc_run& run) {
   if (winner != 0) take_over(t, won);
   t.inf.i[iinf::concurrent_num_optimizers] = int32_t(run.tasks.size());
   t.inf.i[iinf::concurrent_fastest_optimizer] = optimizer_of(won);
-  return run.results[winner];
+  const rescode r = result_of(run, winner);
+  istold = r == run.results[0];
+  return r;
 }
 
+// Reports its result.
 rescode run_concurrent(std::span<task_rec*> tasks) {
   task_rec& t = *tasks[0];
   const timer clock = timer_start();
@@ -199,18 +198,22 @@ rescode run_concurrent(std::span<task_rec*> tasks) {
   conc_run run{tasks, results};
   if (logs(t)) task_echo(t, msg_kind::log, "Concurrent optimizer is started.\n");
   rescode r = task_callback(t, callback_code::begin_concurrent);
-  if (r == rescode::ok) r = solve_all(run);
+  bool istold = false;
+  if (r == rescode::ok) r = solve_all(run, istold);
   t.inf.d[dinf::concurrent_cputime] = timer_cpu(clock);
   t.inf.d[dinf::concurrent_realtime] = timer_wall(clock);
   const rescode end = task_callback(t, callback_code::end_concurrent);
-  if (r == rescode::ok) r = end;
+  if (r == rescode::ok && end != rescode::ok) {
+    r = end;
+    istold = false;
+  }
   if (logs(t)) {
     task_echo(t, msg_kind::log,
               "Concurrent optimizer terminated. CPU Time: %-.2f. Real Time: %-.2f. %s\n\n",
               t.inf.d[dinf::concurrent_cputime], t.inf.d[dinf::concurrent_realtime],
               r == rescode::ok ? "" : rescode_description(r));
   }
-  return r;
+  return istold ? r : task_fail(t, r);
 }
 
 // Tasks that live as long as the run.
@@ -269,7 +272,7 @@ rescode check_tasks(task_rec& t, ZLV_task_t* tasks, int32_t num) {
 
 }  // namespace
 
-rescode opt_concurrent(task_rec& t) {
+rescode opt_concurrent(task_rec& t) try {
   extra_tasks extra(t);
   const optimizer_setting keep(t);
   const auto order = by_priority(t.par);
@@ -277,11 +280,13 @@ rescode opt_concurrent(task_rec& t) {
   const int32_t num = std::clamp(t.par.i[ipar::concurrent_num_optimizers], 1, maxoptimizers);
   for (size_t k = 1; k < extra.all.size(); ++k) {
     const int32_t r = ZLV_maketask(t.env, 0, 0, &extra.all[k]);
-    if (r != ZLV_RES_OK) return rescode(r);
+    if (r != ZLV_RES_OK) return task_fail(t, rescode(r));
     if (int32_t(k) < num) param_copy(extra.all[k]->par, t.par);
     extra.all[k]->par.i[ipar::optimizer] = order[k];
   }
   return run_concurrent(std::span(extra.all).first(size_t(num)));
+} catch (const std::bad_alloc&) {
+  return task_fail(t, rescode::err_space);
 }
 
 int32_t ZLV_optimizeconcurrent(ZLV_task_t task, ZLV_task_t* tasks, int32_t num) {
@@ -292,6 +297,6 @@ int32_t ZLV_optimizeconcurrent(ZLV_task_t task, ZLV_task_t* tasks, int32_t num) 
     all.insert(all.end(), tasks, tasks + num);
     const rescode r = run_concurrent(all);
     if (r == rescode::ok && t.par.i[ipar::infeas_report_auto] != 0) opt_infeasreport(t);
-    return r == rescode::err_concurrent_optimizer ? task_fail(t, r) : r;
+    return r;
   });
 }

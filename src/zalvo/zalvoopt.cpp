@@ -129,6 +129,7 @@ rescode report_result(task_rec& t, rescode r) {
 
 rescode opt_core(task_rec& t) {
   const timer clock = timer_start();
+  const bool isconcurrent = t.par.i[ipar::optimizer] == ZLV_OPTIMIZER_CONCURRENT;
   reset_items(t);
   task_resetbreaks(t);
   rescode r = rescode::ok;
@@ -144,7 +145,7 @@ rescode opt_core(task_rec& t) {
   if (r == rescode::err_space && t.par.i[ipar::log] != 0) {
     task_echo(t, msg_kind::log, "*** ZALVO ran out of space (=RAM) while optimizing a task.\n\n");
   }
-  return report_result(t, r);
+  return isconcurrent ? r : report_result(t, r);
 }
 
 int32_t ZLV_optimize(ZLV_task_t task) {

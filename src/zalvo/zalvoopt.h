@@ -15,7 +15,7 @@ struct ZLV_task_rec;
 //   prosta, solsta  in and out, ZLV_PRO_STA_* and ZLV_SOL_STA_*
 void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& solsta);
 
-// opt_core: one run of the task's optimizer, from the choice to the summary items.
+// opt_core: one run of the task's optimizer, from the choice to the summary items. Reports its result.
 rescode opt_core(ZLV_task_rec& t);
 
 // opt_runintpnt: the interior-point pipeline on a linear or quadratic problem. The solutions that it fills are
@@ -39,7 +39,7 @@ rescode opt_runconic(ZLV_task_rec& t, const timer& clock);
 // opt_runqcone: quadratic terms of the objective and of constraints as cones, likewise.
 rescode opt_runqcone(ZLV_task_rec& t, const timer& clock);
 
-// opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT.
+// opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT. Reports its result.
 rescode opt_concurrent(ZLV_task_rec& t);
 
 // opt_infeasreport: what the certificate among the task's solutions says, to the log; nothing when

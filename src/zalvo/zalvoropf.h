@@ -45,21 +45,16 @@
 #include "cpub/ioutils.h"
 #include "zalvo/frame.h"
 #include "zalvo/rowbuild.h"
+#include "zalvo/solfile.h"
 #include "zalvo/zalvoropflex.h"
 
 struct file_problem;
 
 // What is read of a solution: the items of the variables or of the constraints.
-struct opf_items {
-  mm_vector<int32_t> sk;
-  mm_vector<double> x, sl, su, more;  // more: y of constraints, sn of variables
-  mm_vector<uint8_t> given;           // by item: which values; 0: it was not listed
-  explicit opf_items(mm_place at) : sk(at), x(at), sl(at), su(at), more(at), given(at) {}
-};
 struct opf_solution {
   bool isgiven = false;
   int32_t solsta = 0;  // ZLV_SOL_STA_*
-  opf_items var, con;
+  sol_part var, con;
   explicit opf_solution(mm_place at) : var(at), con(at) {}
 };
 

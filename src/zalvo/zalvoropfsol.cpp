@@ -69,15 +69,15 @@ enum opf_value : uint8_t {
 struct value_rule {
   std::string_view name;
   uint8_t value;
-  mm_vector<double> opf_items::*items;
+  mm_vector<double> sol_part::*items;
   const char* twice;
 };
 constexpr value_rule value_rules[] = {{"sk", is_sk, nullptr, "Status key defined twice\n"},
-                                      {"lvl", is_x, &opf_items::x, "Level value defined twice\n"},
-                                      {"y", is_y, &opf_items::more, "Value y defined twice\n"},
-                                      {"sl", is_sl, &opf_items::sl, "Value sl defined twice\n"},
-                                      {"su", is_su, &opf_items::su, "Value su defined twice\n"},
-                                      {"sn", is_sn, &opf_items::more, "Value sn defined twice\n"}};
+                                      {"lvl", is_x, &sol_part::x, "Level value defined twice\n"},
+                                      {"y", is_y, &sol_part::more, "Value y defined twice\n"},
+                                      {"sl", is_sl, &sol_part::sl, "Value sl defined twice\n"},
+                                      {"su", is_su, &sol_part::su, "Value su defined twice\n"},
+                                      {"sn", is_sn, &sol_part::more, "Value sn defined twice\n"}};
 
 // The problem that the names of a solution belong to.
 const names_store& names_of(const opf_reader& rd) noexcept {
@@ -95,15 +95,6 @@ int32_t find_generic(const names_store& names, int32_t kind, std::string_view na
   const bool isitem = fault == std::errc{} && end == stop && i >= 0 &&
                       i < int32_t(names.kind[kind].off.size()) && names_get(names, kind, i).empty();
   return isitem ? i : -1;
-}
-
-void size_items(opf_items& items, size_t num) {
-  items.sk.resize(num, ZLV_SK_UNK);
-  items.x.resize(num, 0.0);
-  items.sl.resize(num, 0.0);
-  items.su.resize(num, 0.0);
-  items.more.resize(num, 0.0);
-  items.given.resize(num, uint8_t{0});
 }
 
 rescode status_key(opf_reader& rd, int32_t& sk) {
@@ -129,7 +120,7 @@ rescode expect_equal(opf_reader& rd) {
 }
 
 // keyword "=" value
-rescode read_value(opf_reader& rd, opf_items& items, int32_t i, bool iscon) {
+rescode read_value(opf_reader& rd, sol_part& items, int32_t i, bool iscon) {
   opf_lexer& lx = rd.lx;
   const auto rule =
       std::find_if(std::begin(value_rules), std::end(value_rules), [&](const value_rule& v) {
@@ -190,15 +181,6 @@ int32_t prosta_of(int32_t solsta) noexcept {
   }
 }
 
-void copy_items(const opf_items& from, std::span<int32_t> sk, std::span<double> x,
-                std::span<double> sl, std::span<double> su, std::span<double> more) {
-  std::copy_n(from.sk.begin(), sk.size(), sk.begin());
-  std::copy_n(from.x.begin(), x.size(), x.begin());
-  std::copy_n(from.sl.begin(), sl.size(), sl.begin());
-  std::copy_n(from.su.begin(), su.size(), su.begin());
-  std::copy_n(from.more.begin(), more.size(), more.begin());
-}
-
 }  // namespace
 
 rescode opf_param(opf_reader& rd) {
@@ -247,8 +229,8 @@ rescode opf_solhead(opf_reader& rd) {
   if (sol.isgiven) return opf_fail(rd, nullptr, "There is a solution of this type already.");
   sol.isgiven = rd.out.hassol = true;
   const names_store& names = names_of(rd);
-  size_items(sol.var, names.kind[ZLV_PI_VAR].off.size());
-  size_items(sol.con, names.kind[ZLV_PI_CON].off.size());
+  sol_sizepart(sol.var, names.kind[ZLV_PI_VAR].off.size());
+  sol_sizepart(sol.con, names.kind[ZLV_PI_CON].off.size());
   opf_next(lx);
   if (lx.tok.kind != lex_kind::name) return ok;
   if (!lex_isword(lx.tok.text, "status")) {
@@ -274,7 +256,7 @@ rescode opf_solitem(opf_reader& rd, bool iscon) {
                     "The tag needs a name.");
   }
   opf_solution& sol = rd.sol[size_t(rd.whichsol)];
-  opf_items& items = iscon ? sol.con : sol.var;
+  sol_part& items = iscon ? sol.con : sol.var;
   const int32_t kind = iscon ? ZLV_PI_CON : ZLV_PI_VAR;
   int32_t i = lx.tok.text.empty() ? -1 : names_find(names_of(rd), kind, lx.tok.text);
   if (i < 0) i = find_generic(names_of(rd), kind, lx.tok.text);
@@ -301,16 +283,15 @@ void opf_storesolutions(opf_reader& rd) {
   for (int32_t whichsol = 0; whichsol < sol_count; ++whichsol) {
     opf_solution& sol = rd.sol[size_t(whichsol)];
     if (!sol.isgiven) continue;
-    size_items(sol.var, size_t(p.numvar));  // some came behind the solution
-    size_items(sol.con, size_t(p.numcon));
-    opf_items& con = sol.con;
+    sol_sizepart(sol.var, size_t(p.numvar));  // some came behind the solution
+    sol_sizepart(sol.con, size_t(p.numcon));
+    sol_part& con = sol.con;
     for (size_t i = 0; i < con.given.size(); ++i) {
       if ((con.given[i] & is_y) == 0) con.more[i] = con.sl[i] - con.su[i];
     }
     sol_rec& rec = rd.out.sol.rec[size_t(whichsol)];
     const sol_view v = sol_make(rec, whichsol, p);
-    copy_items(con, v.skc, v.xc, v.slc, v.suc, v.y);
-    copy_items(sol.var, v.skx, v.xx, v.slx, v.sux, v.snx);
+    sol_storeparts(con, sol.var, v);
     rec.isdef = true;
     rec.solsta = sol.solsta;
     rec.prosta = prosta_of(sol.solsta);

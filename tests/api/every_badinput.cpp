@@ -2,7 +2,6 @@
 // and a refused call leaves the task as it was. A function without a row must say why.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -10,6 +9,7 @@
 
 #include "api/every_table.h"
 #include "support/api_box.h"
+#include "support/file_text.h"
 #include "support/problem_text.h"
 
 namespace {
@@ -135,10 +135,7 @@ struct filled {
 }  // namespace
 
 TEST(BadInput, EveryFunctionHasARow) {
-  std::ifstream in(ZALVO_TEST_HEADER);
-  std::ostringstream text;
-  text << in.rdbuf();
-  const std::string header = text.str();
+  const std::string header = file_text(ZALVO_TEST_HEADER);
   std::set<std::string> listed;
   for (const row_rec& r : all_rows()) EXPECT_TRUE(listed.insert(r.name).second) << r.name;
   const std::regex form("ZLV_API int32_t (ZLV_[a-z0-9]+)\\(");

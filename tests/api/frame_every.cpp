@@ -3,14 +3,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <vector>
 
 #include "support/api_box.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -19,10 +18,7 @@ struct declaration {
 };
 
 std::vector<declaration> declarations() {
-  std::ifstream in(ZALVO_TEST_HEADER);
-  std::ostringstream text;
-  text << in.rdbuf();
-  const std::string header = text.str();
+  const std::string header = file_text(ZALVO_TEST_HEADER);
   const std::regex form("ZLV_API ([a-z0-9_]+\\*? ?)(ZLV_[a-z0-9]+)\\(([^,;)]*)");
   std::vector<declaration> found;
   for (std::sregex_iterator at(header.begin(), header.end(), form), end; at != end; ++at) {

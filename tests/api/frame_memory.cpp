@@ -4,11 +4,10 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "support/api_box.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -18,13 +17,6 @@ struct fault_list {
     static_cast<fault_list*>(self)->texts.emplace_back(text);
   }
 };
-
-std::string content(const std::string& name) {
-  std::ifstream in(name);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 }  // namespace
 
@@ -135,7 +127,7 @@ TEST(FrameMemory, LogsOfEnvironmentAndTasks) {
     EXPECT_EQ(box.close(), ZLV_RES_OK);
   }
   for (const std::string& name : {envlog, log1, log2}) {
-    const std::string text = content(name);
+    const std::string text = file_text(name);
     EXPECT_EQ(text.rfind("ZALVO memory debugging.", 0), 0U) << name;
     EXPECT_NE(text.find("Checking leaks\nDone checking leaks\n"), std::string::npos) << name;
     EXPECT_EQ(text.find("cannot be deallocated"), std::string::npos) << name;

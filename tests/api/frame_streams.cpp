@@ -2,11 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "support/api_box.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -16,13 +15,6 @@ struct piece_list {
     static_cast<piece_list*>(self)->pieces.emplace_back(text);
   }
 };
-
-std::string content(const std::string& name) {
-  std::ifstream in(name);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 }  // namespace
 
@@ -102,11 +94,11 @@ TEST(FrameStreams, FilesAreRewrittenOrContinued) {
                     closed = "\nFile closed: " + name + "\n",
                     reopened = "\nFile reopened: " + name + "\n";
   const std::string all = opened + "one\n" + closed + reopened + "two\nthree" + closed;
-  EXPECT_EQ(content(name), all);
+  EXPECT_EQ(file_text(name), all);
   EXPECT_EQ(box.msg(), all);
   ASSERT_EQ(ZLV_linkfiletotaskstream(box.task, ZLV_STREAM_MSG, name.c_str(), 0), 0);
   EXPECT_EQ(box.close(), 0);
-  EXPECT_EQ(content(name), opened + closed);
+  EXPECT_EQ(file_text(name), opened + closed);
   std::remove(name.c_str());
 }
 

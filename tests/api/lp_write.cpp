@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,13 +13,6 @@
 #include "support/problem_text.h"
 
 namespace {
-
-void put_item(ZLV_task_t task, int32_t acc, int32_t i, const char* name, int32_t key, double lower,
-              double upper) {
-  ASSERT_EQ(ZLV_putbound(task, acc, i, key, lower, upper), ZLV_RES_OK);
-  if (*name == '\0') return;
-  ASSERT_EQ(ZLV_putname(task, acc == ZLV_ACC_VAR ? ZLV_PI_VAR : ZLV_PI_CON, i, name), ZLV_RES_OK);
-}
 
 // One item of every kind that the layout tells apart.
 void make_sampler(ZLV_task_t task) {

@@ -14,13 +14,6 @@
 
 namespace {
 
-void put_item(ZLV_task_t task, int32_t acc, int32_t i, const char* name, int32_t key, double lower,
-              double upper) {
-  ASSERT_EQ(ZLV_putbound(task, acc, i, key, lower, upper), ZLV_RES_OK);
-  if (*name == '\0') return;
-  ASSERT_EQ(ZLV_putname(task, acc == ZLV_ACC_VAR ? ZLV_PI_VAR : ZLV_PI_CON, i, name), ZLV_RES_OK);
-}
-
 // One item of every kind that the layout tells apart.
 void make_sampler(ZLV_task_t task) {
   ASSERT_EQ(ZLV_append(task, ZLV_ACC_CON, 5), ZLV_RES_OK);

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <limits>
 #include <random>
-#include <sstream>
 
 #include "support/api_box.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -24,11 +24,7 @@ struct temp_file {
   temp_file& operator=(const temp_file&) = delete;
 
   void put(const std::string& text) const { std::ofstream(name, std::ios::binary) << text; }
-  std::string get() const {
-    std::ostringstream text;
-    text << std::ifstream(name, std::ios::binary).rdbuf();
-    return text.str();
-  }
+  std::string get() const { return file_text(name); }
 };
 
 int32_t read_file(api_box& box, const std::string& name) {

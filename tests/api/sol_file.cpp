@@ -8,11 +8,11 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "support/api_box.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -32,12 +32,6 @@ struct temp_folder {
     return size_t(std::distance(fs::directory_iterator(path), fs::directory_iterator()));
   }
 };
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 void spill(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
@@ -135,7 +129,7 @@ TEST(SolFile, GivesBackEveryBit) {
               0);
     const std::string path = s.folder.file(round % 2 == 0 ? "a.sol" : "a.sol.gz");
     ASSERT_EQ(ZLV_writesolution(s.task, whichsol, path.c_str()), 0) << s.box.err();
-    EXPECT_EQ(slurp(path).substr(0, 2) == "\x1f\x8b", round % 2 == 1);
+    EXPECT_EQ(file_text(path).substr(0, 2) == "\x1f\x8b", round % 2 == 1);
     EXPECT_EQ(s.folder.numfile(), 1U);
     ASSERT_EQ(ZLV_deletesolution(s.task, whichsol), 0);
     ASSERT_EQ(ZLV_readsolution(s.task, whichsol, path.c_str()), 0) << s.box.err();
@@ -228,7 +222,7 @@ TEST(SolFile, TextIsStableAndStatusesAreProved) {
   EXPECT_EQ(s.solsta(), ZLV_SOL_STA_OPTIMAL);
   EXPECT_EQ(s.box.wrn(), "");
   ASSERT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.file("again").c_str()), 0);
-  EXPECT_EQ(slurp(s.folder.file("again")), example_text);
+  EXPECT_EQ(file_text(s.folder.file("again")), example_text);
   // A point that is not feasible is not believed to be optimal.
   ASSERT_EQ(s.read(replaced(example_text, "BS   1.0", "BS   1.1")), 0);
   EXPECT_EQ(s.solsta(), ZLV_SOL_STA_UNKNOWN);
@@ -298,7 +292,7 @@ TEST(SolFile, FiltersAndSwitchesChooseTheLines) {
   const auto lines = [&] {
     const std::string path = s.folder.file("f");
     EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, path.c_str()), 0);
-    const std::string text = slurp(path);
+    const std::string text = file_text(path);
     std::string got;
     for (const char* mark :
          {"SOLUTION TYPE", "\n0          need", "\n0          x1", "\n1          x2"})
@@ -358,14 +352,14 @@ TEST(SolFile, FailedWritesKeepTheOldFile) {
     EXPECT_NE(s.box.err().find("/dev/full"), std::string::npos);
   }
   EXPECT_EQ(s.folder.numfile(), 1U);
-  EXPECT_EQ(slurp(s.path()), example_text);
+  EXPECT_EQ(file_text(s.path()), example_text);
   // By the parameter, through a link: the file behind it is replaced, the link stays.
   fs::create_symlink(s.path(), s.folder.file("link"));
   ASSERT_EQ(ZLV_putstrparam(s.task, ZLV_SPAR_BAS_SOL_FILE_NAME, s.folder.file("link").c_str()), 0);
   spill(s.path(), "old");
   ASSERT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, ""), 0);
   EXPECT_TRUE(fs::is_symlink(s.folder.file("link")));
-  EXPECT_EQ(slurp(s.path()), example_text);
+  EXPECT_EQ(file_text(s.path()), example_text);
   EXPECT_EQ(s.folder.numfile(), 2U);
 }
 
@@ -390,7 +384,7 @@ TEST(SolFile, OutOfSpaceLeavesSolutionAndFile) {
     spill(out, "old");
     memory.failat = memory.numcalls + k;
     const int32_t writecode = ZLV_writesolution(box.task, ZLV_SOL_BAS, out.c_str());
-    EXPECT_EQ(slurp(out) == "old", writecode != 0);
+    EXPECT_EQ(file_text(out) == "old", writecode != 0);
     const int32_t readcode = ZLV_readsolution(box.task, ZLV_SOL_BAS, in.c_str());
     double x = 0;
     ASSERT_EQ(ZLV_getsolutionslice(box.task, ZLV_SOL_BAS, ZLV_SOL_ITEM_XX, 0, 1, &x), 0);

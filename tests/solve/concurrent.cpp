@@ -2,6 +2,13 @@
 // Also a subject for the thread sanitizer.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
 #include "support/api_box.h"
 #include "support/planted_lp.h"
 #include "support/solved_lp.h"
@@ -32,6 +39,23 @@ struct second_task {
   second_task& operator=(const second_task&) = delete;
 };
 
+// How often a text is in another.
+int count(const std::string& text, const std::string& part) {
+  int num = 0;
+  for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++num;
+  return num;
+}
+
+const char *const ipm = "interior-point (threads = 2)", *const primal = "primal simplex",
+                  *const dual = "dual simplex", *const either = "free simplex";
+
+struct concurrent_case {
+  const char* name;
+  int32_t num;          // asked for
+  int32_t priority[4];  // of interior point, primal, dual and free simplex
+  std::vector<const char*> runs;
+};
+
 }  // namespace
 
 TEST(Concurrent, TheCallingTaskGetsTheSolution) {
@@ -54,22 +78,101 @@ TEST(Concurrent, TheCallingTaskGetsTheSolution) {
   }
 }
 
-TEST(Concurrent, AsTheOptimizerOfATaskIsChosenByPriorityAndPutBack) {
+class ConcurrentChoice : public testing::TestWithParam<concurrent_case> {};
+TEST_P(ConcurrentChoice, ByPriorityAndPutBack) {
+  const concurrent_case& c = GetParam();
   const planted_lp lp = planted(3);
-  for (const int32_t num : {1, 0}) {
+  api_box box;
+  put_data(box.task, lp.p);
+  choose(box.task, ZLV_OPTIMIZER_CONCURRENT);
+  const std::pair<int32_t, int32_t> settings[] = {
+      {ZLV_IPAR_CONCURRENT_NUM_OPTIMIZERS, c.num},
+      {ZLV_IPAR_CONCURRENT_PRIORITY_INTPNT, c.priority[0]},
+      {ZLV_IPAR_CONCURRENT_PRIORITY_PRIMAL_SIMPLEX, c.priority[1]},
+      {ZLV_IPAR_CONCURRENT_PRIORITY_DUAL_SIMPLEX, c.priority[2]},
+      {ZLV_IPAR_CONCURRENT_PRIORITY_FREE_SIMPLEX, c.priority[3]},
+      {ZLV_IPAR_INTPNT_NUM_THREADS, 2}};
+  for (const auto& [par, value] : settings) ASSERT_EQ(ZLV_putintparam(box.task, par, value), 0);
+  ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
+  EXPECT_EQ(optimizer_of(box.task), ZLV_OPTIMIZER_CONCURRENT);
+  const std::string& log = box.log();
+  const std::string num = std::to_string(c.runs.size()),
+                    chosen = "Optimizer selected for thread number ";
+  EXPECT_EQ(count(log, "Number of concurrent optimizers          : " + num + "\n"), 1);
+  EXPECT_EQ(count(log, chosen), int(c.runs.size()));
+  int32_t numthread = 0, numwon = 0, fastest = -1;
+  for (size_t k = 0; k < c.runs.size(); ++k) {
+    const std::string thread = std::to_string(k), run = c.runs[k];
+    EXPECT_EQ(count(log, chosen + thread + "   : " + run + "\n"), 1);
+    const bool isintpnt = c.runs[k] == ipm;
+    numthread += isintpnt ? 2 : 1;
+    const std::string verdict = "Thread number " + thread + " (" + run;
+    if (count(log, verdict + ") terminated first.\n\n") == 0) continue;
+    ++numwon;
+    const lp_point point = get_point(box.task, lp.p, isintpnt ? ZLV_SOL_ITR : ZLV_SOL_BAS);
+    EXPECT_EQ(point.solsta, ZLV_SOL_STA_OPTIMAL);
+    expect_honest(lp.p, point);
+    EXPECT_EQ(ZLV_getintinf(box.task, ZLV_IINF_CONCURRENT_FASTEST_OPTIMIZER, &fastest), 0);
+    EXPECT_EQ(fastest == ZLV_OPTIMIZER_INTPNT, isintpnt);
+  }
+  EXPECT_EQ(numwon, 1);
+  const std::string total = std::to_string(numthread);
+  EXPECT_EQ(count(log, "Total number of threads required         : " + total + "\n"), 1);
+}
+INSTANTIATE_TEST_SUITE_P(
+    Runs, ConcurrentChoice,
+    testing::Values(concurrent_case{"None", 0, {4, 1, 2, 3}, {ipm}},
+                    concurrent_case{"Alone", 1, {1, 4, 2, 3}, {primal}},
+                    concurrent_case{"EqualPriorities", 3, {7, 7, 7, 7}, {ipm, primal, dual}},
+                    concurrent_case{"Simplex", 2, {0, 2, 3, 1}, {dual, primal}},
+                    concurrent_case{"TooMany", 9, {1, 2, 3, 4}, {either, dual, primal, ipm}}),
+    [](const auto& tc) { return std::string(tc.param.name); });
+
+// The second task has just begun when the first one ends: it must stop at its next poll.
+TEST(Concurrent, WhoIsLateIsStopped) {
+  const planted_lp lp = planted(5);
+  api_box box;
+  put_data(box.task, lp.p);
+  choose(box.task, ZLV_OPTIMIZER_DUAL_SIMPLEX);
+  second_task other(box.env);
+  choose(other.task, ZLV_OPTIMIZER_INTPNT);
+  std::atomic<bool> isover = false;
+  const auto tell = [](ZLV_task_t, void* flag, int32_t where) -> int32_t {
+    if (where == ZLV_CALLBACK_END_DUAL_SIMPLEX) *static_cast<std::atomic<bool>*>(flag) = true;
+    return 0;
+  };
+  const auto wait = [](ZLV_task_t, void* flag, int32_t) -> int32_t {
+    do {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } while (!*static_cast<std::atomic<bool>*>(flag));
+    return 0;
+  };
+  ASSERT_EQ(ZLV_putcallbackfunc(box.task, tell, &isover), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_putcallbackfunc(other.task, wait, &isover), ZLV_RES_OK);
+  ASSERT_EQ(ZLV_optimizeconcurrent(box.task, &other.task, 1), ZLV_RES_OK) << box.err();
+  EXPECT_EQ(count(box.log(), "Thread number 0 (dual simplex) terminated first.\n\n"), 1);
+  EXPECT_EQ(get_point(box.task, lp.p, ZLV_SOL_BAS).solsta, ZLV_SOL_STA_OPTIMAL);
+  EXPECT_NE(get_point(other.task, lp.p).solsta, ZLV_SOL_STA_OPTIMAL);
+}
+
+TEST(Concurrent, WhatEndsAllIsToldOnce) {
+  for (const bool isinteger : {true, false}) {
     api_box box;
-    put_data(box.task, lp.p);
+    put_data(box.task, planted(2).p);
     choose(box.task, ZLV_OPTIMIZER_CONCURRENT);
-    ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_CONCURRENT_NUM_OPTIMIZERS, num), ZLV_RES_OK);
-    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
-    EXPECT_EQ(optimizer_of(box.task), ZLV_OPTIMIZER_CONCURRENT);
-    EXPECT_EQ(get_point(box.task, lp.p).solsta, ZLV_SOL_STA_OPTIMAL);
-    EXPECT_NE(box.log().find("Number of concurrent optimizers          : 1\n"), std::string::npos);
-    EXPECT_NE(box.log().find("Optimizer selected for thread number 0   : "
-                             "interior-point (threads = 1)\n"),
-              std::string::npos);
-    EXPECT_NE(box.log().find("Thread number 0 (interior-point (threads = 1)) terminated first."),
-              std::string::npos);
+    ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_CONCURRENT_PRIORITY_FREE_SIMPLEX, 0), ZLV_RES_OK);
+    if (isinteger) {
+      ASSERT_EQ(ZLV_putvartype(box.task, 0, ZLV_VAR_TYPE_INT), ZLV_RES_OK);
+    } else {
+      const auto stop = [](ZLV_task_t, void*, int32_t where) -> int32_t {
+        return where == ZLV_CALLBACK_BEGIN_PRESOLVE ? 1 : 0;
+      };
+      ASSERT_EQ(ZLV_putcallbackfunc(box.task, stop, nullptr), ZLV_RES_OK);
+      ASSERT_EQ(ZLV_putintparam(box.task, ZLV_IPAR_CONCURRENT_NUM_OPTIMIZERS, 1), ZLV_RES_OK);
+    }
+    const int32_t code = isinteger ? ZLV_RES_ERR_MIO_NOT_LOADED : ZLV_RES_TRM_USER_CALLBACK;
+    EXPECT_EQ(ZLV_optimize(box.task), code);
+    EXPECT_EQ(count(box.err(), std::to_string(code)), 1) << box.err();
   }
 }
 

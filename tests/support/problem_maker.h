@@ -17,6 +17,14 @@ inline void set_int(ZLV_task_t task, int32_t which, int32_t value) {
   ASSERT_EQ(ZLV_putintparam(task, which, value), ZLV_RES_OK);
 }
 
+// A bound of a row or column (ZLV_ACC_*) and, unless it is empty, its name.
+inline void put_item(ZLV_task_t task, int32_t acc, int32_t i, const char* name, int32_t key,
+                     double lower, double upper) {
+  ASSERT_EQ(ZLV_putbound(task, acc, i, key, lower, upper), ZLV_RES_OK);
+  if (*name == '\0') return;
+  ASSERT_EQ(ZLV_putname(task, acc == ZLV_ACC_VAR ? ZLV_PI_VAR : ZLV_PI_CON, i, name), ZLV_RES_OK);
+}
+
 struct problem_maker {
   std::mt19937 gen;
   bool iscones = true;

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "support/file_text.h"
+
 inline std::string bound_text(ZLV_task_t task, int32_t acc, int32_t i) {
   int32_t key = 0;
   double lower = 0, upper = 0;
@@ -103,10 +105,5 @@ struct test_folder {
     std::ofstream(at(name), std::ios::binary) << text;
     return at(name);
   }
-  std::string get(const std::string& name) const {
-    std::ifstream in(at(name), std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
+  std::string get(const std::string& name) const { return file_text(at(name)); }
 };

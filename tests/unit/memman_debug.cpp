@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "cpub/md5.h"
 #include "cpub/memman.h"
 #include "support/faulty_alloc.h"
+#include "support/file_text.h"
 
 namespace {
 
@@ -21,13 +20,6 @@ struct fault_list {
                                                     " " + text);
   }
 };
-
-std::string content(const std::string& name) {
-  std::ifstream in(name);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 std::string hex(const md5_digest& digest) {
   std::string text;
@@ -62,7 +54,7 @@ struct debug_box {
   void free(void* block) { memman_free(mman, block, "place.c", 34); }
   size_t close() { return memman_delete(std::exchange(mman, nullptr)); }
   bool logged(const std::string& part) const {
-    return content(logname).find(part) != std::string::npos;
+    return file_text(logname).find(part) != std::string::npos;
   }
 };
 
