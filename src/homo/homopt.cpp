@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "homo/homquad.h"
 #include "homo/homtool.h"
 
 namespace {
@@ -85,6 +86,7 @@ void intpnt_computeresiduals(hom_state& st) {
   const hom_prob& pr = st.prob;
   const hom_point& it = st.it;
   hom_measures& ms = st.meas;
+  if (st.quads != nullptr) homquad_move(*st.quads, it);
   for (int32_t i = 0; i < pr.m; ++i) st.rp[i] = pr.b[i] * it.tau;
   spmat_addatx(spmat_look(pr.at), -1, it.x, st.rp);
   for (int32_t j = 0; j < pr.n; ++j) st.rd[j] = pr.c[j] * it.tau - it.s[j];
@@ -123,9 +125,9 @@ void intpnt_computeresiduals(hom_state& st) {
   for (int32_t j = 0; j < pr.n; ++j) rdb = hom_nanmax(rdb, std::abs(st.rd[j]) / pr.colfac[j]);
   ms.pfeas = hom_nanmax(rpb * pr.sb / ((1 + pr.nrmb) * tau), rub);
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
-  const double half = ms.xqx / tau / 2;
-  ms.pobj = hs_objective(pr, (ms.cx + half) / tau);
-  ms.dobj = hs_objective(pr, (ms.by - half) / tau);
+  const double half = ms.xqx / tau / 2, shift = st.quads != nullptr ? st.quads->shift : 0;
+  ms.pobj = hs_objective(pr, (ms.cx + half) / tau + shift);
+  ms.dobj = hs_objective(pr, (ms.by - half) / tau + shift);
   ms.gap = std::abs(ms.pobj - ms.dobj) / (1 + std::min(std::abs(ms.pobj), std::abs(ms.dobj)));
   ms.pf = hom_nanmax(hom_maxabs(st.rp), hom_maxabs(st.ru)) / (tau * st.nrm0p);
   ms.df = hom_maxabs(st.rd) / (tau * st.nrm0d);

@@ -50,6 +50,8 @@ struct hom_times {  // seconds, wall-clock
   double init = 0, factor = 0, initsd = 0, computesd = 0, linesearch = 0;
 };
 
+struct hom_quads;
+
 constexpr int hom_maxkrylov = 8;  // directions of the refinement by conjugate residuals
 
 struct hom_state {
@@ -57,6 +59,7 @@ struct hom_state {
   const hs_settings& set;
   const monitor& mon;
   kktfac& fac;
+  hom_quads* quads = nullptr;  // rows with quadratic terms; prob is then moved with the point
   hom_point it, best, dir, aff, trial;
   double bestmerit;
   mm_vector<double> rp, ru, rd;  // residuals

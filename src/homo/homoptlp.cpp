@@ -7,6 +7,8 @@
 
 #include "cpub/callback.h"
 #include "homo/homopt.h"
+#include "homo/homquad.h"
+#include "homo/homtool.h"
 
 namespace {
 
@@ -28,6 +30,10 @@ constexpr double step_near = 0.9;  // affine step from which the full step facto
 constexpr double mu_ahead = 1e-3;  // mu may fall this far below the feasibility factors
 constexpr double path_cut = 0.9;
 constexpr int path_tries = 12;
+constexpr double curved_gain = 0.1;  // part of the promised fall of residuals that is asked for
+constexpr double curved_mu = 10;     // residuals over mu, both relative to the start, that may stand
+constexpr double curved_cut = 0.6;
+constexpr int curved_tries = 20;
 // Stall.
 constexpr double stall_step = 1e-6;
 constexpr double stall_small = 0.05;  // five steps below this in a row
@@ -235,6 +241,7 @@ rescode hom_start(hom_state& st) {
   const double mu = hom_mu(st.prob, it);
   const int32_t pairs = st.prob.n - int32_t(st.prob.fcol.size()) + int32_t(it.w.size());
   it.kappa = pairs > 0 ? std::max(mu * double(pairs + 1) / pairs, st.set.dsafe * 1e-3) : 1;
+  if (st.quads != nullptr) homquad_start(*st.quads, it);
   intpnt_computeresiduals(st);
   hom_initnorms(st);
   st.mon.log(6, "%-12s: %-12.4e  %-12s: %-12.4e  %-12s: %-12.4e\n", "nrmc", st.prob.nrmc, "nrmb",
@@ -283,7 +290,29 @@ void hom_computesearch(hom_state& st) {
 
 namespace {
 
-// Moves along st.dir: step lengths, then the new point in st.it.
+double hom_infeas(const hom_measures& ms) {
+  return hom_nanmax(hom_nanmax(ms.pf, ms.df), ms.gf);
+}
+
+// With curved rows residuals do not fall as the step says: the step is shortened until they fall by a part
+// of that, or are small beside mu.
+void shorten_curved(hom_state& st, double step) {
+  const hom_measures before = st.meas;
+  const double infeas = hom_infeas(before) * st.it.tau;
+  for (int k = 0;; ++k) {
+    hom_compnewp(st.it, st.dir, step, step, st.trial);
+    std::swap(st.it, st.trial);
+    intpnt_computeresiduals(st);
+    const double now = hom_infeas(st.meas);
+    const double wanted = (1 - curved_gain * step * (1 - st.gamma)) * infeas / st.it.tau;
+    if (now <= std::max(wanted, curved_mu * st.meas.cf) || k == curved_tries) break;
+    std::swap(st.it, st.trial);
+    step *= curved_cut;
+  }
+  st.alphap = st.alphad = step;
+}
+
+// Moves along st.dir: step lengths, then the new point in st.it with its residuals.
 void take_step(hom_state& st) {
   const hom_steps most = hom_stepsize(st, st.dir);
   const double aa = std::min(st.aap, st.aad);
@@ -311,9 +340,11 @@ void take_step(hom_state& st) {
     ad *= path_cut;
     hom_compnewp(st.it, st.dir, ap, ad, st.trial);
   }
+  if (st.quads != nullptr) return shorten_curved(st, std::min(ap, ad));
   st.alphap = ap;
   st.alphad = ad;
   std::swap(st.it, st.trial);
+  intpnt_computeresiduals(st);
 }
 
 // What the loop remembers from one iteration to the next about progress.
@@ -428,7 +459,6 @@ hom_outcome hom_optlp(hom_state& st, hs_info& info) {
     st.times.computesd += timer_wall(clock);
     clock = timer_start();
     take_step(st);
-    intpnt_computeresiduals(st);
     st.times.linesearch += timer_wall(clock);
   }
 }

@@ -189,16 +189,14 @@ void copy_matrix(const spmat_view& a, hom_prob& prob) {
   spmat_transpose(spmat_look(prob.a), prob.at);
 }
 
-// Q after the scalars, and the free columns that a diagonal one does not hold.
-void finish_q(hom_prob& prob) {
-  for (double& e : prob.q.val) e *= prob.sb / prob.sc;
-  for (double& e : prob.qdiag) e *= prob.sb / prob.sc;
+}  // namespace
+
+void hom_findbare(hom_prob& prob) {
+  prob.bcol.clear();
   for (const int32_t j : prob.fcol) {
     if (prob.qdiag.empty() || !(prob.qdiag[j] > curvature_least)) prob.bcol.push_back(j);
   }
 }
-
-}  // namespace
 
 void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
   const int32_t m = lp.a.nrow, n = lp.a.ncol;
@@ -245,7 +243,9 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob) {
   for (double& e : prob.b) e /= prob.sb;
   for (double& e : prob.u) e /= prob.sb;
   for (double& e : prob.c) e /= prob.sc;
-  finish_q(prob);
+  for (double& e : prob.q.val) e *= prob.sb / prob.sc;
+  for (double& e : prob.qdiag) e *= prob.sb / prob.sc;
+  hom_findbare(prob);
 }
 
 void hom_addqx(const hom_prob& prob, double alpha, std::span<const double> x,

@@ -13,6 +13,14 @@
 
 #include "cpub/memman.h"
 #include "cpub/spmat.h"
+#include "misc/quadform.h"
+
+// The term x'Qx/2 of a row that is an inequality by a slack column of its own, the last column with an
+// entry in it, and convex.
+struct hs_quad {
+  int32_t row = -1;
+  const quad_form* q = nullptr;  // over columns without the slack
+};
 
 struct hs_lp {
   spmat_view a;               // m x n, rows increasing within a column
@@ -27,6 +35,7 @@ struct hs_lp {
   double cfix = 0;     // constant of the objective, only reported
   double objsign = 1;  // -1 when reported objectives are to be negated
   spmat_view q = {};   // n x n, lower triangle of Q, rows increasing; no columns: a linear problem
+  std::span<const hs_quad> quads = {};  // at most one a row
 };
 
 enum class hs_scaling : int32_t { free = 0, none = 1, moderate = 2, aggressive = 3 };
@@ -70,6 +79,9 @@ inline bool hom_hasq(const hom_prob& prob) {
 //   scaling  free: moderate unless the entries of A already lie within a factor of 100 (of a
 //            quadratic problem: moderate)
 void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob);
+
+// hom_findbare: fills prob.bcol.
+void hom_findbare(hom_prob& prob);
 
 // hom_addqx: out += alpha Q x for the scaled Q.
 void hom_addqx(const hom_prob& prob, double alpha, std::span<const double> x,

@@ -8,6 +8,7 @@
 
 #include "cpub/callback.h"
 #include "homo/homopt.h"
+#include "homo/homquad.h"
 #include "kfac/symdef.h"
 
 namespace {
@@ -48,6 +49,7 @@ void unscale(const hom_state& st, hs_solution& sol) {
 // objective the certificate is much easier to find. Keeps the first run's point otherwise.
 hom_outcome prove_infeasible(const hom_prob& prob, hom_state& first, memman& mman, hs_info& info,
                              hs_solution& sol) {
+  if (first.quads != nullptr) return {};
   hom_prob feas(mm_at(mman));
   feas = prob;
   std::fill(feas.c.begin(), feas.c.end(), 0.0);
@@ -74,8 +76,9 @@ bool is_doubtful(const hom_outcome& outcome) {
 }
 
 // One run with one kind of linear systems; tells in isbig which.
-hom_outcome run(const hom_prob& prob, const hs_settings& set, const monitor& mon, memman& mman,
-                hs_info& info, hs_solution& sol, bool& isbig) {
+//   quads  rows of prob with quadratic terms, or null
+hom_outcome run(const hom_prob& prob, hom_quads* quads, const hs_settings& set, const monitor& mon,
+                memman& mman, hs_info& info, hs_solution& sol, bool& isbig) {
   const timer clock = timer_start();
   kktfac_ptr fac;
   if (const rescode r = hom_setupfac(prob, set, mon, mman, fac); r != rescode::ok) {
@@ -84,6 +87,7 @@ hom_outcome run(const hom_prob& prob, const hs_settings& set, const monitor& mon
   }
   info.fac = kktfac_getstats(*fac);
   hom_state st(prob, set, mon, *fac, mman);
+  st.quads = quads;
   isbig = st.isbig;
   hom_logsetup(prob, set, info.fac, mon, mman);
   hom_outcome outcome = hom_optlp(st, info);
@@ -112,18 +116,24 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
                  hs_info& info, hs_solution& sol) {
   const timer clock = timer_start();
   hom_prob prob(mm_at(mman));
-  hs_scaleproblem(lp, set.scaling, prob);
+  hom_quads quads(prob, mm_at(mman));
+  if (lp.quads.empty()) {
+    hs_scaleproblem(lp, set.scaling, prob);
+  } else {
+    homquad_scale(lp, set.scaling, quads);
+  }
+  hom_quads* const rows = lp.quads.empty() ? nullptr : &quads;
   count_bounds(prob, info);
   info.solvedual = set.solvedual;
   bool isbig = false;
-  hom_outcome outcome = run(prob, set, mon, mman, info, sol, isbig);
+  hom_outcome outcome = run(prob, rows, set, mon, mman, info, sol, isbig);
   if (is_worthbig(prob, set, outcome, isbig)) {
     mon.log(2, "Solving again with the quasi-definite system.\n");
     hs_settings again = set;
     again.system = hs_system::quasidefinite;
     hs_solution second(mm_at(mman));
     const int32_t before = info.iter;
-    const hom_outcome next = run(prob, again, mon, mman, info, second, isbig);
+    const hom_outcome next = run(prob, rows, again, mon, mman, info, second, isbig);
     info.iter += before;
     if (next.status == hs_status::optimal || is_doubtful(outcome)) {
       outcome = next;
@@ -139,6 +149,11 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
 
 rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
                     hs_info& info, hs_solution& sol) {
+  return optimize(lp, set, mon, mman, info, sol);
+}
+
+rescode hs_optqc(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                 hs_info& info, hs_solution& sol) {
   return optimize(lp, set, mon, mman, info, sol);
 }
 

@@ -79,6 +79,10 @@ struct hs_solution {
 rescode hs_optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
                     hs_info& info, hs_solution& sol);
 
+// hs_optqc: the same for a convex problem with quadratic terms in rows, and with Q or without.
+rescode hs_optqc(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
+                 hs_info& info, hs_solution& sol);
+
 // hs_optqp: the same for a problem with Q. Unless Q is known to be convex it is checked first: returns
 // err_nonconvex, with sol and info as they were, when it is not positive semidefinite.
 rescode hs_optqp(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,

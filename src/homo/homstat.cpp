@@ -4,6 +4,8 @@
 #include <cmath>
 
 #include "homo/homopt.h"
+#include "homo/homquad.h"
+#include "homo/homtool.h"
 
 namespace {
 constexpr double rounding = 1e-14;  // of a right-hand side relative to the largest of the caller's
@@ -59,12 +61,17 @@ hom_ray hom_primalray(const hom_state& st) {
     const double e = std::abs(pr.u[k] * st.it.tau - st.ru[k]) * pr.colfac[pr.ucol[k]];
     if (!(e <= ray.residual)) ray.residual = e;
   }
+  double cx = st.meas.cx;
+  if (st.quads != nullptr) {  // what holds of the data at a point is not what holds along a ray
+    ray.residual = hom_nanmax(ray.residual, homquad_ray(*st.quads, st.it.x));
+    cx = hom_dot(st.quads->c, st.it.x);
+  }
   ray.residual *= pr.sb;
   for (size_t j = 0; j < st.qx.size(); ++j) {
     const double e = std::abs(st.qx[j]) / pr.colfac[j] * pr.sc;
     if (!(e <= ray.residual)) ray.residual = e;
   }
-  ray.objective = -st.meas.cx * pr.sb * pr.sc;
+  ray.objective = -cx * pr.sb * pr.sc;
   return ray;
 }
 

@@ -54,6 +54,7 @@ struct row_scan {
 
 row_scan scan_rows(const opt_problem& prob, opt_solution& sol) {
   row_scan scan{sol.xc, sol.slc, sol.suc};
+  for (size_t i = 0; i < prob.curved.size(); ++i) scan.live[i] = prob.curved[i];
   for (int32_t j = 0; j < prob.numvar; ++j) {
     const bool isfixed = prob.bkx[j] == ZLV_BK_FX;
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
@@ -159,6 +160,7 @@ namespace {
 // Rows that stay: those with a finite bound and an entry in a column that stays.
 void map_rows(const opt_problem& prob, opt_internal& in) {
   in.rowof.assign(prob.numcon, -1);
+  for (size_t i = 0; i < prob.curved.size(); ++i) in.rowof[i] = prob.curved[i] != 0 ? 0 : -1;
   for (int32_t j = 0; j < prob.numvar; ++j) {
     if (prob.bkx[j] == ZLV_BK_FX) continue;
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {

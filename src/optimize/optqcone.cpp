@@ -5,7 +5,6 @@
 #include <numbers>
 
 #include "kfac/symdef.h"
-#include "misc/exactsum.h"
 #include "optimize/optconic.h"
 #include "zalvo.h"
 
@@ -61,27 +60,14 @@ void close_row(qcone_form& form, int32_t key, double lower, double upper) {
   form.buc.push_back(upper);
 }
 
-// Lower triangle of q, which has both.
-void lower_triangle(const spmat_view& q, spmat& low) {
-  low.nrow = low.ncol = q.ncol;
-  low.ptr.push_back(0);
-  for (int32_t j = 0; j < q.ncol; ++j) {
-    for (ptrdiff_t p = q.ptr[j]; p < q.ptr[j + 1]; ++p) {
-      if (q.sub[p] < j) continue;
-      low.sub.push_back(q.sub[p]);
-      low.val.push_back(q.val[p]);
-    }
-    low.ptr.push_back(ptrdiff_t(low.sub.size()));
-  }
-}
-
 // The rows F x - z = 0 of a cone, and its members z.
-void add_root(const spmat_view& q, double sign, memman& mman, qcone_form& form) {
-  spmat low(mm_at(mman)), root(mm_at(mman));
-  lower_triangle(q, low);
-  symdef_root(spmat_look(low), sign, mman, root);
+void add_root(const quad_form& q, double sign, memman& mman, qcone_form& form) {
+  spmat root(mm_at(mman));
+  symdef_root(spmat_look(q.low), sign, mman, root);
   for (int32_t k = 0; k < root.ncol; ++k) {
-    for (ptrdiff_t p = root.ptr[k]; p < root.ptr[k + 1]; ++p) put(form, root.sub[p], root.val[p]);
+    for (ptrdiff_t p = root.ptr[k]; p < root.ptr[k + 1]; ++p) {
+      put(form, q.vars[root.sub[p]], root.val[p]);
+    }
     put(form, add_member(form, 0), -1);
     close_row(form, ZLV_BK_FX, 0, 0);
   }
@@ -91,6 +77,22 @@ void add_root(const spmat_view& q, double sign, memman& mman, qcone_form& form) 
 // A power of two near the root of what a term may amount to.
 double cone_factor(double size) {
   return std::exp2(std::round(std::log2(std::max(1.0, size)) / 2));
+}
+
+quad_form objective_form(const spmat_view& q, memman& mman) {
+  mm_vector<int32_t> subi(mm_at(mman)), subj(mm_at(mman));
+  mm_vector<double> val(mm_at(mman));
+  for (int32_t j = 0; j < q.ncol; ++j) {
+    for (ptrdiff_t p = q.ptr[j]; p < q.ptr[j + 1]; ++p) {
+      if (q.sub[p] < j) continue;
+      subi.push_back(q.sub[p]);
+      subj.push_back(j);
+      val.push_back(q.val[p]);
+    }
+  }
+  quad_form form(mm_at(mman));
+  quadform_assemble(subi, subj, val, 0, form);
+  return form;
 }
 
 // The objective's term: p = sqrt(2) f h - f^2, g = h - sqrt(2) f.
@@ -103,7 +105,7 @@ void add_objective(const opt_problem& prob, double sign, memman& mman, qcone_for
   put(form, h, 1);
   put(form, g, -1);
   close_row(form, ZLV_BK_FX, shift, shift);
-  add_root(prob.q, sign, mman, form);
+  add_root(objective_form(prob.q, mman), sign, mman, form);
 }
 
 // Constraint i with a term: sign (a'x + x'Qx/2) <= sign bound; the row itself stays as a free one.
@@ -122,7 +124,7 @@ void add_constraint(const opt_quadratic& term, const spmat& arows, memman& mman,
     const double rhs = (room / f + side * f) * invsqrt2;
     close_row(form, ZLV_BK_FX, rhs, rhs);
   }
-  add_root(term.q, sign, mman, form);
+  add_root(*term.q, sign, mman, form);
   form.bkc[i] = ZLV_BK_FR;
 }
 
@@ -195,48 +197,6 @@ struct qcone_solution {
   }
 };
 
-// A + sum e_k (Q_k x)': the constraints linearized where the solution is, so that duals and reduced
-// costs are those of a linear problem; half[k] = x'Q_k x / 2.
-void linearize(const opt_problem& prob, std::span<const opt_quadratic> terms,
-               std::span<const double> x, spmat& a, mm_vector<double>& half) {
-  const mm_place at = half.get_allocator().place;
-  spmat rows(at), sum(at);
-  spmat_transpose(prob.a, rows);
-  sum.nrow = prob.numvar;
-  sum.ncol = prob.numcon;
-  sum.ptr.push_back(0);
-  mm_vector<exact_sum> work(size_t(prob.numvar), exact_sum{}, at);
-  mm_vector<const opt_quadratic*> of(size_t(prob.numcon), nullptr, at);
-  for (const opt_quadratic& term : terms) of[term.row] = &term;
-  half.assign(prob.numcon, 0.0);
-  for (int32_t i = 0; i < prob.numcon; ++i) {
-    if (of[i] == nullptr) {
-      sum.sub.insert(sum.sub.end(), rows.sub.begin() + rows.ptr[i],
-                     rows.sub.begin() + rows.ptr[i + 1]);
-      sum.val.insert(sum.val.end(), rows.val.begin() + rows.ptr[i],
-                     rows.val.begin() + rows.ptr[i + 1]);
-      sum.ptr.push_back(ptrdiff_t(sum.sub.size()));
-      continue;
-    }
-    const spmat_view& q = of[i]->q;
-    exact_sum xqx;
-    for (int32_t j = 0; j < prob.numvar; ++j) {
-      work[j] = {};
-      for (ptrdiff_t p = q.ptr[j]; p < q.ptr[j + 1]; ++p) work[j].add(q.val[p] * x[q.sub[p]]);
-      xqx.add(work[j].value() * x[j]);
-    }
-    half[i] = xqx.value() / 2;
-    for (ptrdiff_t p = rows.ptr[i]; p < rows.ptr[i + 1]; ++p) work[rows.sub[p]].add(rows.val[p]);
-    for (int32_t j = 0; j < prob.numvar; ++j) {
-      if (work[j].value() == 0) continue;
-      sum.sub.push_back(j);
-      sum.val.push_back(work[j].value());
-    }
-    sum.ptr.push_back(ptrdiff_t(sum.sub.size()));
-  }
-  spmat_transpose(spmat_look(sum), a);
-}
-
 // The multipliers of the minimization: a constraint with a term has those of h and g together.
 void take_point(const opt_problem& prob, const qcone_form& form, const opt_solution& from,
                 lp_point& point) {
@@ -252,11 +212,11 @@ void take_point(const opt_problem& prob, const qcone_form& form, const opt_solut
 
 }  // namespace
 
-rescode opt_qconslv(const opt_problem& prob, std::span<const opt_quadratic> terms,
-                    const hs_settings& set, const monitor& mon, memman& mman, hs_info& info,
-                    opt_solution& sol) {
+rescode opt_qconslv(const opt_quadproblem& quad, const hs_settings& set, const monitor& mon,
+                    memman& mman, hs_info& info, opt_solution& sol) {
+  const opt_problem& prob = quad.flat;
   qcone_form form(mm_at(mman));
-  make_form(prob, terms, mman, form);
+  make_form(prob, quad.terms, mman, form);
   spmat a(mm_at(mman));
   spmat_transpose(spmat_look(form.rows), a);
   mm_vector<opt_cone> cones(form.conebeg.size() - 1, opt_cone{}, mm_at(mman));
@@ -267,27 +227,7 @@ rescode opt_qconslv(const opt_problem& prob, std::span<const opt_quadratic> term
   lp_point point(mm_at(mman));
   take_point(prob, form, found.view.lp, point);
   const opt_status status{found.view.lp.prosta, found.view.lp.solsta};
-  spmat linear(mm_at(mman));
-  mm_vector<double> half(mm_at(mman));
-  linearize(prob, terms, point.x, linear, half);
-  opt_problem near = prob;
-  near.a = spmat_look(linear);
-  opt_fill(near, point, status, sol);
-  if (opt_kindof(status) == opt_kind::dualray) {  // the multipliers prove something with it only
-    std::copy(point.x.begin(), point.x.end(), sol.xx.begin());
-  }
-  if (opt_kindof(status) == opt_kind::point) {
-    for (const opt_quadratic& term : terms) {
-      const int32_t i = term.row;
-      sol.xc[i] -= half[i];
-      if (sol.skc[i] == ZLV_SK_BAS && sol.y[i] != 0 && form.hrow[i] >= 0) {
-        const double gap =
-            std::abs(sol.xc[i] - (prob.bkc[i] == ZLV_BK_UP ? prob.buc[i] : prob.blc[i]));
-        const int32_t bound = prob.bkc[i] == ZLV_BK_UP ? ZLV_SK_UPR : ZLV_SK_LOW;
-        if (std::abs(sol.y[i]) > gap) sol.skc[i] = bound;
-      }
-    }
-  }
+  opt_fillquad(quad, point, status, mman, sol);
   sol.isdefined = true;
   return r;
 }

@@ -16,17 +16,10 @@
 #include "cpub/monitor.h"
 #include "cpub/rescode.h"
 #include "homo/homslv.h"
-#include "optimize/optdat.h"
+#include "optimize/optquad.h"
 
-struct opt_quadratic {
-  int32_t row = -1;  // constraint that the term belongs to
-  spmat_view q;      // as opt_problem::q
-};
-
-// opt_qconslv: an interior solution of prob, whose constraints carry the terms x'Qx/2. The caller has
-// made sure that all terms are convex: Q semidefinite for an upper bound, -Q for a lower one.
+// opt_qconslv: as opt_quadslv.
 //   info  updated before every poll of mon
 // Returns ok or how the run ended early.
-rescode opt_qconslv(const opt_problem& prob, std::span<const opt_quadratic> terms,
-                    const hs_settings& set, const monitor& mon, memman& mman, hs_info& info,
-                    opt_solution& sol);
+rescode opt_qconslv(const opt_quadproblem& quad, const hs_settings& set, const monitor& mon,
+                    memman& mman, hs_info& info, opt_solution& sol);

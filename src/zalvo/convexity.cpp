@@ -1,59 +1,17 @@
 #include "zalvo/convexity.h"
 
-#include <algorithm>
-#include <cmath>
-#include <utility>
-
 #include "kfac/symdef.h"
+#include "misc/quadform.h"
 
 namespace {
 
-struct entry {
-  int32_t row, col;  // row >= col
-  double value;
-  bool operator<(const entry& other) const {
-    return std::pair(col, row) < std::pair(other.col, other.row);
-  }
-};
-
 enum class need { psd, nsd, zero };
 
-// The lower triangle of the terms' matrix over the variables that occur in them, its entries summed;
-// sums of at most qij, as terms that cancel leave, are left out.
-void assemble(const prob_qterms& q, double qij, spmat& a) {
-  const mm_place at = a.ptr.get_allocator().place;
-  mm_vector<int32_t> vars(q.subi.begin(), q.subi.end(), at);
-  vars.insert(vars.end(), q.subj.begin(), q.subj.end());
-  std::sort(vars.begin(), vars.end());
-  vars.erase(std::unique(vars.begin(), vars.end()), vars.end());
-  const auto number = [&](int32_t j) {
-    return int32_t(std::lower_bound(vars.begin(), vars.end(), j) - vars.begin());
-  };
-  mm_vector<entry> entries(at);
-  entries.reserve(q.val.size());
-  for (size_t t = 0; t < q.val.size(); ++t) {
-    const auto [low, high] = std::minmax(q.subi[t], q.subj[t]);
-    entries.push_back({number(high), number(low), q.val[t]});
-  }
-  std::stable_sort(entries.begin(), entries.end());
-  a.nrow = a.ncol = int32_t(vars.size());
-  a.ptr.assign(vars.size() + 1, 0);
-  for (size_t t = 0; t < entries.size();) {
-    entry sum = entries[t++];
-    while (t < entries.size() && !(sum < entries[t])) sum.value += entries[t++].value;
-    if (!(std::abs(sum.value) > qij)) continue;
-    a.sub.push_back(sum.row);
-    a.val.push_back(sum.value);
-    ++a.ptr[sum.col + 1];
-  }
-  for (size_t j = 0; j < vars.size(); ++j) a.ptr[j + 1] += a.ptr[j];
-}
-
 bool is_as_needed(task_rec& t, const prob_qterms& q, need what) {
-  spmat a(mm_at(*t.mman));
-  assemble(q, t.par.d[dpar::data_tol_qij], a);
-  if (what == need::zero || a.val.empty()) return a.val.empty();
-  return symdef_ispsd(spmat_look(a), what == need::psd ? 1 : -1, {}, *t.mman);
+  quad_form form(mm_at(*t.mman));
+  quadform_assemble(q.subi, q.subj, q.val, t.par.d[dpar::data_tol_qij], form);
+  if (what == need::zero || form.vars.empty()) return form.vars.empty();
+  return symdef_ispsd(spmat_look(form.low), what == need::psd ? 1 : -1, {}, *t.mman);
 }
 
 need need_of(int32_t key) {

@@ -2,6 +2,7 @@
 // cones.
 
 #include <algorithm>
+#include <array>
 
 #include "cpub/callback.h"
 #include "optimize/optconic.h"
@@ -62,36 +63,146 @@ rescode opt_runconic(task_rec& t, const timer& clock) {
   return finish(run, mon, sol.lp, r);
 }
 
+namespace {
+
+// The task's problem with quadratic terms, as the pipelines want it.
+struct quad_run {
+  spmat a, q;
+  mm_vector<quad_form> forms;
+  mm_vector<opt_quadratic> terms;
+  opt_quadproblem prob;
+  quad_run(task_rec& t, bool maximize)
+      : a(mm_at(*t.mman)), q(mm_at(*t.mman)), forms(mm_at(*t.mman)), terms(mm_at(*t.mman)) {
+    prob_acolumns(t.prob, a);
+    prob_qcolumns(t.prob, prob_obj, q);
+    prob.flat = run_problem(t.prob, a, maximize);
+    if (!q.sub.empty()) prob.flat.q = spmat_look(q);
+    mm_vector<int32_t> rows(mm_at(*t.mman));
+    for (int32_t k = 0; k < t.prob.numcon; ++k) {
+      if (!prob_getq(t.prob, k).val.empty()) rows.push_back(k);
+    }
+    forms.resize(rows.size(), quad_form(mm_at(*t.mman)));
+    for (size_t k = 0; k < rows.size(); ++k) {
+      const prob_qterms from = prob_getq(t.prob, rows[k]);
+      quadform_assemble(from.subi, from.subj, from.val, t.par.d[dpar::data_tol_qij], forms[k]);
+      if (!forms[k].vars.empty()) terms.push_back({rows[k], &forms[k]});
+    }
+    prob.terms = terms;
+  }
+  quad_run(const quad_run&) = delete;
+  quad_run& operator=(const quad_run&) = delete;
+};
+
+// How much a status says.
+int rank_of(int32_t solsta) {
+  switch (solsta) {
+    case ZLV_SOL_STA_OPTIMAL:
+    case ZLV_SOL_STA_PRIM_INFEAS_CER:
+    case ZLV_SOL_STA_DUAL_INFEAS_CER:
+      return 3;
+    case ZLV_SOL_STA_NEAR_OPTIMAL:
+    case ZLV_SOL_STA_NEAR_PRIM_INFEAS_CER:
+    case ZLV_SOL_STA_NEAR_DUAL_INFEAS_CER:
+      return 2;
+    case ZLV_SOL_STA_UNKNOWN:
+      return 0;
+    default:
+      return 1;
+  }
+}
+
+// Room for a solution of the same sizes, in which the second run of a problem works.
+struct spare_solution {
+  mm_vector<int32_t> keys;
+  mm_vector<double> values;
+  opt_solution view;
+  spare_solution(const opt_solution& like, mm_place at)
+      : keys(like.skc.size() + like.skx.size(), ZLV_SK_UNK, at),
+        values(4 * like.xc.size() + 3 * like.xx.size(), 0.0, at),
+        view(like) {
+    size_t key = 0, value = 0;
+    for (std::span<int32_t>* part : {&view.skc, &view.skx}) {
+      *part = std::span<int32_t>(keys).subspan(key, part->size());
+      key += part->size();
+    }
+    for (std::span<double>* part :
+         {&view.xc, &view.xx, &view.y, &view.slc, &view.suc, &view.slx, &view.sux}) {
+      *part = std::span<double>(values).subspan(value, part->size());
+      value += part->size();
+    }
+    view.isdefined = false;
+  }
+};
+
+void swap_values(opt_solution& a, opt_solution& b) {
+  std::swap_ranges(a.skc.begin(), a.skc.end(), b.skc.begin());
+  std::swap_ranges(a.skx.begin(), a.skx.end(), b.skx.begin());
+  const auto parts = [](opt_solution& s) {
+    return std::array{s.xc, s.xx, s.y, s.slc, s.suc, s.slx, s.sux};
+  };
+  const auto from = parts(a), to = parts(b);
+  for (size_t k = 0; k < from.size(); ++k) {
+    std::swap_ranges(from[k].begin(), from[k].end(), to[k].begin());
+  }
+  std::swap(a.prosta, b.prosta);
+  std::swap(a.solsta, b.solsta);
+  std::swap(a.isdefined, b.isdefined);
+}
+
+void prove(task_rec& t, opt_solution& sol) {
+  if (sol.isdefined) opt_prove(t, ZLV_SOL_ITR, sol.prosta, sol.solsta);
+}
+
+// The terms as they are.
+rescode run_direct(opt_run& run, const opt_monitors& mon, const quad_run& quad, opt_solution& sol) {
+  if (const rescode r = mon.announce(callback_code::begin_intpnt); r != rescode::ok) return r;
+  hs_settings set = run_settings(run.task->par);
+  set.isconvex = true;
+  rescode r = opt_quadslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
+  const rescode end = mon.announce(callback_code::end_intpnt, r);
+  r = r == rescode::ok ? end : r;
+  prove(*run.task, sol);
+  return r;
+}
+
+// The terms as cones.
+rescode run_cones(opt_run& run, const opt_monitors& mon, const quad_run& quad, opt_solution& sol) {
+  if (const rescode r = mon.announce(callback_code::begin_conic); r != rescode::ok) return r;
+  hs_settings set = conic_settings(run.task->par);
+  set.numcenter = center_steps;
+  set.gapmore = center_gap;
+  rescode r = opt_qconslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
+  const rescode end = mon.announce(callback_code::end_conic, r);
+  r = r == rescode::ok ? end : r;
+  prove(*run.task, sol);
+  return r;
+}
+
+}  // namespace
+
 rescode opt_runqcone(task_rec& t, const timer& clock) {
   if (const rescode r = convexity_find(t); r != rescode::ok) return r;
   t.inf.i[iinf::intpnt_num_threads] = t.par.i[ipar::intpnt_num_threads];
   const bool maximize = t.par.i[ipar::objective_sense] == ZLV_OBJECTIVE_SENSE_MAX;
   opt_run run{&t, {}, clock, clock, maximize};
   const opt_monitors mon = run_monitors(run);
-  const mm_place at = mm_at(*t.mman);
-  spmat a(at), q(at);
-  prob_acolumns(t.prob, a);
-  opt_problem prob = run_problem(t.prob, a, maximize);
-  prob_qcolumns(t.prob, prob_obj, q);
-  prob.q = spmat_look(q);
-  mm_vector<spmat> store(at);
-  mm_vector<int32_t> rows(at);
-  for (int32_t k = 0; k < t.prob.numcon; ++k) {
-    if (!prob_getq(t.prob, k).val.empty()) rows.push_back(k);
-  }
-  store.resize(rows.size(), spmat(at));
-  mm_vector<opt_quadratic> terms(at);
-  for (size_t k = 0; k < rows.size(); ++k) {
-    prob_qcolumns(t.prob, rows[k], store[k]);
-    if (!store[k].sub.empty()) terms.push_back({rows[k], spmat_look(store[k])});
-  }
+  const quad_run quad(t, maximize);
   opt_solution sol = run_solution(t, ZLV_SOL_ITR);
   const sol_view stored = sol_access(t, ZLV_SOL_ITR);
   std::fill(stored.snx.begin(), stored.snx.end(), 0.0);
-  if (const rescode r = mon.announce(callback_code::begin_conic); r != rescode::ok) return r;
-  hs_settings set = conic_settings(t.par);
-  set.numcenter = center_steps;
-  set.gapmore = center_gap;
-  const rescode r = opt_qconslv(prob, terms, set, mon.ipm, *t.mman, run.info.ipm, sol);
-  return finish(run, mon, sol, r);
+  rescode r = run_direct(run, mon, quad, sol);
+  const bool isended = r == rescode::ok || r == rescode::trm_stall;
+  if (isended && rank_of(sol.solsta) < 3) {
+    spare_solution spare(sol, mm_at(*t.mman));
+    swap_values(sol, spare.view);
+    const rescode second = run_cones(run, mon, quad, sol);
+    if (rank_of(sol.solsta) <= rank_of(spare.view.solsta)) {
+      swap_values(sol, spare.view);
+    } else {
+      r = second;
+    }
+    if (second != rescode::ok && second != rescode::trm_stall) r = second;
+  }
+  if (sol.isdefined) sol_define(t, ZLV_SOL_ITR, run_prosta(sol.prosta), sol.solsta);
+  return r;
 }
