@@ -31,8 +31,8 @@ constexpr double mu_ahead = 1e-3;  // mu may fall this far below the feasibility
 constexpr double path_cut = 0.9;
 constexpr int path_tries = 12;
 constexpr double curved_gain = 0.1;  // part of the promised fall of residuals that is asked for
-constexpr double curved_mu = 10;     // residuals over mu, both relative to the start, that may stand
-constexpr double curved_cut = 0.6;
+constexpr double curved_mu = 10;  // residuals over mu, both relative to the start, that may stand
+constexpr double curved_long = 0.9, curved_cut = 0.6;  // steps after one that is too long
 constexpr int curved_tries = 20;
 // Stall.
 constexpr double stall_step = 1e-6;
@@ -305,9 +305,9 @@ void shorten_curved(hom_state& st, double step) {
     intpnt_computeresiduals(st);
     const double now = hom_infeas(st.meas);
     const double wanted = (1 - curved_gain * step * (1 - st.gamma)) * infeas / st.it.tau;
-    if (now <= std::max(wanted, curved_mu * st.meas.cf) || k == curved_tries) break;
+    if (now <= std::max(wanted, curved_mu * st.meas.cf * st.it.tau) || k == curved_tries) break;
     std::swap(st.it, st.trial);
-    step *= curved_cut;
+    step = step > curved_long ? curved_long : curved_cut * step;
   }
   st.alphap = st.alphad = step;
 }

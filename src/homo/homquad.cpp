@@ -46,7 +46,6 @@ void extend_matrix(const hs_lp& lp, spmat& a, spmat& size) {
         of[i] != nullptr ? std::span<const int32_t>(of[i]->q->vars) : std::span<const int32_t>();
     part.assign(vars.size(), 0.0);
     size_t k = 0;
-    const size_t first = more.sub.size();
     mm_vector<size_t> places(at);
     for (ptrdiff_t p = rows.ptr[i]; p < rows.ptr[i + 1] || k < vars.size();) {
       const bool ismat = p < rows.ptr[i + 1] && (k == vars.size() || rows.sub[p] <= vars[k]);
@@ -65,7 +64,6 @@ void extend_matrix(const hs_lp& lp, spmat& a, spmat& size) {
       typical_row(*of[i], lp.b[i], part);
       for (size_t l = 0; l < part.size(); ++l) sizes[places[l]] = part[l];
     }
-    static_cast<void>(first);
     more.ptr.push_back(ptrdiff_t(more.sub.size()));
   }
   spmat_transpose(spmat_look(more), a);

@@ -21,24 +21,24 @@ struct hom_point;
 
 struct hom_quadrow {
   int32_t row = -1;
-  double sign = 1;               // 1: Q_i is positive semidefinite, -1: negative
-  quad_form q;                   // scaled
-  mm_vector<double> a;           // over q.vars: a_i, scaled
-  mm_vector<double> grad;        // work over q.vars: Q_i z
+  double sign = 1;                   // 1: Q_i is positive semidefinite, -1: negative
+  quad_form q;                       // scaled
+  mm_vector<double> a;               // over q.vars: a_i, scaled
+  mm_vector<double> grad;            // work over q.vars: Q_i z
   mm_vector<ptrdiff_t> in_a, in_at;  // over q.vars: places of the row in prob.a and prob.at
   explicit hom_quadrow(mm_place at) : q(at), a(at), grad(at), in_a(at), in_at(at) {}
 };
 
 struct hom_quads {
-  hom_prob& prob;           // whose data are those of the last point
+  hom_prob& prob;  // whose data are those of the last point
   mm_vector<hom_quadrow> rows;
-  mm_vector<double> b, c;   // of the problem itself, scaled; n and m
-  mm_vector<double> h;      // its Q: values of prob.q or prob.qdiag
-  mm_vector<double> z;      // n, work
+  mm_vector<double> b, c;  // of the problem itself, scaled; n and m
+  mm_vector<double> h;     // its Q: values of prob.q or prob.qdiag
+  mm_vector<double> z;     // n, work
   // The terms that column j of H is the sum of: columns of the rows' matrices.
-  mm_vector<ptrdiff_t> use_ptr;          // n + 1
+  mm_vector<ptrdiff_t> use_ptr;  // n + 1
   mm_vector<int32_t> use_row, use_col;
-  mm_vector<double> weight;  // -y_i / tau of each row, of the sign that makes H semidefinite
+  mm_vector<double> weight;    // -y_i / tau of each row, of the sign that makes H semidefinite
   mm_vector<ptrdiff_t> place;  // n, work: of a row in a column of prob.q
   double shift = 0;  // what the terms add to the objectives of the problem with these data, scaled
   hom_quads(hom_prob& of, mm_place at)

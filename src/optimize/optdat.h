@@ -22,8 +22,9 @@ struct opt_problem {
   double cfix = 0;
   bool maximize = false;
   spmat_view q;  // numvar x numvar, both triangles, rows increasing, no zeros; no columns: linear
-  std::span<const uint8_t> incone = {};  // numvar or empty: a member of a cone or in a term of a constraint; it stays even
-                                         // without entries and is not as free as its key says
+  std::span<const uint8_t> incone =
+      {};  // numvar or empty: a member of a cone or in a term of a constraint; it stays even
+           // without entries and is not as free as its key says
   std::span<const uint8_t> curved = {};  // numcon or empty: a row with a quadratic term, which
                                          // stays even without entries
 };

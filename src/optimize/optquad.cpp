@@ -125,9 +125,10 @@ void opt_fillquad(const opt_quadproblem& prob, const lp_point& point, opt_status
   const opt_kind kind = opt_kindof(status);
   const opt_problem& flat = prob.flat;
   if (kind == opt_kind::primalray) return opt_fill(flat, point, status, sol);
-  // The point that will be stored is within its bounds, and the gradients are those there.
+  // The point that will be stored is within its bounds, and the gradients are those there. What a
+  // certificate proves it proves from any point.
   mm_vector<double> x(point.x.begin(), point.x.end(), mm_at(mman));
-  for (int32_t j = 0; j < flat.numvar; ++j) {
+  for (int32_t j = 0; j < flat.numvar && kind == opt_kind::point; ++j) {
     if (opt_haslower(flat.bkx[j])) x[j] = std::max(x[j], flat.blx[j]);
     if (opt_hasupper(flat.bkx[j])) x[j] = std::min(x[j], flat.bux[j]);
   }
