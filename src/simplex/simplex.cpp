@@ -174,7 +174,9 @@ sim_settings other_settings(const sim_settings& set, int32_t attempt) {
 rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor& mon, memman& mman,
                      sim_info& info, lp_basis& basis, lp_point& point) {
   const double t0 = timer_cpu(mon.clock);
-  info = {};
+  info.numcon = prob.numcon;
+  info.numvar = prob.numvar;
+  info.primhot = info.dualhot = false;
   lp_point found(mm_at(mman));
   lp_basis last(mm_at(mman));
   rescode code = rescode::ok;
@@ -188,7 +190,7 @@ rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor
     code = run_attempt(st, basis, last);
     if (!is_trouble(code) || info.primsetback + info.dualsetback > set.maxsetback) break;
   }
-  info.cputime = timer_cpu(mon.clock) - t0;
+  info.cputime += timer_cpu(mon.clock) - t0;
   std::swap(basis.con, last.con);
   std::swap(basis.var, last.var);
   std::swap(point.x, found.x);
