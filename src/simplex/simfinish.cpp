@@ -246,6 +246,20 @@ void sim_polish(sim_state& st) {
   }
 }
 
+double sim_dualbound(const sim_state& st) {
+  double obj = 0;
+  for (int32_t k = 0; k < st.nt; ++k) {
+    if (st.pos[k] >= 0 || st.d[k] == 0) continue;
+    const double bound = st.d[k] > 0 ? st.lo0[k] : st.up0[k];
+    if (std::isfinite(bound)) {
+      obj += st.d[k] * bound;
+    } else if (std::abs(st.d[k]) > st.tols) {
+      return -inf;
+    }
+  }
+  return obj;
+}
+
 double sim_objective(const sim_state& st, double scaled) {
   return scaled / st.scale.cost + st.prob.cfix;
 }

@@ -36,7 +36,8 @@ struct sim_settings {
   double tols = 1e-6;  // largest wrong sign of a dual value of an optimal solution, absolute
   // What they may be larger by, relative to the terms of the sum in question.
   double relx = 1e-12, rels = 1e-12;
-  double tolpiv = 1e-6;  // smallest pivot that is taken without hesitation, absolute, scaled
+  // Pivots below ten times this need fresh factors, those below a tenth are refused; absolute, scaled.
+  double tolpiv = 1e-6;
   // Objective values outside of these need not be looked for; infinite: no cut.
   double lowercut = -std::numeric_limits<double>::infinity();
   double uppercut = std::numeric_limits<double>::infinity();
