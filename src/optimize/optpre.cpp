@@ -8,11 +8,6 @@
 
 namespace {
 
-// What a result must keep on the original problem before it leaves the pipeline, relative. A tenth of
-// what a stored status promises.
-constexpr double goodfeas = 1e-7;
-constexpr double goodgap = 1e-7;
-
 double size_of(double bound) {
   return std::isfinite(bound) ? std::abs(bound) : 0;
 }
@@ -81,32 +76,33 @@ dual_judge judge_dual(const lp_view& lp, const lp_point& point, bool isray) {
 
 opt_quality opt_judge(const lp_view& lp, const lp_point& point, opt_kind kind) {
   opt_quality q;
+  const auto relative = [](double v, double scale) { return scale > 0 ? v / scale : INFINITY; };
   if (kind == opt_kind::dualray) {
     const dual_judge d = judge_dual(lp, point, true);
-    const double objective = d.objective.value();
-    q.dual = objective > 0 ? d.worst / objective : INFINITY;
+    q.dualscale = d.objective.value();
+    q.dual = relative(d.worst, q.dualscale);
     return q;
   }
   const primal_judge p = judge_primal(lp, point, kind == opt_kind::primalray);
   if (kind == opt_kind::primalray) {
-    q.primal = p.objective < 0 ? p.worst / -p.objective : INFINITY;
+    q.primalscale = -p.objective;
+    q.primal = relative(p.worst, q.primalscale);
     return q;
   }
-  double nrmb = 0, nrmc = 0;
   for (int32_t i = 0; i < lp.numcon; ++i) {
-    nrmb = std::max({nrmb, size_of(lp.blc[i]), size_of(lp.buc[i])});
+    q.primalscale = std::max({q.primalscale, 1 + size_of(lp.blc[i]), 1 + size_of(lp.buc[i])});
   }
-  for (const double c : lp.c) nrmc = std::max(nrmc, std::abs(c));
+  for (const double c : lp.c) q.dualscale = std::max(q.dualscale, 1 + std::abs(c));
   const dual_judge d = judge_dual(lp, point, false);
-  q.primal = p.worst / (1 + nrmb);
-  q.dual = d.worst / (1 + nrmc);
+  q.primal = p.worst / q.primalscale;
+  q.dual = d.worst / q.dualscale;
   q.gap = std::abs(p.objective - d.objective.value()) / (1 + std::abs(p.objective));
   return q;
 }
 
 bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind) {
   const opt_quality q = opt_judge(lp, point, kind);
-  return q.primal <= goodfeas && q.dual <= goodfeas && q.gap <= goodgap;
+  return q.primal <= opt_goodlimit && q.dual <= opt_goodlimit && q.gap <= opt_goodlimit;
 }
 
 void opt_slackbasis(const lp_view& lp, lp_basis& basis) {

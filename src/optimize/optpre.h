@@ -10,9 +10,14 @@
 rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool forinterior,
                      const opt_stage& stage, prslv_rec& rec);
 
+// What a result must keep on the original problem before it leaves the pipeline, relative. A tenth of
+// what a stored status promises.
+constexpr double opt_goodlimit = 1e-7;
+
 // Violations of a point, relative as in the proof of a status; of a ray, relative to its objective.
 struct opt_quality {
   double primal = 0, dual = 0, gap = 0;
+  double primalscale = 1, dualscale = 1;  // what the violations are relative to
 };
 opt_quality opt_judge(const lp_view& lp, const lp_point& point, opt_kind kind);
 // opt_isgood: whether a point or ray that is said to be optimal, or a certificate, is one.
@@ -28,13 +33,8 @@ struct basic_point {
   explicit basic_point(mm_place place) : basis(place), point(place) {}
 };
 
-// opt_simplex: the simplex optimizer from at.basis, if there is one. Counts and times add to those of
-// earlier runs of the pipeline.
-rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_settings& set,
-                    basic_point& at);
-// opt_isbasic: whether at is what its verdict says, proved on lp, with nonbasic variables at bounds,
-// which their keys name afterwards. No verdict: false.
-bool opt_isbasic(const lp_view& lp, basic_point& at);
+// opt_simplex: the simplex optimizer from at.basis, if there is one.
+rescode opt_simplex(const lp_view& lp, const opt_stage& stage, basic_point& at);
 
 // opt_basind: a basic point of lp from an interior one: basis identification and clean-up simplex.
 rescode opt_basind(const lp_view& lp, const lp_point& interior, const opt_stage& stage,

@@ -184,7 +184,8 @@ bool dominates(prslv_work& w, int32_t k, int32_t j, double s) {
   return true;
 }
 
-// Column j = s times column k with costs alike: k stands for x_k + s x_j.
+// Column j = s times column k with costs alike: k stands for x_k + s x_j. Beside cones and quadratic
+// terms two columns with bounds don't become a free one: the optimizers have more trouble with that.
 bool mergecol(prslv_work& w, int32_t j, int32_t k, double s) {
   const double delta = w.c[j] - s * w.c[k];
   if (std::abs(delta) > dupltol * (std::abs(w.c[j]) + std::abs(s * w.c[k]))) return false;
@@ -195,11 +196,14 @@ bool mergecol(prslv_work& w, int32_t j, int32_t k, double s) {
     ++w.rec.info.numdupcol;
     return true;
   }
+  const double lower = w.blx[k] + s * (s > 0 ? w.blx[j] : w.bux[j]);
+  const double upper = w.bux[k] + s * (s > 0 ? w.bux[j] : w.blx[j]);
+  if (w.numheld > 0 && std::isinf(lower) && std::isinf(upper) && !isfree(j) && !isfree(k)) {
+    return false;
+  }
   w.merged[k] = 1;
   prslv_push(w.rec.stack, prslv_opcode::dupcol, {{j, k}},
              {{s, w.blx[j], w.bux[j], w.blx[k], w.bux[k]}});
-  const double lower = w.blx[k] + s * (s > 0 ? w.blx[j] : w.bux[j]);
-  const double upper = w.bux[k] + s * (s > 0 ? w.bux[j] : w.blx[j]);
   prslv_removecol(w, j);
   if (lower != w.blx[k]) prslv_setblx(w, k, lower);
   if (upper != w.bux[k]) prslv_setbux(w, k, upper);

@@ -82,8 +82,8 @@ lp_view prslv_look(const prslv_rec& rec);  // the reduced problem, as long as re
 
 // prslv_reduce: fills rec.
 //   held   numvar or empty: columns marked are in quadratic terms or cones. They stay, with their
-//          bounds and their entries in the rows that stay; only their costs may change, by sums of
-//          multiples of rows that are taken into account by postsolve.
+//          bounds; their costs and entries may change by multiples of rows, which postsolve takes into
+//          account: their reduced costs, with all that the caller adds to them, stay the same.
 //   rec    anything before; with an error it must not be used
 // Polls mon; returns ok or how the run ended, with verdict undecided. Throws std::bad_alloc.
 rescode prslv_reduce(const lp_view& prob, std::span<const uint8_t> held, const prslv_settings& set,

@@ -126,6 +126,7 @@ void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const uint8_t> he
   w.held.assign(w.n, 0);
   w.merged.assign(w.n, 0);
   std::copy(held.begin(), held.end(), w.held.begin());
+  w.numheld = int32_t(w.n - std::count(w.held.begin(), w.held.end(), uint8_t(0)));
   w.rhead.assign(w.m, -1);
   w.chead.assign(w.n, -1);
   w.rlen.assign(w.m, 0);

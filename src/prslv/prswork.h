@@ -71,7 +71,7 @@ struct prslv_work {
   prslv_queue rowq, colq;
   prslv_queue duprowq, dupcolq, elimq;   // rows and columns changed since those searches ran
   mm_vector<uint64_t> rowhash, colhash;  // of the patterns when the search for duplicates ran
-  int32_t numlivecon = 0, numlivevar = 0;
+  int32_t numlivecon = 0, numlivevar = 0, numheld = 0;
   double work = 0, polled = 0;  // entries touched; and when mon was asked last
   // Set once a certificate was found: y or x of the problem at this moment.
   bool stop = false;

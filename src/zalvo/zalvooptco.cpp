@@ -5,7 +5,7 @@
 #include <array>
 
 #include "cpub/callback.h"
-#include "optimize/optconic.h"
+#include "optimize/optconpre.h"
 #include "optimize/optqcone.h"
 #include "zalvo/convexity.h"
 #include "zalvo/zalvoopt.h"
@@ -58,8 +58,11 @@ rescode opt_runconic(task_rec& t, const timer& clock) {
   const sol_view stored = sol_access(t, ZLV_SOL_ITR);
   opt_conic_solution sol{run_solution(t, ZLV_SOL_ITR), stored.snx, stored.skn};
   if (const rescode r = mon.announce(callback_code::begin_conic); r != rescode::ok) return r;
-  const rescode r = opt_conslv({run_problem(t.prob, a, maximize), cones}, conic_settings(t.par),
-                               mon.ipm, *t.mman, run.info.ipm, sol);
+  opt_settings set;
+  set.ipm = conic_settings(t.par);
+  set.prs = run_presolve(t.par);
+  const rescode r =
+      opt_conpreslv({run_problem(t.prob, a, maximize), cones}, {set, mon, *t.mman, run.info}, sol);
   return finish(run, mon, sol.lp, r);
 }
 

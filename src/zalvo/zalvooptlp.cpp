@@ -6,20 +6,6 @@
 
 namespace {
 
-prslv_settings presolve_settings(const param_values& par) {
-  prslv_settings set;
-  set.use = par.i[ipar::presolve_use] != 0;
-  set.eliminatoruse = par.i[ipar::presolve_eliminator_use] != 0;
-  set.lindepuse = par.i[ipar::presolve_lindep_use] != 0;
-  set.elimfill = par.i[ipar::presolve_elim_fill];
-  set.lindepworklim = par.i[ipar::presolve_lindep_work_lim];
-  set.tolx = par.d[dpar::presolve_tol_x];
-  set.tols = par.d[dpar::presolve_tol_s];
-  set.tolaij = par.d[dpar::presolve_tol_aij];
-  set.tollindep = par.d[dpar::presolve_tol_lin_dep];
-  return set;
-}
-
 sim_method simplex_method(int32_t optimizer) {
   switch (optimizer) {
     case ZLV_OPTIMIZER_PRIMAL_SIMPLEX:
@@ -40,7 +26,6 @@ sim_settings simplex_settings(const param_values& par) {
   set.scaling = sim_scaling(par.i[ipar::sim_scaling]);
   set.tolx = par.d[dpar::basis_tol_x];
   set.tols = par.d[dpar::basis_tol_s];
-  set.rels = par.d[dpar::basis_rel_tol_s];
   set.tolpiv = par.d[dpar::simplex_abs_tol_piv];
   set.maxiter = par.i[ipar::sim_max_iterations];
   set.maxsetback = par.i[ipar::sim_max_num_setbacks];
@@ -97,8 +82,7 @@ opt_settings all_settings(const param_values& par) {
   opt_settings set;
   set.form = opt_form(par.i[ipar::intpnt_solve_form]);
   set.ipm = run_settings(par);
-  set.prs = presolve_settings(par);
-  set.simform = opt_form(par.i[ipar::sim_solve_form]);
+  set.prs = run_presolve(par);
   set.sim = simplex_settings(par);
   set.bi = basis_settings(par);
   return set;
@@ -167,6 +151,8 @@ rescode opt_runsimplex(task_rec& t, const timer& clock, const lp_basis& start) {
   opt_solution sol = run_solution(t, ZLV_SOL_BAS);
   const rescode r = opt_simslv(linear.prob, linear.stage(set), start, sol);
   run_copyall(linear.run);
+  t.inf.i[iinf::sim_numcon] = t.prob.numcon;
+  t.inf.i[iinf::sim_numvar] = t.prob.numvar;
   prove_and_define(t, ZLV_SOL_BAS, sol);
   return r;
 }

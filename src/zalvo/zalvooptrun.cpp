@@ -79,11 +79,8 @@ void copy_presolve(const prslv_info& info, inf_values& inf) {
   inf.d[dinf::presolve_dup_cputime] = info.dupcputime;
 }
 
-// flip: objectives are told with the other sign.
-void copy_simplex(const sim_info& info, bool flip, inf_values& inf) {
-  const double sign = flip ? -1 : 1;
-  inf.i[iinf::sim_numcon] = info.numcon;
-  inf.i[iinf::sim_numvar] = info.numvar;
+void copy_simplex(const sim_info& info, bool maximize, inf_values& inf) {
+  const double sign = maximize ? -1 : 1;
   inf.i[iinf::sim_dual_iter] = info.dualiter;
   inf.i[iinf::sim_primal_iter] = info.primiter;
   inf.i[iinf::sim_dual_deg_iter] = info.dualdeg;
@@ -108,7 +105,7 @@ void copy_simplex(const sim_info& info, bool flip, inf_values& inf) {
   inf.d[dinf::sim_crash_cputime] = info.crashtime;
   inf.d[dinf::sim_feas] = info.feas;
   inf.d[dinf::sim_dual_obj] = sign * info.dualobj;
-  inf.d[dinf::sim_obj] = sign * info.primobj;
+  inf.d[dinf::sim_obj] = sign * (info.running == sim_method::primal ? info.primobj : info.dualobj);
 }
 
 void copy_basis(const opt_info& info, inf_values& inf) {
@@ -137,8 +134,7 @@ void run_copyall(opt_run& run) {
   task_rec& t = *run.task;
   run_copyinfo(run.info.ipm, t.inf);
   copy_presolve(run.info.prs, t.inf);
-  copy_simplex(run.info.sim, run.maximize != run.info.simflip, t.inf);
-  t.inf.i[iinf::sim_solve_dual] = run.info.simdual ? 1 : 0;
+  copy_simplex(run.info.sim, run.maximize, t.inf);
   copy_basis(run.info, t.inf);
 }
 
@@ -216,6 +212,20 @@ hs_settings run_settings(const param_values& par) {
   set.kkt.cachel2 = par.i[ipar::cache_size_l2];
   const bool detail = par.i[ipar::log] != 0 && par.i[ipar::log_intpnt] > 1;
   set.orderlevel = detail ? par.i[ipar::log_order] : 0;
+  return set;
+}
+
+prslv_settings run_presolve(const param_values& par) {
+  prslv_settings set;
+  set.use = par.i[ipar::presolve_use] != 0;
+  set.eliminatoruse = par.i[ipar::presolve_eliminator_use] != 0;
+  set.lindepuse = par.i[ipar::presolve_lindep_use] != 0;
+  set.elimfill = par.i[ipar::presolve_elim_fill];
+  set.lindepworklim = par.i[ipar::presolve_lindep_work_lim];
+  set.tolx = par.d[dpar::presolve_tol_x];
+  set.tols = par.d[dpar::presolve_tol_s];
+  set.tolaij = par.d[dpar::presolve_tol_aij];
+  set.tollindep = par.d[dpar::presolve_tol_lin_dep];
   return set;
 }
 

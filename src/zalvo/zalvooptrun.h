@@ -26,6 +26,7 @@ void run_copyinfo(const hs_info& info, inf_values& inf);
 // run_copyall: what every phase has told so far.
 void run_copyall(opt_run& run);
 hs_settings run_settings(const param_values& par);
+prslv_settings run_presolve(const param_values& par);
 
 opt_problem run_problem(const prob_rec& p, const spmat& a, bool maximize);
 opt_solution run_solution(task_rec& t, int32_t whichsol);

@@ -13,27 +13,17 @@ namespace {
 constexpr double proof_feas = 1e-6;
 constexpr double proof_gap = 1e-6;
 constexpr double proof_near = 1e2;   // near statuses promise this much less
-constexpr double point_feas = 1e-8;  // an interior point that counts as feasible although the run was
-                                     // stopped; a basic one has to keep its tolerances
+constexpr double point_feas = 1e-8;  // a point that counts as feasible although the run was stopped
 
 struct proof_tol {
   double primal, dual, gap, ray;
-  double pointprimal, pointdual;
 };
 
-proof_tol proof_tols(const param_values& par, int32_t whichsol) {
-  const double ray = std::max(proof_feas, par.d[dpar::intpnt_tol_infeas]);
-  if (whichsol == ZLV_SOL_BAS) {
-    const double primal = std::max(proof_feas, par.d[dpar::basis_tol_x]);
-    const double dual = std::max(proof_feas, par.d[dpar::basis_tol_s]);
-    return {primal, dual, std::max(primal, dual), ray, primal, dual};
-  }
+proof_tol proof_tols(const param_values& par) {
   return {std::max(proof_feas, par.d[dpar::intpnt_tol_pfeas]),
           std::max(proof_feas, par.d[dpar::intpnt_tol_dfeas]),
           std::max(proof_gap, par.d[dpar::intpnt_tol_rel_gap]),
-          ray,
-          point_feas,
-          point_feas};
+          std::max(proof_feas, par.d[dpar::intpnt_tol_infeas])};
 }
 
 // Whether the measures keep what the status promises. A NaN fails every comparison.
@@ -71,8 +61,8 @@ int32_t weaker_status(int32_t solsta) {
 }
 
 // What can be said of a point without a verdict.
-void judge_point(const sol_measures& m, const proof_tol& tol, int32_t& prosta, int32_t& solsta) {
-  const bool primal = m.relprimal <= tol.pointprimal, dual = m.reldual <= tol.pointdual;
+void judge_point(const sol_measures& m, int32_t& prosta, int32_t& solsta) {
+  const bool primal = m.relprimal <= point_feas, dual = m.reldual <= point_feas;
   if (primal && dual) {
     prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
     solsta = ZLV_SOL_STA_PRIM_AND_DUAL_FEAS;
@@ -88,7 +78,7 @@ void judge_point(const sol_measures& m, const proof_tol& tol, int32_t& prosta, i
 }  // namespace
 
 void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& solsta) {
-  const proof_tol tol = proof_tols(t.par, whichsol);
+  const proof_tol tol = proof_tols(t.par);
   sol_measures m;
   for (;;) {
     sol_measureas(t, whichsol, solsta, m);
@@ -104,5 +94,5 @@ void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& sols
     if (solsta == ZLV_SOL_STA_UNKNOWN) prosta = ZLV_PRO_STA_UNKNOWN;
   }
   if (solsta == ZLV_SOL_STA_UNKNOWN && prosta == ZLV_PRO_STA_UNKNOWN)
-    judge_point(m, tol, prosta, solsta);
+    judge_point(m, prosta, solsta);
 }
