@@ -84,9 +84,16 @@ void log_summary(const opt_stage& stage) {
 
 }  // namespace
 
-rescode opt_simplex(const lp_view& lp, const opt_stage& stage, basic_point& at) {
-  const rescode r = sim_optimize(lp, stage.set.sim, stage.mon.sim, stage.mman, stage.info.sim,
-                                 at.basis, at.point);
+bool opt_isbasic(const lp_view& lp, basic_point& at) {
+  const opt_kind kind = opt_kindof(opt_statusof(at.point.verdict));
+  const bool isbasic = kind != opt_kind::point || settle_basis(lp, at);
+  return at.point.verdict != lp_verdict::none && isbasic && opt_isgood(lp, at.point, kind);
+}
+
+rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_settings& set,
+                    basic_point& at) {
+  const rescode r =
+      sim_optimize(lp, set, stage.mon.sim, stage.mman, stage.info.sim, at.basis, at.point);
   at.isfilled = true;
   return r;
 }
@@ -129,9 +136,11 @@ rescode opt_finishbasic(const lp_view& lp, const prslv_rec& rec, const opt_stage
   std::swap(at, out);
   at.isfilled = true;
   at.point.verdict = verdict;
-  const bool isbasic = kind != opt_kind::point || settle_basis(lp, at);
-  if (verdict == lp_verdict::none || (isbasic && opt_isgood(lp, at.point, kind))) {
-    return rescode::ok;
-  }
-  return opt_simplex(lp, stage, at);
+  if (opt_isbasic(lp, at) || verdict == lp_verdict::none) return rescode::ok;
+  sim_info& info = stage.info.sim;
+  const bool primhot = info.primhot, dualhot = info.dualhot;
+  const rescode r = opt_simplex(lp, stage, stage.set.sim, at);
+  info.primhot = primhot;  // the caller gave no start
+  info.dualhot = dualhot;
+  return r;
 }

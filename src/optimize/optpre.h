@@ -33,8 +33,13 @@ struct basic_point {
   explicit basic_point(mm_place place) : basis(place), point(place) {}
 };
 
-// opt_simplex: the simplex optimizer from at.basis, if there is one.
-rescode opt_simplex(const lp_view& lp, const opt_stage& stage, basic_point& at);
+// opt_simplex: the simplex optimizer from at.basis, if there is one. Counts and times add to those of
+// earlier runs of the pipeline.
+rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_settings& set,
+                    basic_point& at);
+// opt_isbasic: whether at is what its verdict says, proved on lp, with nonbasic variables at bounds,
+// which their keys name afterwards. No verdict: false.
+bool opt_isbasic(const lp_view& lp, basic_point& at);
 
 // opt_basind: a basic point of lp from an interior one: basis identification and clean-up simplex.
 rescode opt_basind(const lp_view& lp, const lp_point& interior, const opt_stage& stage,

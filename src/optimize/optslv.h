@@ -26,6 +26,7 @@ struct opt_settings {
   opt_form form = opt_form::free;  // whether the problem or its dual goes to the interior point
   hs_settings ipm;
   prslv_settings prs;
+  opt_form simform = opt_form::free;  // the same for the simplex optimizers
   sim_settings sim;
   bas_settings bi;
   opt_bimode bimode = opt_bimode::never;
@@ -37,6 +38,8 @@ struct opt_info {
   hs_info ipm;
   prslv_info prs;
   sim_info sim;
+  bool simdual = false;  // it solved the dual
+  bool simflip = false;  // it is at work on the dual, and its objectives are of the other sign
   bas_info bi;
   sim_info clean;        // the simplex optimizer behind basis identification
   double bicputime = 0;  // of both, seconds

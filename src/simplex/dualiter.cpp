@@ -63,8 +63,9 @@ dual_action choose_column(dual_state& ds) {
       break;
     }
     const double size = std::abs(ds.alpharow);
-    const double least = std::max(dual_pivleast, dual_pivrelrow * rownorm);
-    if (!st.isfresh && size < std::max(dual_pivaccept, least)) return dual_action::rebuild;
+    const double least = std::max(dual_pivleast * st.set.tolpiv, dual_pivrelrow * rownorm);
+    if (!st.isfresh && size < std::max(dual_pivaccept * st.set.tolpiv, least))
+      return dual_action::rebuild;
     if (size >= least) {
       lu_vecclear(ds.col);
       sim_column(st, ds.q, ds.col);

@@ -16,10 +16,12 @@ constexpr double dual_pivfresh = 1e-9;  // entries of the pivotal row at most th
 constexpr double dual_pivyoung = 3e-8;  // with factors that are fresh (below 10 exchanges), young
 constexpr double dual_pivold = 1e-6;    // (below 20), and old
 constexpr int32_t dual_youngage = 10, dual_oldage = 20;
-constexpr double dual_pivaccept = 1e-5;   // a smaller pivot is looked at again with fresh factors,
-constexpr double dual_pivleast = 1e-7;    // and then taken when it is at least this
-constexpr double dual_pivrelrow = 1e-11;  // and this share of the norm of its row of the inverse
-constexpr double dual_pivdiffer = 1e-6;   // of the pivot by row and by column, relative,
+// Times the pivot tolerance of the settings: a smaller pivot is looked at again with fresh factors, and
+// then taken when it is at least the second.
+constexpr double dual_pivaccept = 10, dual_pivleast = 0.1;
+constexpr double dual_pivrelrow =
+    1e-11;  // it is at least this share of the norm of its row of the inverse
+constexpr double dual_pivdiffer = 1e-6;       // of the pivot by row and by column, relative,
 constexpr double dual_pivdifferfresh = 1e-3;  // and when the factors are fresh
 constexpr double dual_degenerate = 1e-12;     // a shorter dual step counts as degenerate
 constexpr double dual_minweight = 1e-4;

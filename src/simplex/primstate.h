@@ -16,7 +16,7 @@ constexpr double prim_pivfresh = 1e-9;  // entries of the column at most this do
 constexpr double prim_pivyoung = 1e-8;  // factors are fresh (below 10 exchanges), young (below 20)
 constexpr double prim_pivold = 1e-7;    // and old
 constexpr int32_t prim_youngage = 10, prim_oldage = 20;
-constexpr double prim_pivaccept = 1e-5;   // a smaller pivot is looked at again with fresh factors
+constexpr double prim_pivaccept = 10;     // times the setting: a smaller pivot needs fresh factors
 constexpr double prim_pivdiffer = 1e-7;   // of the pivot by column and by row, relative
 constexpr double prim_duadiffer = 1e-6;   // of a reduced cost kept and recomputed, relative
 constexpr double prim_degenerate = 1e-9;  // a shorter step counts as degenerate
@@ -56,8 +56,8 @@ struct prim_state {
   bool toupper = false;  // the bound at which the leaving variable stays
   sim_selection rule = sim_selection::se;
   double tolp = 1e-7, told = 1e-7;
-  double tolh = 1e-7;  // by which the ratio tests relax bounds: tolp, or little after a stall
-  double pivaccept = prim_pivaccept;
+  double tolh = 1e-7;    // by which the ratio tests relax bounds: tolp, or little after a stall
+  double pivaccept = 0;  // smallest pivot that is taken
 
   // Pricing. cand lists all attractive variables, hot those whose score is above cutoff.
   mm_vector<double> weight;         // nt: norm of the edge in the reference space, at least about
@@ -87,6 +87,8 @@ struct prim_state {
   double gained = 0;      // minus what the objective fell by in phase 2, since the start
   double objective = 0;   // at the last rebuild, in the caller's units; kept when there is a cut
   double gainedthen = 0;  // gained at that time
+  // What the optimum is at least, from the reduced costs of the last rebuild; kept when there is a cut.
+  double bound = -std::numeric_limits<double>::infinity();
   double merit = 0;       // of the last look: gained, or the sum of infeasibilities
   int32_t numwatch = 0;   // iterations since
   int32_t numidle = 0;    // looks in a row without progress, all measures taken

@@ -192,6 +192,9 @@ sim_measures sim_truemeasure(sim_state& st);
 // sim_polish: one step of refinement of xb and d, with residuals free of rounding errors; for the
 // true bounds and costs.
 void sim_polish(sim_state& st);
+// sim_dualbound: a lower bound of the optimum, scaled, from d, which must be of the true costs. Reduced
+// costs up to tols that no bound carries count as zero; with larger ones there is none, -infinity.
+double sim_dualbound(const sim_state& st);
 // sim_objective: a scaled objective value in the caller's units.
 double sim_objective(const sim_state& st, double scaled);
 // sim_poll: polls the monitor when enough work was done since the last time, or now when where

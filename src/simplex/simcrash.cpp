@@ -43,7 +43,7 @@ bool takes(const crash_work& w, int32_t i, int32_t j) {
   return w.kind[j] == crash_free || (w.kind[j] != crash_never && is_fixed(w.lp, i));
 }
 
-void setup(crash_work& w) {
+void setup(crash_work& w, bool fordual) {
   const lp_view& lp = w.lp;
   spmat_transpose(lp.a, w.rows);
   w.kind.resize(lp.numvar);
@@ -52,6 +52,7 @@ void setup(crash_work& w) {
   w.colofrow.assign(lp.numcon, -1);
   for (int32_t j = 0; j < lp.numvar; ++j) {
     w.kind[j] = kind_of(lp.blx[j], lp.bux[j]);
+    if (fordual && w.kind[j] != crash_free && lp.c[j] != 0) w.kind[j] = crash_never;
     for (ptrdiff_t k = lp.a.ptr[j]; k < lp.a.ptr[j + 1]; ++k) {
       w.largest[j] = std::max(w.largest[j], std::abs(lp.a.val[k]));
       if (takes(w, lp.a.sub[k], j)) ++w.count[lp.a.sub[k]];
@@ -87,9 +88,10 @@ void drop_column(crash_work& w, prique& open, int32_t j) {
 
 }  // namespace
 
-int32_t sim_crash(const lp_view& lp, int32_t trh, memman& mman, mm_vector<int32_t>& colofrow) {
+int32_t sim_crash(const lp_view& lp, int32_t trh, bool fordual, memman& mman,
+                  mm_vector<int32_t>& colofrow) {
   crash_work w(lp, mman);
-  setup(w);
+  setup(w, fordual);
   int32_t numfixed = 0, numchosen = 0;
   for (int32_t i = 0; i < lp.numcon; ++i) numfixed += is_fixed(lp, i) ? 1 : 0;
   const bool hasfree = std::find(w.kind.begin(), w.kind.end(), crash_free) != w.kind.end();

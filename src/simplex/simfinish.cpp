@@ -175,14 +175,14 @@ sim_measures sim_truemeasure(sim_state& st) {
   mm_vector<double> size(mm_at(st.mman));  // of the terms of each activity
   act.resize(st.m);
   size.assign(st.m, 0.0);
-  const double rel = st.set.reltol;
+  const double relx = st.set.relx, rels = st.set.rels;
   out.x.resize(st.n);
   out.y.resize(st.m);
   out.verdict = lp_verdict::none;
   for (int32_t j = 0; j < st.n; ++j) {
     const double xs = st.pos[j] >= 0 ? st.xb[st.pos[j]] : st.xval[j];
     const double x = out.x[j] = xs * st.scale.col[j];
-    add_violation(std::max(lp.blx[j] - x, x - lp.bux[j]), st.set.tolx + rel * std::abs(x),
+    add_violation(std::max(lp.blx[j] - x, x - lp.bux[j]), st.set.tolx + relx * std::abs(x),
                   s.maxprim, s.sumprim, s.numprim);
     if (x == 0) continue;
     for (ptrdiff_t k = lp.a.ptr[j]; k < lp.a.ptr[j + 1]; ++k) {
@@ -194,7 +194,7 @@ sim_measures sim_truemeasure(sim_state& st) {
     const int32_t k = st.n + i;
     const double r = act[i].value();
     out.y[i] = st.pos[k] >= 0 ? 0 : st.d[k] * st.scale.row[i] / st.scale.cost;
-    add_violation(std::max(lp.blc[i] - r, r - lp.buc[i]), st.set.tolx + rel * size[i], s.maxprim,
+    add_violation(std::max(lp.blc[i] - r, r - lp.buc[i]), st.set.tolx + relx * size[i], s.maxprim,
                   s.sumprim, s.numprim);
     if (st.pos[k] >= 0) continue;
     add_violation(dual_violation(out.y[i], st.xval[k], st.lo0[k], st.up0[k]), st.set.tols,
@@ -204,7 +204,7 @@ sim_measures sim_truemeasure(sim_state& st) {
     const double z = lp.c[j] - column_dot(lp, j, out.y);
     const double v =
         st.pos[j] >= 0 ? std::abs(z) : dual_violation(z, st.xval[j], st.lo0[j], st.up0[j]);
-    const double tol = st.set.tols + rel * (std::abs(lp.c[j]) + dot_size(lp, j, out.y));
+    const double tol = st.set.tols + rels * (std::abs(lp.c[j]) + dot_size(lp, j, out.y));
     add_violation(lp.blx[j] == lp.bux[j] ? 0 : v, tol, s.maxdual, s.sumdual, s.numdual);
   }
   return s;
@@ -244,6 +244,20 @@ void sim_polish(sim_state& st) {
     if (st.pos[k] >= 0) continue;
     st.d[k] = k < st.n ? st.lp.c[k] - column_dot(st.lp, k, y) : y[k - st.n];
   }
+}
+
+double sim_dualbound(const sim_state& st) {
+  double obj = 0;
+  for (int32_t k = 0; k < st.nt; ++k) {
+    if (st.pos[k] >= 0 || st.d[k] == 0) continue;
+    const double bound = st.d[k] > 0 ? st.lo0[k] : st.up0[k];
+    if (std::isfinite(bound)) {
+      obj += st.d[k] * bound;
+    } else if (std::abs(st.d[k]) > st.tols) {
+      return -inf;
+    }
+  }
+  return obj;
 }
 
 double sim_objective(const sim_state& st, double scaled) {

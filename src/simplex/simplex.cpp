@@ -67,12 +67,14 @@ rescode look_at(sim_state& st, double& suminfeas) {
   return r;
 }
 
-// Puts columns in place of logicals for the primal simplex. A crash that makes things much worse is
-// taken back: along a chain of columns values can grow without end.
-rescode take_crash(sim_state& st) {
+// Puts columns in place of logicals. A crash that makes things much worse is taken back: along a chain
+// of columns values can grow without end.
+rescode take_crash(sim_state& st, sim_method method) {
   const double t0 = timer_cpu(st.mon.clock);
   mm_vector<int32_t> colofrow(mm_at(st.mman));
-  st.info.numcrash = sim_crash(st.lp, st.set.primcrash, st.mman, colofrow);
+  const bool fordual = method != sim_method::primal;
+  const int32_t trh = fordual ? st.set.dualcrash : st.set.primcrash;
+  st.info.numcrash = sim_crash(st.lp, trh, fordual, st.mman, colofrow);
   rescode r = rescode::ok;
   if (st.info.numcrash > 0) {
     double before = 0, after = 0;
@@ -104,6 +106,14 @@ bool is_optimal(sim_state& st) {
   return true;
 }
 
+// The end with an optimal point, whose objective may be one that need not be looked for.
+rescode optimal_code(const sim_state& st) {
+  double objective = st.prob.cfix;
+  for (int32_t j = 0; j < st.n; ++j) objective += st.prob.c[j] * st.point->x[j];
+  const bool isoutside = objective < st.set.lowercut || objective > st.set.uppercut;
+  return isoutside ? rescode::trm_objective_range : rescode::ok;
+}
+
 rescode run_turns(sim_state& st, sim_method method) {
   bool mayperturb = st.set.perturb;
   int32_t numidle = 0;
@@ -113,7 +123,7 @@ rescode run_turns(sim_state& st, sim_method method) {
     if (end == sim_end::stopped) return st.code;
     if (end == sim_end::priminfeas || end == sim_end::dualinfeas) return rescode::ok;
     const sim_measures s = sim_measure(st);
-    if (std::max(s.maxprim, s.maxdual) <= opt_nearly && is_optimal(st)) return rescode::ok;
+    if (std::max(s.maxprim, s.maxdual) <= opt_nearly && is_optimal(st)) return optimal_code(st);
     if (end == sim_end::optimal) {
       st.tolx = std::max(opt_leasttol, opt_tolstep * st.tolx);
       st.tols = std::max(opt_leasttol, opt_tolstep * st.tols);
@@ -135,7 +145,7 @@ rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
                      int32_t(start.var.size()) == st.prob.numvar &&
                      st.prob.numvar + st.prob.numcon > 0;
   sim_setup(st, start);
-  rescode code = set.method == sim_method::primal && !ishot ? take_crash(st) : rescode::ok;
+  rescode code = ishot ? rescode::ok : take_crash(st, set.method);
   if (code == rescode::ok) code = sim_factorize(st);
   if (code == rescode::ok) {
     sim_primals(st);
@@ -174,7 +184,9 @@ sim_settings other_settings(const sim_settings& set, int32_t attempt) {
 rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor& mon, memman& mman,
                      sim_info& info, lp_basis& basis, lp_point& point) {
   const double t0 = timer_cpu(mon.clock);
-  info = {};
+  info.numcon = prob.numcon;
+  info.numvar = prob.numvar;
+  info.primhot = info.dualhot = false;
   lp_point found(mm_at(mman));
   lp_basis last(mm_at(mman));
   rescode code = rescode::ok;
@@ -188,7 +200,7 @@ rescode sim_optimize(const lp_view& prob, const sim_settings& set, const monitor
     code = run_attempt(st, basis, last);
     if (!is_trouble(code) || info.primsetback + info.dualsetback > set.maxsetback) break;
   }
-  info.cputime = timer_cpu(mon.clock) - t0;
+  info.cputime += timer_cpu(mon.clock) - t0;
   std::swap(basis.con, last.con);
   std::swap(basis.var, last.var);
   std::swap(point.x, found.x);

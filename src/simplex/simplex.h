@@ -34,9 +34,10 @@ struct sim_settings {
   sim_scaling scaling = sim_scaling::free;
   double tolx = 1e-6;  // largest violation of a bound or row of an optimal solution, absolute
   double tols = 1e-6;  // largest wrong sign of a dual value of an optimal solution, absolute
-  double reltol =
-      1e-12;             // what both may be larger by, relative to the terms of the sum in question
-  double tolpiv = 1e-6;  // smallest pivot that is taken without hesitation, absolute, scaled
+  // What they may be larger by, relative to the terms of the sum in question.
+  double relx = 1e-12, rels = 1e-12;
+  // Pivots below ten times this need fresh factors, those below a tenth are refused; absolute, scaled.
+  double tolpiv = 1e-6;
   // Objective values outside of these need not be looked for; infinite: no cut.
   double lowercut = -std::numeric_limits<double>::infinity();
   double uppercut = std::numeric_limits<double>::infinity();
@@ -53,6 +54,7 @@ struct sim_settings {
 // What the run tells while it goes on; the monitor's owner may read it at every poll.
 struct sim_info {
   sim_method running = sim_method::free;  // the optimizer that polls, free: none
+  int32_t numcon = 0, numvar = 0;         // of the problem
   int32_t primiter = 0, dualiter = 0;
   int32_t primdeg = 0, dualdeg = 0;  // degenerate ones among them
   int32_t priminf = 0, dualinf = 0;  // those of the first phase among them
@@ -64,7 +66,7 @@ struct sim_info {
   int32_t numfactor = 0, numupdate = 0, numsingular = 0;
   int64_t lunz = 0;                   // nonzeros of the last factorization
   double feas = 0;                    // sum of infeasibilities of the method that runs
-  double primobj = 0, dualobj = 0;    // of the last iterates of either method, caller's units
+  double primobj = 0, dualobj = 0;    // of the last iterate, and of the dual method's last
   double cputime = 0;                 // seconds since the optimizer was entered
   double primtime = 0, dualtime = 0;  // parts of it
   double lutime = 0, crashtime = 0;
@@ -76,7 +78,8 @@ struct sim_info {
 //          update_primal_simplex every logfreq iterations; with begin_ and end_ codes around each
 //          method, and with dual_simplex (primal_simplex) between begin and the first iteration,
 //          once the setup is done
-//   info   updated before every poll
+//   info   in: of an earlier run, whose counts and times go on and count for the limits, or as made.
+//          Updated before every poll
 //   basis  in: start basis when not empty; any keys will do, it is repaired. out: the last basis,
 //          exactly numcon of it basic, nonsingular
 //   point  out: x and y of the basis with verdict optimal or none, or a certificate, checked on prob

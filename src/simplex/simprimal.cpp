@@ -18,8 +18,8 @@ constexpr double loop_tighten = 0.01, loop_leasttold = 1e-11;
 constexpr int32_t loop_maxround = 60;
 // Looks in a row that may find no progress although all was done against it.
 constexpr int32_t loop_maxidle = 50;
-// Of the accepted size of pivots, at each lifting; and its end.
-constexpr double loop_retrypivot = 0.1, loop_leastpivot = 1e-7;
+// Of the accepted size of pivots, at each lifting; and its end, times the setting.
+constexpr double loop_retrypivot = 0.1, loop_leastpivot = 0.1;
 constexpr double loop_pivstep = 5.0, loop_maxpivrel = 0.5;  // of the threshold of the factorization
 // Reduced costs found wrong, since the last rebuild, before all are made anew.
 constexpr int32_t loop_maxbaddual = 5;
@@ -95,6 +95,9 @@ bool rebuild(prim_state& p, bool refactor) {
     p.gainedthen = p.gained;
   }
   sim_duals(st);
+  if (!p.isphase1 && std::isfinite(st.set.uppercut)) {
+    p.bound = sim_objective(st, sim_dualbound(st));
+  }
   prim_setcands(p);
   p.numbaddual = 0;
   return true;
@@ -246,11 +249,12 @@ bool poll_row(prim_state& p) {
   return true;
 }
 
-// False: the objective has passed the cut, or factors could not be made to see that. Bounds that were
-// moved are restored first; perturbation is over then.
+// False: the objective has passed the lower cut, or a bound of the optimum the upper one, or factors
+// could not be made to see that. Bounds that were moved are restored first; perturbation is over then.
 bool watch_cut(prim_state& p) {
   sim_state& st = p.st;
   const double cut = st.set.lowercut;
+  if (p.bound > st.set.uppercut) return stop(st, rescode::trm_objective_range);
   if (!std::isfinite(cut) || p.isphase1) return true;
   if (!(p.objective + (p.gained - p.gainedthen) / st.scale.cost < cut)) return true;
   if (!st.isfresh || p.isperturbed || p.isshifted) {
@@ -310,7 +314,7 @@ loop_verdict judge_optimal(prim_state& p) {
   if (p.isphase1 && prove_infeasible(p)) return {false, sim_end::priminfeas};
   if (!p.taboo.empty() && p.numretry < loop_maxretry) {
     ++p.numretry;
-    p.pivaccept = std::max(loop_retrypivot * p.pivaccept, loop_leastpivot);
+    p.pivaccept = std::max(loop_retrypivot * p.pivaccept, loop_leastpivot * st.set.tolpiv);
     clear_taboo(p);
     return {rebuild(p, true), sim_end::stopped};
   }
@@ -376,6 +380,7 @@ prim_state::prim_state(sim_state& state)
   infeas.assign(st.m, 0);
   tolp = tolh = st.tolx;
   told = st.tols;
+  pivaccept = prim_pivaccept * st.set.tolpiv;
   if (st.set.primsel != sim_selection::free) {
     rule = st.set.primsel;
   } else if (st.n > loop_partial * st.m) {

@@ -26,6 +26,7 @@ sim_settings simplex_settings(const param_values& par) {
   set.scaling = sim_scaling(par.i[ipar::sim_scaling]);
   set.tolx = par.d[dpar::basis_tol_x];
   set.tols = par.d[dpar::basis_tol_s];
+  set.rels = par.d[dpar::basis_rel_tol_s];
   set.tolpiv = par.d[dpar::simplex_abs_tol_piv];
   set.maxiter = par.i[ipar::sim_max_iterations];
   set.maxsetback = par.i[ipar::sim_max_num_setbacks];
@@ -83,6 +84,7 @@ opt_settings all_settings(const param_values& par) {
   set.form = opt_form(par.i[ipar::intpnt_solve_form]);
   set.ipm = run_settings(par);
   set.prs = run_presolve(par);
+  set.simform = opt_form(par.i[ipar::sim_solve_form]);
   set.sim = simplex_settings(par);
   set.bi = basis_settings(par);
   return set;
@@ -151,8 +153,6 @@ rescode opt_runsimplex(task_rec& t, const timer& clock, const lp_basis& start) {
   opt_solution sol = run_solution(t, ZLV_SOL_BAS);
   const rescode r = opt_simslv(linear.prob, linear.stage(set), start, sol);
   run_copyall(linear.run);
-  t.inf.i[iinf::sim_numcon] = t.prob.numcon;
-  t.inf.i[iinf::sim_numvar] = t.prob.numvar;
   prove_and_define(t, ZLV_SOL_BAS, sol);
   return r;
 }

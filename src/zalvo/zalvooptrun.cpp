@@ -79,8 +79,11 @@ void copy_presolve(const prslv_info& info, inf_values& inf) {
   inf.d[dinf::presolve_dup_cputime] = info.dupcputime;
 }
 
-void copy_simplex(const sim_info& info, bool maximize, inf_values& inf) {
-  const double sign = maximize ? -1 : 1;
+// flip: objectives are told with the other sign.
+void copy_simplex(const sim_info& info, bool flip, inf_values& inf) {
+  const double sign = flip ? -1 : 1;
+  inf.i[iinf::sim_numcon] = info.numcon;
+  inf.i[iinf::sim_numvar] = info.numvar;
   inf.i[iinf::sim_dual_iter] = info.dualiter;
   inf.i[iinf::sim_primal_iter] = info.primiter;
   inf.i[iinf::sim_dual_deg_iter] = info.dualdeg;
@@ -105,7 +108,7 @@ void copy_simplex(const sim_info& info, bool maximize, inf_values& inf) {
   inf.d[dinf::sim_crash_cputime] = info.crashtime;
   inf.d[dinf::sim_feas] = info.feas;
   inf.d[dinf::sim_dual_obj] = sign * info.dualobj;
-  inf.d[dinf::sim_obj] = sign * (info.running == sim_method::primal ? info.primobj : info.dualobj);
+  inf.d[dinf::sim_obj] = sign * info.primobj;
 }
 
 void copy_basis(const opt_info& info, inf_values& inf) {
@@ -134,7 +137,8 @@ void run_copyall(opt_run& run) {
   task_rec& t = *run.task;
   run_copyinfo(run.info.ipm, t.inf);
   copy_presolve(run.info.prs, t.inf);
-  copy_simplex(run.info.sim, run.maximize, t.inf);
+  copy_simplex(run.info.sim, run.maximize != run.info.simflip, t.inf);
+  t.inf.i[iinf::sim_solve_dual] = run.info.simdual ? 1 : 0;
   copy_basis(run.info, t.inf);
 }
 

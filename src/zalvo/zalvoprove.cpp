@@ -13,17 +13,27 @@ namespace {
 constexpr double proof_feas = 1e-6;
 constexpr double proof_gap = 1e-6;
 constexpr double proof_near = 1e2;   // near statuses promise this much less
-constexpr double point_feas = 1e-8;  // a point that counts as feasible although the run was stopped
+constexpr double point_feas = 1e-8;  // an interior point that counts as feasible although the run was
+                                     // stopped; a basic one has to keep its tolerances
 
 struct proof_tol {
   double primal, dual, gap, ray;
+  double pointprimal, pointdual;
 };
 
-proof_tol proof_tols(const param_values& par) {
+proof_tol proof_tols(const param_values& par, int32_t whichsol) {
+  const double ray = std::max(proof_feas, par.d[dpar::intpnt_tol_infeas]);
+  if (whichsol == ZLV_SOL_BAS) {
+    const double primal = std::max(proof_feas, par.d[dpar::basis_tol_x]);
+    const double dual = std::max(proof_feas, par.d[dpar::basis_tol_s]);
+    return {primal, dual, std::max(primal, dual), ray, primal, dual};
+  }
   return {std::max(proof_feas, par.d[dpar::intpnt_tol_pfeas]),
           std::max(proof_feas, par.d[dpar::intpnt_tol_dfeas]),
           std::max(proof_gap, par.d[dpar::intpnt_tol_rel_gap]),
-          std::max(proof_feas, par.d[dpar::intpnt_tol_infeas])};
+          ray,
+          point_feas,
+          point_feas};
 }
 
 // Whether the measures keep what the status promises. A NaN fails every comparison.
@@ -61,8 +71,8 @@ int32_t weaker_status(int32_t solsta) {
 }
 
 // What can be said of a point without a verdict.
-void judge_point(const sol_measures& m, int32_t& prosta, int32_t& solsta) {
-  const bool primal = m.relprimal <= point_feas, dual = m.reldual <= point_feas;
+void judge_point(const sol_measures& m, const proof_tol& tol, int32_t& prosta, int32_t& solsta) {
+  const bool primal = m.relprimal <= tol.pointprimal, dual = m.reldual <= tol.pointdual;
   if (primal && dual) {
     prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
     solsta = ZLV_SOL_STA_PRIM_AND_DUAL_FEAS;
@@ -78,7 +88,7 @@ void judge_point(const sol_measures& m, int32_t& prosta, int32_t& solsta) {
 }  // namespace
 
 void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& solsta) {
-  const proof_tol tol = proof_tols(t.par);
+  const proof_tol tol = proof_tols(t.par, whichsol);
   sol_measures m;
   for (;;) {
     sol_measureas(t, whichsol, solsta, m);
@@ -94,5 +104,5 @@ void opt_prove(ZLV_task_rec& t, int32_t whichsol, int32_t& prosta, int32_t& sols
     if (solsta == ZLV_SOL_STA_UNKNOWN) prosta = ZLV_PRO_STA_UNKNOWN;
   }
   if (solsta == ZLV_SOL_STA_UNKNOWN && prosta == ZLV_PRO_STA_UNKNOWN)
-    judge_point(m, prosta, solsta);
+    judge_point(m, tol, prosta, solsta);
 }

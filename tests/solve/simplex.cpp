@@ -26,7 +26,7 @@ double objective(const lp_data& p, const lp_point& s) {
 
 struct way_case {
   const char* name;
-  int32_t optimizer, presolve;
+  int32_t optimizer, presolve, form;
 };
 class SimplexWay : public testing::TestWithParam<way_case> {
  protected:
@@ -34,9 +34,12 @@ class SimplexWay : public testing::TestWithParam<way_case> {
     put_data(box.task, p);
     put(box.task, ZLV_IPAR_OPTIMIZER, GetParam().optimizer);
     put(box.task, ZLV_IPAR_PRESOLVE_USE, GetParam().presolve);
+    put(box.task, ZLV_IPAR_SIM_SOLVE_FORM, GetParam().form);
     EXPECT_EQ(ZLV_optimize(box.task), ZLV_RES_OK) << box.err();
     const lp_point s = get_point(box.task, p, ZLV_SOL_BAS);
     EXPECT_TRUE(s.isdefined);
+    const bool isdual = int_item(box.task, ZLV_IINF_SIM_SOLVE_DUAL) != 0;
+    EXPECT_TRUE(GetParam().presolve == ZLV_ON || isdual == (GetParam().form == ZLV_SOLVE_DUAL));
     EXPECT_FALSE(get_point(box.task, p, ZLV_SOL_ITR).isdefined);
     expect_honest(p, s);
     expect_same_measures(box.task, p, s, ZLV_SOL_BAS);
@@ -104,6 +107,7 @@ TEST_P(SimplexWay, TakesAnyKeysAsAStart) {
     api_box box;
     put_data(box.task, lp.p);
     put(box.task, ZLV_IPAR_OPTIMIZER, GetParam().optimizer);
+    put(box.task, ZLV_IPAR_SIM_SOLVE_FORM, GetParam().form);
     std::vector<int32_t> skc(lp.p.m), skx(lp.p.n);
     for (int32_t& key : skc) key = int32_t(gen() % 7);
     for (int32_t& key : skx) key = k % 5 == 0 ? ZLV_SK_BAS : int32_t(gen() % 7);
@@ -118,14 +122,18 @@ TEST_P(SimplexWay, TakesAnyKeysAsAStart) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, SimplexWay,
-                         testing::Values(way_case{"Primal", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_ON},
-                                         way_case{"PrimalPlain", ZLV_OPTIMIZER_PRIMAL_SIMPLEX,
-                                                  ZLV_OFF},
-                                         way_case{"Dual", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_ON},
-                                         way_case{"DualPlain", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_OFF},
-                                         way_case{"Free", ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_ON}),
-                         [](const auto& tc) { return std::string(tc.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Ways, SimplexWay,
+    testing::Values(way_case{"Primal", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_ON, ZLV_SOLVE_FREE},
+                    way_case{"PrimalPlain", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_OFF,
+                             ZLV_SOLVE_PRIMAL},
+                    way_case{"PrimalOfDual", ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_OFF, ZLV_SOLVE_DUAL},
+                    way_case{"Dual", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_ON, ZLV_SOLVE_FREE},
+                    way_case{"DualPlain", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_OFF, ZLV_SOLVE_PRIMAL},
+                    way_case{"DualOfDual", ZLV_OPTIMIZER_DUAL_SIMPLEX, ZLV_OFF, ZLV_SOLVE_DUAL},
+                    way_case{"Free", ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_ON, ZLV_SOLVE_FREE},
+                    way_case{"FreeOfDual", ZLV_OPTIMIZER_FREE_SIMPLEX, ZLV_ON, ZLV_SOLVE_DUAL}),
+    [](const auto& tc) { return std::string(tc.param.name); });
 
 }  // namespace
 

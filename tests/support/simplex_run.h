@@ -35,7 +35,10 @@ struct simplex_run {
   }
   simplex_run(const simplex_run&) = delete;
   simplex_run& operator=(const simplex_run&) = delete;
-  void solve(const lp_view& lp) { code = sim_optimize(lp, set, mon, *mman, info, basis, point); }
+  void solve(const lp_view& lp) {
+    info = {};
+    code = sim_optimize(lp, set, mon, *mman, info, basis, point);
+  }
   double objective(const lp_view& lp) const {
     double obj = lp.cfix;
     for (int32_t j = 0; j < lp.numvar; ++j) obj += lp.c[j] * point.x[j];

@@ -97,10 +97,12 @@ TEST(SimCrash, IsTriangularAndTakesFixedRowsOnly) {
   int32_t total = 0;
   for (uint32_t seed = 0; seed < 20; ++seed) {
     const auto m = int32_t(seed * 3), n = int32_t(40 - seed);
-    const lp_store store = random_lp(seed, m, n, 8);
+    lp_store store = random_lp(seed, m, n, 8);
+    const bool fordual = seed % 2 != 0;
+    for (size_t j = 0; j < store.c.size(); j += 2) store.c[j] = 0;
     const lp_view lp = store.view();
     mm_vector<int32_t> colofrow(mm_at(*mman));
-    const int32_t num = sim_crash(lp, 90, *mman, colofrow);
+    const int32_t num = sim_crash(lp, 90, fordual, *mman, colofrow);
     ASSERT_EQ(int32_t(colofrow.size()), m);
     std::vector<int32_t> rowof(n, -1), open;
     for (int32_t i = 0; i < m; ++i) {
@@ -110,7 +112,9 @@ TEST(SimCrash, IsTriangularAndTakesFixedRowsOnly) {
       rowof[j] = i;
       open.push_back(i);
       EXPECT_NE(lp.blx[j], lp.bux[j]);
-      EXPECT_TRUE(lp.blc[i] == lp.buc[i] || (lp.blx[j] == -inf && lp.bux[j] == inf));
+      const bool isfree = lp.blx[j] == -inf && lp.bux[j] == inf;
+      EXPECT_TRUE(isfree || lp.blc[i] == lp.buc[i]);
+      EXPECT_TRUE(isfree || !fordual || lp.c[j] == 0);
     }
     EXPECT_EQ(int32_t(open.size()), num);
     total += num;
@@ -142,7 +146,7 @@ TEST(SimCrash, IsTriangularAndTakesFixedRowsOnly) {
   for (double& b : rows.buc) b = 9;
   for (double& b : rows.bux) b = std::min(b, 1e6);
   mm_vector<int32_t> colofrow(mm_at(*mman));
-  EXPECT_EQ(sim_crash(rows.view(), 90, *mman, colofrow), 0);
+  EXPECT_EQ(sim_crash(rows.view(), 90, false, *mman, colofrow), 0);
   colofrow = mm_vector<int32_t>(mm_at(*mman));
   EXPECT_EQ(memman_delete(mman), 0u);
 }
