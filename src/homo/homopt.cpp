@@ -82,19 +82,25 @@ double hom_centrality(const hom_prob& prob, const hom_point& pt) {
   return least;
 }
 
-void intpnt_computeresiduals(hom_state& st) {
+void intpnt_computeresiduals(hom_state& st, double alongstep) {
   const hom_prob& pr = st.prob;
   const hom_point& it = st.it;
   hom_measures& ms = st.meas;
-  if (st.quads != nullptr) homquad_move(*st.quads, it);
+  if (st.quads != nullptr && alongstep < 0) homquad_move(*st.quads, it);
+  if (st.quads != nullptr && alongstep >= 0) homquad_movealong(*st.quads, it, alongstep);
   for (int32_t i = 0; i < pr.m; ++i) st.rp[i] = pr.b[i] * it.tau;
   spmat_addatx(spmat_look(pr.at), -1, it.x, st.rp);
+  if (alongstep >= 0) homquad_reslack(*st.quads, 1 - alongstep * (1 - st.gamma), st.it, st.rp);
   for (int32_t j = 0; j < pr.n; ++j) st.rd[j] = pr.c[j] * it.tau - it.s[j];
   spmat_addatx(spmat_look(pr.a), -1, it.y, st.rd);
   ms.xqx = 0;
   if (hom_hasq(pr)) {
-    std::fill(st.qx.begin(), st.qx.end(), 0.0);
-    hom_addqx(pr, 1, it.x, st.qx);
+    if (st.quads != nullptr) {
+      std::copy(st.quads->qx.begin(), st.quads->qx.end(), st.qx.begin());
+    } else {
+      std::fill(st.qx.begin(), st.qx.end(), 0.0);
+      hom_addqx(pr, 1, it.x, st.qx);
+    }
     for (int32_t j = 0; j < pr.n; ++j) st.rd[j] += st.qx[j];
     ms.xqx = hom_dot(st.qx, it.x);
   }
@@ -175,6 +181,7 @@ void set_diagonal(hom_state& st) {
 rescode hom_numfac(hom_state& st) {
   const hom_prob& pr = st.prob;
   const hom_point& it = st.it;
+  if (st.quads != nullptr) homquad_hessian(*st.quads);
   set_diagonal(st);
   // A column nearer to its upper bound is solved for p - u: D u alone would swamp everything else.
   std::copy(pr.c.begin(), pr.c.end(), st.r1.begin());
@@ -227,6 +234,8 @@ void hom_formsearch(hom_state& st, const hom_target& tg, hom_point& dir) {
     st.r1[pr.ucol[k]] += (tg.wv[k] - it.v[k] * tg.eta * st.ru[k]) / it.w[k];
   }
   for (int32_t i = 0; i < pr.m; ++i) st.r2[i] = tg.eta * st.rp[i];
+  for (size_t j = 0; j < tg.rd.size(); ++j) st.r1[j] += tg.rd[j];
+  for (size_t i = 0; i < tg.rp.size(); ++i) st.r2[i] += tg.rp[i];
   st.issearch = true;
   hom_solve(st, st.r1, st.r2, dir.x, dir.y);
   // dw and dv for dtau = 0; u'dv is the part of the numerator that the bounds contribute.
@@ -236,7 +245,8 @@ void hom_formsearch(hom_state& st, const hom_target& tg, hom_point& dir) {
     dir.v[k] = (tg.wv[k] - it.v[k] * dir.w[k]) / it.w[k];
     udv += pr.u[k] * dir.v[k];
   }
-  double num = tg.eta * st.rg + tg.tk / it.tau + udv - hom_dot(pr.b, dir.y) + hom_dot(pr.c, dir.x);
+  double num =
+      tg.eta * st.rg + tg.rg + tg.tk / it.tau + udv - hom_dot(pr.b, dir.y) + hom_dot(pr.c, dir.x);
   if (hom_hasq(pr)) num += 2 / it.tau * hom_dot(st.qx, dir.x);
   const double dt = num / st.den;
   for (int32_t j = 0; j < pr.n; ++j) dir.x[j] += dt * st.p[j];

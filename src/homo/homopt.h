@@ -32,7 +32,10 @@ struct hom_target {
   double eta = 1;
   mm_vector<double> xs, wv;  // n (ignored for free columns), number of upper bounds
   double tk = 0;
-  explicit hom_target(mm_place place) : xs(place), wv(place) {}
+  // m and n, or empty: what is added to the residuals; with curved rows.
+  mm_vector<double> rp, rd;
+  double rg = 0;
+  explicit hom_target(mm_place place) : xs(place), wv(place), rp(place), rd(place) {}
 };
 
 // Norms of the current point. Largest-entry norms in the caller's units unless said otherwise; a NaN
@@ -93,7 +96,8 @@ struct hom_state {
 };
 
 // intpnt_computeresiduals: residuals, norms, measures and merit of st.it.
-void intpnt_computeresiduals(hom_state& st);
+//   alongstep  with curved rows: st.it is at this step along st.dir, see homquad_movealong; -1: anywhere
+void intpnt_computeresiduals(hom_state& st, double alongstep = -1);
 // hom_initnorms: makes the present residuals the start norms.
 void hom_initnorms(hom_state& st);
 

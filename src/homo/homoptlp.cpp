@@ -34,6 +34,8 @@ constexpr double curved_gain = 0.1;  // part of the promised fall of residuals t
 constexpr double curved_mu = 10;  // residuals over mu, both relative to the start, that may stand
 constexpr double curved_long = 0.9, curved_cut = 0.6;  // steps after one that is too long
 constexpr int curved_tries = 20;
+constexpr double curved_tau =
+    0.5;  // least part of tau at the end of a direction whose error counts
 // Stall.
 constexpr double stall_step = 1e-6;
 constexpr double stall_small = 0.05;  // five steps below this in a row
@@ -50,6 +52,9 @@ void set_target(const hom_state& st, const hom_point* second, double gamma, hom_
   const hom_point& it = st.it;
   const double t = gamma * st.meas.mu;
   tg.eta = 1 - gamma;
+  tg.rp.clear();
+  tg.rd.clear();
+  tg.rg = 0;
   for (int32_t j = 0; j < pr.n; ++j) tg.xs[j] = t - it.x[j] * it.s[j];
   for (size_t k = 0; k < it.w.size(); ++k) tg.wv[k] = t - it.w[k] * it.v[k];
   tg.tk = t - it.tau * it.kappa;
@@ -57,6 +62,10 @@ void set_target(const hom_state& st, const hom_point* second, double gamma, hom_
   for (int32_t j = 0; j < pr.n; ++j) tg.xs[j] -= second->x[j] * second->s[j];
   for (size_t k = 0; k < it.w.size(); ++k) tg.wv[k] -= second->w[k] * second->v[k];
   tg.tk -= second->tau * second->kappa;
+  if (st.quads == nullptr || it.tau + second->tau < curved_tau * it.tau) return;
+  tg.rp.resize(pr.m);
+  tg.rd.resize(pr.n);
+  homquad_error(*st.quads, it, *second, tg);
 }
 
 // One complementarity product pushed back into its box, as the change wanted.
@@ -70,6 +79,9 @@ void corrector_target(const hom_state& st, double ap, double ad, hom_target& tg)
   const hom_point &it = st.it, &d = st.dir;
   const double t = st.gamma * st.meas.mu;
   tg.eta = 0;
+  tg.rp.clear();
+  tg.rd.clear();
+  tg.rg = 0;
   for (int32_t j = 0; j < pr.n; ++j) {
     tg.xs[j] = pushback((it.x[j] + ap * d.x[j]) * (it.s[j] + ad * d.s[j]), t);
   }
@@ -269,6 +281,7 @@ void hom_computesearch(hom_state& st) {
   if (aa < affine_short) st.gamma = std::max(st.gamma, center_short);
   const bool usecorr = aa >= affine_veryshort && st.regulevel < maxregulevel;
   if (!usecorr) st.mon.log(6, "Turn corrector off due to VERY short stepsize\n");
+  if (usecorr && st.quads != nullptr) homquad_setalong(*st.quads, st.it, st.aff);
   set_target(st, usecorr ? &st.aff : nullptr, st.gamma, st.target);
   hom_formsearch(st, st.target, st.dir);
   if (usecorr) {
@@ -299,16 +312,19 @@ double hom_infeas(const hom_measures& ms) {
 void shorten_curved(hom_state& st, double step) {
   const hom_measures before = st.meas;
   const double infeas = hom_infeas(before) * st.it.tau;
+  homquad_setalong(*st.quads, st.it, st.dir);
+  homquad_keeprp(*st.quads, st.rp);
   for (int k = 0;; ++k) {
     hom_compnewp(st.it, st.dir, step, step, st.trial);
     std::swap(st.it, st.trial);
-    intpnt_computeresiduals(st);
+    intpnt_computeresiduals(st, step);
     const double now = hom_infeas(st.meas);
     const double wanted = (1 - curved_gain * step * (1 - st.gamma)) * infeas / st.it.tau;
     if (now <= std::max(wanted, curved_mu * st.meas.cf * st.it.tau) || k == curved_tries) break;
     std::swap(st.it, st.trial);
     step = step > curved_long ? curved_long : curved_cut * step;
   }
+  intpnt_computeresiduals(st);
   st.alphap = st.alphad = step;
 }
 
@@ -392,6 +408,8 @@ bool retry_regularized(hom_state& st, progress& pg) {
   st.it = st.best;
   intpnt_computeresiduals(st);
   st.mon.log(6, "Restore the solution\n");
+  // On the way to a certificate along curved rows only another problem helps.
+  if (st.quads != nullptr && st.it.kappa > st.it.tau) return false;
   if (!st.set.useregul || st.regulevel >= maxregulevel) return false;
   ++st.regulevel;
   st.mon.log(6, "Increase the regulevel to %d\n", st.regulevel);

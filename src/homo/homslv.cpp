@@ -127,7 +127,7 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   info.solvedual = set.solvedual;
   bool isbig = false;
   hom_outcome outcome = run(prob, rows, set, mon, mman, info, sol, isbig);
-  if (is_worthbig(prob, set, outcome, isbig)) {
+  if (is_worthbig(prob, set, outcome, isbig) && rows == nullptr) {
     mon.log(2, "Solving again with the quasi-definite system.\n");
     hs_settings again = set;
     again.system = hs_system::quasidefinite;

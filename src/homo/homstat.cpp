@@ -63,7 +63,7 @@ hom_ray hom_primalray(const hom_state& st) {
   }
   double cx = st.meas.cx;
   if (st.quads != nullptr) {  // what holds of the data at a point is not what holds along a ray
-    ray.residual = hom_nanmax(ray.residual, homquad_ray(*st.quads, st.it.x));
+    ray.residual = hom_nanmax(ray.residual, homquad_ray(*st.quads, st.it));
     cx = hom_dot(st.quads->c, st.it.x);
   }
   ray.residual *= pr.sb;
