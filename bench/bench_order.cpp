@@ -7,7 +7,7 @@
 
 namespace {
 
-void run_symord(benchmark::State& state, const order_pattern& p, symord_score score) {
+void run_symord(benchmark::State& state, const order_pattern& p, symord_scoretype score) {
   memman* mman = memman_create(nullptr, nullptr, nullptr, false);
   std::vector<int32_t> perm(p.n);
   symord_result result;
@@ -25,12 +25,13 @@ void run_symord(benchmark::State& state, const order_pattern& p, symord_score sc
 
 void BM_symord_grid(benchmark::State& state) {
   const auto m = int32_t(state.range(0));
-  run_symord(state, order_grid(m, m), symord_score(state.range(1)));
+  run_symord(state, order_grid(m, m), symord_scoretype(state.range(1)));
 }
 BENCHMARK(BM_symord_grid)->ArgsProduct({{16, 64, 256}, {0, 1, 2}})->Unit(benchmark::kMillisecond);
 
 void BM_symord_powerlaw(benchmark::State& state) {
-  run_symord(state, order_powerlaw(int32_t(state.range(0)), 3, 1), symord_score(state.range(1)));
+  run_symord(state, order_powerlaw(int32_t(state.range(0)), 3, 1),
+             symord_scoretype(state.range(1)));
 }
 BENCHMARK(BM_symord_powerlaw)
     ->ArgsProduct({{1000, 8000}, {0, 1, 2}})
@@ -38,7 +39,7 @@ BENCHMARK(BM_symord_powerlaw)
 
 void BM_symord_cliques(benchmark::State& state) {
   const auto n = int32_t(state.range(0));
-  run_symord(state, order_cliques(n, n * 3 / 2, 40, 1), symord_score(state.range(1)));
+  run_symord(state, order_cliques(n, n * 3 / 2, 40, 1), symord_scoretype(state.range(1)));
 }
 BENCHMARK(BM_symord_cliques)->ArgsProduct({{1000, 4000}, {0, 1, 2}})->Unit(benchmark::kMillisecond);
 

@@ -142,7 +142,7 @@ void intpnt_computeresiduals(hom_state& st, double alongstep) {
   ms.merit = hom_nanmax(hom_nanmax(ms.pf, ms.df), ms.gf) + ms.cf;
 }
 
-void hom_initnorms(hom_state& st) {
+void hom_initcomputations(hom_state& st) {
   constexpr double tiny = 1e-8;  // a start that is feasible already has no norm to be relative to
   const double tau = st.it.tau;
   st.nrm0p = std::max({hom_maxabs(st.rp) / tau, hom_maxabs(st.ru) / tau, tiny});

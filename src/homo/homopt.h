@@ -98,8 +98,8 @@ struct hom_state {
 // intpnt_computeresiduals: residuals, norms, measures and merit of st.it.
 //   alongstep  with curved rows: st.it is at this step along st.dir, see homquad_movealong; -1: anywhere
 void intpnt_computeresiduals(hom_state& st, double alongstep = -1);
-// hom_initnorms: makes the present residuals the start norms.
-void hom_initnorms(hom_state& st);
+// hom_initcomputations: makes the present residuals the start norms.
+void hom_initcomputations(hom_state& st);
 
 // hom_numfac: diagonal and factor at st.it, then p, q and den. A failure of the factorization comes
 // back as its code.
@@ -153,8 +153,10 @@ struct hom_outcome {
 hom_outcome hom_optlp(hom_state& st, hs_info& info);
 // hom_start: the starting point in st.it.
 rescode hom_start(hom_state& st);
-// hom_computesearch: predictor, corrector and centrality correctors into st.dir.
+// hom_computesearch: the predictor into st.aff, and its step lengths.
 void hom_computesearch(hom_state& st);
+// hom_computesearchr: from the predictor centering, corrector and centrality correctors into st.dir.
+void hom_computesearchr(hom_state& st);
 // hom_initsearch: sizes of the corrector work from the factor's flops.
 void hom_initsearch(hom_state& st);
 

@@ -255,7 +255,7 @@ rescode hom_start(hom_state& st) {
   it.kappa = pairs > 0 ? std::max(mu * double(pairs + 1) / pairs, st.set.dsafe * 1e-3) : 1;
   if (st.quads != nullptr) homquad_start(*st.quads, it);
   intpnt_computeresiduals(st);
-  hom_initnorms(st);
+  hom_initcomputations(st);
   st.mon.log(6, "%-12s: %-12.4e  %-12s: %-12.4e  %-12s: %-12.4e\n", "nrmc", st.prob.nrmc, "nrmb",
              st.prob.nrmb, "nrmu", st.prob.nrmu);
   return rescode::ok;
@@ -276,6 +276,9 @@ void hom_computesearch(hom_state& st) {
   const hom_steps aff = hom_stepsize(st, st.aff);
   st.aap = std::min(1.0, aff.p);
   st.aad = std::min(1.0, aff.d);
+}
+
+void hom_computesearchr(hom_state& st) {
   const double aa = std::min(st.aap, st.aad);
   st.gamma = (1 - aa) * (1 - aa) * std::min(1 - aa, center_beta);
   if (aa < affine_short) st.gamma = std::max(st.gamma, center_short);
@@ -474,6 +477,7 @@ hom_outcome hom_optlp(hom_state& st, hs_info& info) {
     }
     clock = timer_start();
     hom_computesearch(st);
+    hom_computesearchr(st);
     st.times.computesd += timer_wall(clock);
     clock = timer_start();
     take_step(st);

@@ -100,7 +100,7 @@ rescode kktfac_adasetup(kktfac& fac, const kktfac_settings& set, const monitor& 
   mm_vector<uint8_t> isoff(size_t(fac.numcol), 0, mm_at(mman));
   psymface_offcol(fac.a, set.offcoltrh, fac.schur.cols);
   for (const int32_t j : fac.schur.cols) isoff[j] = 1;
-  psymface_aat(fac.a, spmat_look(at), isoff, graph);
+  par_setup_aat(fac.a, spmat_look(at), isoff, graph);
   if (const rescode r = mon.poll(); r != rescode::ok) return r;
   mm_vector<int32_t> order(m, 0, mm_at(mman));
   const timer orderclock = timer_start();
@@ -134,8 +134,8 @@ void form_panels(kktfac& fac, kteam& team, pchpoll& poll) {
   const size_t size = fac.form.mapptr.empty() ? size_t(fac.numrow) : 0;
   kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
     if (poll.stop.load(std::memory_order_relaxed) != 0) return;
-    adaform_cols(fac.form, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
-                 std::span(fac.place).subspan(size_t(member) * size, size));
+    par_arow_adanumfac(fac.form, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol),
+                       fac.diag, std::span(fac.place).subspan(size_t(member) * size, size));
     if (member == 0) poll.add(pchpoll_formed);
   });
 }
@@ -174,7 +174,7 @@ rescode kktfac_numfac(kktfac& fac, std::span<const double> d, const kktfac_regul
   if (!fac.d.empty()) std::ranges::copy(d, fac.d.begin());
   if (!fac.schur.cols.empty()) {
     const timer denseclock = timer_start();
-    r = psschur_factor({fac.a, d, fac.sym, fac.chol}, mon, fac.solve, fac.schur, numrefused);
+    r = sc_calschur_par({fac.a, d, fac.sym, fac.chol}, mon, fac.solve, fac.schur, numrefused);
     if (r != rescode::ok) return r;
     fac.stats.denseflops = fac.schur.flops;
     fac.stats.tdense += timer_wall(denseclock);

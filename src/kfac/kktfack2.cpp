@@ -160,8 +160,8 @@ void form_panels(kktfac& fac, const sqdmatrix& k, kteam& team, pchpoll& poll) {
   const size_t size = fac.big.elim.mapptr.empty() ? size_t(fac.sym.n) : 0;
   kteam_share(team, int32_t(cut.size()) - 1, [&](int32_t task, int32_t member) {
     if (poll.stop.load(std::memory_order_relaxed) != 0) return;
-    sqdform_cols(k, fac.big, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol), fac.diag,
-                 std::span(fac.place).subspan(size_t(member) * size, size));
+    par_a_d_h_anumfac(k, fac.big, fac.sym, cut[task], cut[task + 1], pcholfac_panels(fac.chol),
+                      fac.diag, std::span(fac.place).subspan(size_t(member) * size, size));
     if (member == 0) poll.add(pchpoll_formed);
   });
 }

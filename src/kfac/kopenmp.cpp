@@ -85,9 +85,9 @@ void kteam_open(kteam& team, int32_t num, void* ctx,
 }
 
 // Not seen by the thread sanitizer: the members get at the team through a record of the runtime.
-[[gnu::no_sanitize("thread")]] void kteam_start(int32_t count, void* ctx,
-                                                void (*lead)(void* ctx,
-                                                             kteam& team) noexcept) noexcept {
+[[gnu::no_sanitize("thread")]] void mpc_init_par(int32_t count, void* ctx,
+                                                 void (*lead)(void* ctx,
+                                                              kteam& team) noexcept) noexcept {
   kteam team;
   team.count = count;
   if (count == 1) {

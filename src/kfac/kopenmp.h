@@ -22,8 +22,8 @@ struct kteam {
 // kteam_open: opens a phase of num tasks and returns when all are done; work must not throw.
 void kteam_open(kteam& team, int32_t num, void* ctx,
                 void (*work)(void* ctx, int32_t task, int32_t member) noexcept) noexcept;
-// kteam_start: starts the team, runs lead with it in the calling thread, and ends the team.
-void kteam_start(int32_t count, void* ctx, void (*lead)(void* ctx, kteam& team) noexcept) noexcept;
+// mpc_init_par: starts the team, runs lead with it in the calling thread, and ends the team.
+void mpc_init_par(int32_t count, void* ctx, void (*lead)(void* ctx, kteam& team) noexcept) noexcept;
 
 // kteam_share: tasks 0 .. num-1 of work(task, member), by the leader.
 template <class F>
@@ -43,6 +43,6 @@ void kteam_share(kteam& team, int32_t num, F&& work) noexcept {
 template <class F>
 void kteam_run(int32_t count, F&& lead) noexcept {
   using body = std::remove_reference_t<F>;
-  kteam_start(count, &lead,
-              [](void* ctx, kteam& team) noexcept { (*static_cast<body*>(ctx))(team); });
+  mpc_init_par(count, &lead,
+               [](void* ctx, kteam& team) noexcept { (*static_cast<body*>(ctx))(team); });
 }

@@ -21,8 +21,8 @@ ptrdiff_t line_offset(const pcholfac_space& v) {
 }
 
 // A range of subtrees by one member. What leaves the range goes to a place of its own.
-void do_range(const symface& sym, const psched& sched, pcholfac& fac, int32_t task,
-              pchcrew& crew) noexcept {
+void do_subtrees(const symface& sym, const psched& sched, pcholfac& fac, int32_t task,
+                 pchcrew& crew) noexcept {
   const ptrdiff_t region = sched.regionbase + crew.member * sched.regionsize;
   int32_t refused = 0;
   for (int32_t s = sched.first[task]; s <= sched.last[task]; ++s) {
@@ -83,7 +83,7 @@ rescode pcholfac_numeric(const symface& sym, const psched& sched, pcholfac& fac,
   std::atomic<int32_t>& stop = poll.stop;
   kteam_share(team, int32_t(sched.first.size()), [&](int32_t task, int32_t member) {
     pchcrew alone{nullptr, member, member == 0 ? &poll : nullptr, stop};
-    do_range(sym, sched, fac, task, alone);
+    do_subtrees(sym, sched, fac, task, alone);
   });
   if (team.count > 1) poll.now();  // others may have done nearly all of it
   pchcrew crew{&team, 0, &poll, stop};

@@ -132,8 +132,9 @@ void add_below(const frontview& f, const pchsolve_vectors& x, const double* v, i
   }
 }
 
-void lower_range(const symface& sym, const pcholfac& fac, pchsolve& ps, int32_t k, double* v,
-                 const pchsolve_vectors& x) {
+// One range of subtrees, forward and backward; v is scratch for a front.
+void par_sparse_Lx_subtrees(const symface& sym, const pcholfac& fac, pchsolve& ps, int32_t k,
+                            double* v, const pchsolve_vectors& x) {
   const ptrdiff_t numout = ps.outptr[k + 1] - ps.outptr[k];
   double* out = ps.out.data() + ps.outptr[k] * parblas_maxrhs;
   std::fill_n(out, numout * x.nrhs, 0.0);
@@ -158,12 +159,17 @@ void upper_front(const symface& sym, const pcholfac& fac, int32_t s, double* v,
   put_columns(f, x, v);
 }
 
+void par_sparse_Ltx_subtrees(const symface& sym, const pcholfac& fac, const pchsolve& ps, int32_t k,
+                             double* v, const pchsolve_vectors& x) {
+  for (int32_t s = ps.last[k]; s >= ps.first[k]; --s) upper_front(sym, fac, s, v, x);
+}
+
 int32_t count_blocks(int32_t rows) {
   return (rows + blockrows - 1) / blockrows;
 }
 
 // A wide front, its panel by blocks of columns and of rows.
-void lower_wide(const pcholfac& fac, const frontview& f, kteam& team, double* v, int32_t nrhs) {
+void par_dense_LXX(const pcholfac& fac, const frontview& f, kteam& team, double* v, int32_t nrhs) {
   const parblas_family& family = *fac.family;
   for (int32_t j = 0; j < f.ncol; j += blockcols) {
     const int32_t nb = std::min(blockcols, f.ncol - j), left = f.nrow - j - nb;
@@ -176,8 +182,8 @@ void lower_wide(const pcholfac& fac, const frontview& f, kteam& team, double* v,
   }
 }
 
-void upper_wide(const pcholfac& fac, const frontview& f, kteam& team, double* v, double* part,
-                int32_t nrhs) {
+void par_dense_Ltx(const pcholfac& fac, const frontview& f, kteam& team, double* v, double* part,
+                   int32_t nrhs) {
   const parblas_family& family = *fac.family;
   for (int32_t j = (f.ncol - 1) / blockcols * blockcols; j >= 0; j -= blockcols) {
     const int32_t nb = std::min(blockcols, f.ncol - j), left = f.nrow - j - nb;
@@ -220,7 +226,7 @@ void pchsolve_make(const symface& sym, int32_t numthreads, pchsolve& ps) {
 void pchsolve_lower(const symface& sym, const pcholfac& fac, pchsolve& ps, kteam& team,
                     const pchsolve_vectors& x) noexcept {
   kteam_share(team, int32_t(ps.first.size()), [&](int32_t task, int32_t member) {
-    lower_range(sym, fac, ps, task, ps.front.data() + member * ps.frontsize, x);
+    par_sparse_Lx_subtrees(sym, fac, ps, task, ps.front.data() + member * ps.frontsize, x);
   });
   for (size_t k = 0; k < ps.first.size(); ++k) {
     const ptrdiff_t num = ps.outptr[k + 1] - ps.outptr[k];
@@ -236,7 +242,7 @@ void pchsolve_lower(const symface& sym, const pcholfac& fac, pchsolve& ps, kteam
     const frontview f = look_front(sym, fac, s);
     gather(f, x, false, v);
     if (is_wide(f)) {
-      lower_wide(fac, f, team, v, x.nrhs);
+      par_dense_LXX(fac, f, team, v, x.nrhs);
     } else {
       fac.family->forward(f.ncol, f.nrow, f.panel, f.ld, v, f.nrow, x.nrhs);
     }
@@ -255,12 +261,11 @@ void pchsolve_upper(const symface& sym, const pcholfac& fac, pchsolve& ps, kteam
       continue;
     }
     gather(f, x, true, v);
-    upper_wide(fac, f, team, v, ps.part.data(), x.nrhs);
+    par_dense_Ltx(fac, f, team, v, ps.part.data(), x.nrhs);
     put_columns(f, x, v);
   }
   kteam_share(team, int32_t(ps.first.size()), [&](int32_t task, int32_t member) {
-    double* own = ps.front.data() + member * ps.frontsize;
-    for (int32_t s = ps.last[task]; s >= ps.first[task]; --s) upper_front(sym, fac, s, own, x);
+    par_sparse_Ltx_subtrees(sym, fac, ps, task, ps.front.data() + member * ps.frontsize, x);
   });
 }
 

@@ -181,8 +181,8 @@ void adaform_scale(adaform& form, std::span<const double> d, std::span<double> d
   }
 }
 
-void adaform_cols(const adaform& form, const symface& sym, int32_t c0, int32_t c1, double* panels,
-                  std::span<double> diag, std::span<int32_t> place) {
+void par_arow_adanumfac(const adaform& form, const symface& sym, int32_t c0, int32_t c1,
+                        double* panels, std::span<double> diag, std::span<int32_t> place) {
   const bool ismapped = !form.mapptr.empty();
   int32_t s = int32_t(std::upper_bound(sym.first.begin(), sym.first.begin() + sym.numsn, c0) -
                       sym.first.begin()) -

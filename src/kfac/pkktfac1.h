@@ -53,12 +53,12 @@ void adaform_make(const spmat_view& a, std::span<const uint8_t> isoff, const sym
                   int32_t rowbase, bool rereads, adaform& form);
 // adaform_reread: takes new values of the same A.
 void adaform_reread(adaform& form, std::span<const double> val);
-// adaform_scale: takes the diagonal D of this iteration; before adaform_cols.
+// adaform_scale: takes the diagonal D of this iteration; before par_arow_adanumfac.
 //   diag  n, in the order of the factor: the columns with one entry are added
 void adaform_scale(adaform& form, std::span<const double> d, std::span<double> diag);
-// adaform_cols: A D A' of columns c0 .. c1-1 of the factor, into its panels (overwritten there).
+// par_arow_adanumfac: A D A' of columns c0 .. c1-1 of the factor, into its panels (overwritten there).
 //   panels  where sym.panelpos counts from
 //   diag    n, added to the diagonal; out, the whole diagonal at these columns
 //   place   n, scratch that may hold anything; may be empty with a map
-void adaform_cols(const adaform& form, const symface& sym, int32_t c0, int32_t c1, double* panels,
-                  std::span<double> diag, std::span<int32_t> place);
+void par_arow_adanumfac(const adaform& form, const symface& sym, int32_t c0, int32_t c1,
+                        double* panels, std::span<double> diag, std::span<int32_t> place);

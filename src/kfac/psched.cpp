@@ -52,7 +52,7 @@ void make_tasks(std::span<subtree> trees, std::span<const int32_t> first, double
   }
 }
 
-void cut_tree(const symface& sym, psched& sched) {
+void place_subtrees(const symface& sym, psched& sched) {
   const mm_place at = sched.top.get_allocator().place;
   mm_vector<double> flops(size_t(sym.numsn), 0.0, at);
   mm_vector<int32_t> first(size_t(sym.numsn), 0, at);
@@ -159,7 +159,7 @@ void psched_make(symface& sym, int32_t numthreads, psched& sched) {
   psched made(sched.top.get_allocator().place);
   made.numthreads = sym.flops < serialflops ? 1 : std::max(1, numthreads);
   if (made.numthreads > 1) {
-    cut_tree(sym, made);
+    place_subtrees(sym, made);
   } else if (sym.numsn > 0) {
     made.first.push_back(0);
     made.last.push_back(sym.numsn - 1);

@@ -59,8 +59,8 @@ void absorb(const double* w, double* beta, std::span<double> e) {
 
 }  // namespace
 
-rescode psschur_factor(const psschur_input& in, const monitor& mon, pchsolve& solve, psschur& sc,
-                       int32_t& numskipped) {
+rescode sc_calschur_par(const psschur_input& in, const monitor& mon, pchsolve& solve, psschur& sc,
+                        int32_t& numskipped) {
   const auto& [a, d, sym, fac] = in;
   const int32_t n = sym.n, num = int32_t(sc.cols.size());
   std::ranges::fill(sc.w, 0.0);

@@ -27,7 +27,7 @@ struct psschur {
 
 // psschur_make: space; cols has been filled.
 void psschur_make(const symface& sym, psschur& sc);
-// psschur_factor: after pcholfac_numeric, in which refused pivots were replaced by small ones.
+// sc_calschur_par: after pcholfac_numeric, in which refused pivots were replaced by small ones.
 //   numskipped  out: rows that neither the rest nor a dense column holds; they are skipped
 // Returns ok or a termination code of the monitor.
 struct psschur_input {
@@ -36,7 +36,7 @@ struct psschur_input {
   const symface& sym;
   const pcholfac& fac;
 };
-rescode psschur_factor(const psschur_input& in, const monitor& mon, pchsolve& solve, psschur& sc,
-                       int32_t& numskipped);
+rescode sc_calschur_par(const psschur_input& in, const monitor& mon, pchsolve& solve, psschur& sc,
+                        int32_t& numskipped);
 // psschur_correct: x = L^-1 r in; out D times what the upper solve expects, in place of x.
 void psschur_correct(const pcholfac& fac, const psschur& sc, std::span<double> x);

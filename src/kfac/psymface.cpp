@@ -78,8 +78,8 @@ struct rowwalk {
 
 }  // namespace
 
-void psymface_aat(const spmat_view& a, const spmat_view& at, std::span<const uint8_t> isoff,
-                  spmat& graph) {
+void par_setup_aat(const spmat_view& a, const spmat_view& at, std::span<const uint8_t> isoff,
+                   spmat& graph) {
   const mm_place place = graph.ptr.get_allocator().place;
   const auto m = size_t(a.nrow);
   mm_vector<int32_t> mark(m, -1, place), list(m, 0, place);

@@ -13,12 +13,12 @@
 //   threshold  counts of at most that many entries never offend; 0: no column does
 void psymface_offcol(const spmat_view& a, int32_t threshold, mm_vector<int32_t>& list);
 
-// psymface_aat: the pattern of A A' without its diagonal, each pair in both columns, rows unsorted.
+// par_setup_aat: the pattern of A A' without its diagonal, each pair in both columns, rows unsorted.
 //   a       by columns;  at  a by rows
 //   isoff   ncol flags of the columns left out
 //   graph   out, replaced
-void psymface_aat(const spmat_view& a, const spmat_view& at, std::span<const uint8_t> isoff,
-                  spmat& graph);
+void par_setup_aat(const spmat_view& a, const spmat_view& at, std::span<const uint8_t> isoff,
+                   spmat& graph);
 
 // psymface_star: a sparser pattern with the same factor as A A' under an order: the first row of each
 // column of A joined with the column's other rows.

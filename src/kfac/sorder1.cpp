@@ -27,11 +27,11 @@ constexpr double partgain = 0.95;   // part of the local order's flops that it m
 // The better of the two local orders, by flops.
 rescode local_order(const spmat_view& graph, const monitor& orderlog, memman& mman,
                     std::span<int32_t> perm, symord_result& best) {
-  rescode r = symord_order(graph, symord_score::clique, orderlog, mman, perm, best);
+  rescode r = symord_order(graph, symord_scoretype::clique, orderlog, mman, perm, best);
   if (r != rescode::ok || best.flops < secondflops) return r;
   mm_vector<int32_t> other(perm.size(), 0, mm_at(mman));
   symord_result second;
-  r = symord_order(graph, symord_score::fill, orderlog, mman, other, second);
+  r = symord_order(graph, symord_scoretype::fill, orderlog, mman, other, second);
   if (r != rescode::ok || !(second.flops < best.flops)) return r;
   std::ranges::copy(other, perm.begin());
   best = second;
@@ -80,9 +80,9 @@ rescode sorder1_order(const spmat_view& graph, int32_t method, const monitor& or
   symord_result local;
   rescode r = rescode::ok;
   if (kind == order_method::appminloc2) {
-    r = symord_order(graph, symord_score::fill, orderlog, mman, perm, local);
+    r = symord_order(graph, symord_scoretype::fill, orderlog, mman, perm, local);
   } else if (kind == order_method::appminloc1) {
-    r = symord_order(graph, symord_score::clique, orderlog, mman, perm, local);
+    r = symord_order(graph, symord_scoretype::clique, orderlog, mman, perm, local);
   } else {
     r = local_order(graph, orderlog, mman, perm, local);
   }

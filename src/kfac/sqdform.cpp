@@ -107,9 +107,10 @@ void sqdform_begin(const sqdmatrix& k, sqdform& form, std::span<double> diag) {
   adaform_scale(form.elim, form.theta, diag);
 }
 
-void sqdform_cols(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
-                  int32_t c1, double* panels, std::span<double> diag, std::span<int32_t> place) {
-  adaform_cols(form.elim, sym, c0, c1, panels, diag, place);
+void par_a_d_h_anumfac(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
+                       int32_t c1, double* panels, std::span<double> diag,
+                       std::span<int32_t> place) {
+  par_arow_adanumfac(form.elim, sym, c0, c1, panels, diag, place);
   int32_t s = int32_t(std::upper_bound(sym.first.begin(), sym.first.begin() + sym.numsn, c0) -
                       sym.first.begin()) -
               1;

@@ -37,12 +37,13 @@ struct sqdmatrix {
 
 void sqdform_make(const spmat_view& a, const spmat_view& h, const sqdplan& plan, const symface& sym,
                   sqdform& form);
-// sqdform_begin: reads the values; before sqdform_cols.
+// sqdform_begin: reads the values; before par_a_d_h_anumfac.
 //   diag  out, in the order of the factor
 void sqdform_begin(const sqdmatrix& k, sqdform& form, std::span<double> diag);
-// sqdform_cols: columns c0 .. c1-1 of the matrix; arguments as those of adaform_cols.
-void sqdform_cols(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
-                  int32_t c1, double* panels, std::span<double> diag, std::span<int32_t> place);
+// par_a_d_h_anumfac: columns c0 .. c1-1 of the matrix; arguments as those of par_arow_adanumfac.
+void par_a_d_h_anumfac(const sqdmatrix& k, const sqdform& form, const symface& sym, int32_t c0,
+                       int32_t c1, double* panels, std::span<double> diag,
+                       std::span<int32_t> place);
 
 // sqdform_fold, sqdform_unfold: between a right-hand side of all components and one of the nodes in
 // the order of the factor. fold moves the part of the columns without a node into the rows of x

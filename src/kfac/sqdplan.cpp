@@ -136,7 +136,7 @@ void make_graph(const graph_input& in, const spmat& cliques, std::span<const uin
   const spmat_view& a = in.a;
   spmat byrow(at), rowgraph(at);
   spmat_transpose(spmat_look(cliques), byrow);
-  psymface_aat(spmat_look(cliques), spmat_look(byrow), isoff, rowgraph);
+  par_setup_aat(spmat_look(cliques), spmat_look(byrow), isoff, rowgraph);
   const int32_t nc = in.numcolnode;
   const auto dim = size_t(nc) + size_t(a.nrow);
   graph.nrow = graph.ncol = int32_t(dim);

@@ -72,7 +72,7 @@ void find_places(const spmat_view& a, memman& mman, mm_vector<int32_t>& place) {
   symord_result result;
   const spmat_view graph = {a.ncol, a.ncol, ptr, sub, {}};
   // A monitor without a poll function never ends the ordering.
-  static_cast<void>(symord_order(graph, symord_score::degree, {}, mman, perm, result));
+  static_cast<void>(symord_order(graph, symord_scoretype::degree, {}, mman, perm, result));
   for (int32_t k = 0; k < a.ncol; ++k) place[perm[k]] = k;
 }
 

@@ -230,5 +230,5 @@ rescode gpart_order(const spmat_view& graph, int32_t form, const monitor& mon, m
     }
   }
   symord_result result;
-  return symord_staged(graph, stage, symord_score::degree, mon, mman, perm, result);
+  return symord_staged(graph, stage, symord_scoretype::degree, mon, mman, perm, result);
 }

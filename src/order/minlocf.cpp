@@ -1,10 +1,9 @@
 // The orderings by local information: the keys and the loop over pivots.
 #include "order/symord_graph.h"
 
-int64_t symord_key(const symord_graph& g, int32_t i, int32_t deg, int32_t maxclq) {
+int64_t symord_score(const symord_graph& g, int32_t i, int32_t deg) {
   const int64_t d = deg;
-  (void)maxclq;
-  if (g.score != symord_score::fill) return d;
+  if (g.score != symord_scoretype::fill) return d;
   return (d * d - d) / (2 * int64_t(g.gsize[i]));
 }
 

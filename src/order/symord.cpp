@@ -40,16 +40,16 @@ attempt order_once(symord_graph& g, const spmat_view& graph, std::span<const int
     a.end = symord_end::stopped;
     return a;
   }
-  a.end = g.score == symord_score::degree ? symord_priord(g, mon, a.code)
-                                          : symord_minlocf(g, mon, a.code);
+  a.end = g.score == symord_scoretype::degree ? symord_priord(g, mon, a.code)
+                                              : symord_minlocf(g, mon, a.code);
   return a;
 }
 
 }  // namespace
 
-rescode symord_staged(const spmat_view& graph, std::span<const int32_t> stage, symord_score score,
-                      const monitor& mon, memman& mman, std::span<int32_t> perm,
-                      symord_result& result) {
+rescode symord_staged(const spmat_view& graph, std::span<const int32_t> stage,
+                      symord_scoretype score, const monitor& mon, memman& mman,
+                      std::span<int32_t> perm, symord_result& result) {
   result = {};
   for (ptrdiff_t elbow = elbow_first(graph);; elbow *= 2) {
     symord_graph g(graph.ncol, score, mm_at(mman));
@@ -71,7 +71,7 @@ rescode symord_staged(const spmat_view& graph, std::span<const int32_t> stage, s
   }
 }
 
-rescode symord_order(const spmat_view& graph, symord_score score, const monitor& mon, memman& mman,
-                     std::span<int32_t> perm, symord_result& result) {
+rescode symord_order(const spmat_view& graph, symord_scoretype score, const monitor& mon,
+                     memman& mman, std::span<int32_t> perm, symord_result& result) {
   return symord_staged(graph, {}, score, mon, mman, perm, result);
 }

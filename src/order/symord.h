@@ -10,7 +10,7 @@
 #include "cpub/spmat.h"
 
 // Key of the elimination queue.
-enum class symord_score : int32_t {
+enum class symord_scoretype : int32_t {
   degree = 0,  // approximate external degree
   clique = 1,  // the same, checked against and tie-broken by the largest clique of the node
   fill = 2,    // approximate local fill per eliminated column
@@ -27,5 +27,5 @@ struct symord_result {
 //   graph  n x n, every off-diagonal pair listed in both columns, no diagonal, any order, no values
 //   perm   out, n; perm[k] is the node eliminated k-th
 // Returns ok or a termination code of the monitor. Throws std::bad_alloc.
-rescode symord_order(const spmat_view& graph, symord_score score, const monitor& mon, memman& mman,
-                     std::span<int32_t> perm, symord_result& result);
+rescode symord_order(const spmat_view& graph, symord_scoretype score, const monitor& mon,
+                     memman& mman, std::span<int32_t> perm, symord_result& result);

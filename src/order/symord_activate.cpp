@@ -113,7 +113,7 @@ void activate_key(symord_graph& g, int32_t i) {
   g.work += g.iuse[i];
   g.deg[i] = int32_t(std::min<int64_t>(deg, g.nleft - g.gsize[i]));
   g.clique[i] = maxclq;
-  prique_insert(g.queue, i, symord_key(g, i, g.deg[i], maxclq));
+  prique_insert(g.queue, i, symord_score(g, i, g.deg[i]));
 }
 
 }  // namespace

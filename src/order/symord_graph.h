@@ -32,7 +32,7 @@ enum class symord_status : int8_t {
 
 struct symord_graph {
   int32_t n = 0;
-  symord_score score = symord_score::degree;
+  symord_scoretype score = symord_scoretype::degree;
   // The workspace and its lists.
   mm_vector<int32_t> iw;
   ptrdiff_t ifree = 0;            // first unused place of the workspace
@@ -69,7 +69,7 @@ struct symord_graph {
   // Accounting of the poll.
   int64_t work = 0;  // list entries touched since the last poll
 
-  symord_graph(int32_t numnode, symord_score type, mm_place at);
+  symord_graph(int32_t numnode, symord_scoretype type, mm_place at);
 };
 
 // How an ordering on a graph ends.
@@ -106,9 +106,8 @@ inline void symord_chain(symord_graph& g, int32_t i, int32_t j) {
 // symord_cleartag: makes the tag larger than every mark, after a step that added up to `add`.
 void symord_cleartag(symord_graph& g, int32_t add);
 
-// symord_key: the key of an active node of external degree deg; maxclq is the size of the largest
-// clique that contains it, itself included.
-int64_t symord_key(const symord_graph& g, int32_t i, int32_t deg, int32_t maxclq);
+// symord_score: the key of an active node of external degree deg.
+int64_t symord_score(const symord_graph& g, int32_t i, int32_t deg);
 
 // symord_activate: gives lists, degrees and keys to the nodes set aside whose time has come: those
 // of up to four times the cutoff, and when there is none left in this stage, the next stage.
@@ -133,6 +132,6 @@ bool symord_check(const symord_graph& g, const monitor& mon);
 
 // symord_staged: symord_order for nodes with stages: no node of a later stage comes before one of
 // an earlier stage. Arguments as in symord_order and symord_setup.
-rescode symord_staged(const spmat_view& graph, std::span<const int32_t> stage, symord_score score,
-                      const monitor& mon, memman& mman, std::span<int32_t> perm,
-                      symord_result& result);
+rescode symord_staged(const spmat_view& graph, std::span<const int32_t> stage,
+                      symord_scoretype score, const monitor& mon, memman& mman,
+                      std::span<int32_t> perm, symord_result& result);

@@ -14,7 +14,7 @@ struct pivot {
   int32_t weightout = 0;          // nodes of the members that are set aside
 };
 
-bool pivot_reserve(symord_graph& g, int32_t x) {
+bool symord_incrowsze(symord_graph& g, int32_t x) {
   const int32_t* list = g.iw.data() + g.ifir[x];
   int64_t need = g.iuse[x] - g.nnoe[x];
   for (int32_t p = 0; p < g.nnoe[x]; ++p) need += g.iuse[list[p]];
@@ -215,7 +215,7 @@ void pivot_finish(symord_graph& g, const pivot& pv) {
     const int32_t w = g.gsize[i] = -g.gsize[i];
     g.deg[i] = std::min(g.deg[i] + total - w, g.nleft - w);
     g.clique[i] = std::max(g.clique[i], total);
-    prique_insert(g.queue, i, symord_key(g, i, g.deg[i], g.clique[i]));
+    prique_insert(g.queue, i, symord_score(g, i, g.deg[i]));
     g.iw[end++] = i;
   }
   for (const int32_t i : g.outside) {
@@ -246,7 +246,7 @@ void pivot_count(symord_graph& g, const pivot& pv) {
 }  // namespace
 
 bool symord_x1pivot(symord_graph& g, int32_t x) {
-  if (!pivot_reserve(g, x)) return false;
+  if (!symord_incrowsze(g, x)) return false;
   pivot pv;
   pv.x = x;
   pv.numpiv = g.gsize[x];

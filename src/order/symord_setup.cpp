@@ -80,7 +80,7 @@ void setup_asidelists(symord_graph& g) {
 
 }  // namespace
 
-symord_graph::symord_graph(int32_t numnode, symord_score type, mm_place at)
+symord_graph::symord_graph(int32_t numnode, symord_scoretype type, mm_place at)
     : n(numnode),
       score(type),
       iw(at),
@@ -271,7 +271,7 @@ rescode symord_prepro(symord_graph& g, const monitor& mon) {
     g.work += g.iuse[i];
     g.iuse[i] = used;
     const double d = g.deg[i];
-    const int64_t key = g.score == symord_score::fill
+    const int64_t key = g.score == symord_scoretype::fill
                             ? std::llround(std::sqrt(d * (d - 1) / g.gsize[i]))
                             : g.deg[i];
     prique_update(g.queue, i, key);

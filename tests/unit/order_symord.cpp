@@ -21,7 +21,7 @@ struct ordering {
   std::vector<int32_t> perm;
   symord_result result;
 };
-ordering order_with(const order_pattern& p, symord_score score, const monitor& mon = {}) {
+ordering order_with(const order_pattern& p, symord_scoretype score, const monitor& mon = {}) {
   const manager m;
   ordering o;
   o.perm.assign(p.n, -7);
@@ -40,7 +40,8 @@ monitor listener(std::string& text) {
   return mon;
 }
 
-constexpr symord_score scores[] = {symord_score::degree, symord_score::clique, symord_score::fill};
+constexpr symord_scoretype scores[] = {symord_scoretype::degree, symord_scoretype::clique,
+                                       symord_scoretype::fill};
 
 struct shape {
   const char* name;
@@ -86,7 +87,7 @@ std::vector<shape> shapes() {
 
 TEST(SymordOrder, IsAPermutationWithExactCounts) {
   for (const shape& s : shapes()) {
-    for (const symord_score score : scores) {
+    for (const symord_scoretype score : scores) {
       SCOPED_TRACE(std::string(s.name) + " score " + std::to_string(int(score)));
       const ordering o = order_with(s.pattern, score);
       ASSERT_EQ(o.code, rescode::ok);
@@ -103,7 +104,7 @@ TEST(SymordOrder, IsAPermutationWithExactCounts) {
 // Nested dissection of an m x m grid has 7.75 m^2 log2 m nonzeros; local orderings come near.
 TEST(SymordOrder, GridFillGrowsLikeNLogN) {
   for (const int32_t m : {20, 60, 120}) {
-    for (const symord_score score : scores) {
+    for (const symord_scoretype score : scores) {
       const ordering o = order_with(order_grid(m, m), score);
       const double theory = 7.75 * m * m * std::log2(double(m));
       EXPECT_LT(double(o.result.nnzl), theory) << m << " score " << int(score);
@@ -124,9 +125,9 @@ TEST(SymordStaged, KeepsTheStagesApart) {
     for (const int32_t modulus : {1, 2, 5, n + 1}) {
       if (modulus > 5 && n > 250) continue;  // the check takes the cube of n
       for (int32_t i = 0; i < n; ++i) stage[i] = i % modulus;
-      ASSERT_EQ(
-          symord_staged(s.pattern.view(), stage, symord_score::degree, {}, *m.mman, perm, result),
-          rescode::ok);
+      ASSERT_EQ(symord_staged(s.pattern.view(), stage, symord_scoretype::degree, {}, *m.mman, perm,
+                              result),
+                rescode::ok);
       ASSERT_TRUE(order_isperm(perm));
       for (int32_t k = 1; k < n; ++k) ASSERT_LE(stage[perm[k - 1]], stage[perm[k]]) << modulus;
       const order_counts c = order_eliminate(s.pattern, perm);
@@ -138,7 +139,7 @@ TEST(SymordStaged, KeepsTheStagesApart) {
 TEST(SymordSetup, MarksTheCentreOfAStarFromTwelveNodes) {
   for (const int32_t n : {10, 11, 12, 50}) {
     std::string text;
-    const ordering o = order_with(order_star(n), symord_score::clique, listener(text));
+    const ordering o = order_with(order_star(n), symord_scoretype::clique, listener(text));
     EXPECT_EQ(o.result.numdense, n >= 12 ? 1 : 0) << n;
     EXPECT_NE(text.find(n >= 12 ? "cutoff      : 10          num(den)    : 1         \n"
                                 : "cutoff      : 10          num(den)    : 0         \n"),
@@ -150,7 +151,7 @@ TEST(SymordSetup, MarksTheCentreOfAStarFromTwelveNodes) {
 
 TEST(SymordSetup, LogsTheShape) {
   std::string text;
-  order_with(order_path(4), symord_score::degree, listener(text));
+  order_with(order_path(4), symord_scoretype::degree, listener(text));
   EXPECT_EQ(text,
             "n           : 4           num(edges)/2: 3         \n"
             "max(deg)    : 2           avg(deg)    : 1         \n"
@@ -162,7 +163,7 @@ TEST(SymordSetup, LogsTheShape) {
             "Priority approximate min. degree\n"
             "nnz(L)    : 7         flops     :  1.30e+01  \n");
   text.clear();
-  order_with(order_make(0, {}), symord_score::fill, listener(text));
+  order_with(order_make(0, {}), symord_scoretype::fill, listener(text));
   EXPECT_EQ(text, "Approximate min. local fill\nNo nodes available\n");
 }
 
@@ -174,14 +175,14 @@ TEST(SymordPrepro, MergesEqualClosedNeighbourhoodsSideBySide) {
     if (k > 0) e.emplace_back(3 * k - 1, 3 * k + 2);
   }
   const order_pattern p = order_make(60, e);
-  const ordering o = order_with(p, symord_score::fill);
+  const ordering o = order_with(p, symord_scoretype::fill);
   EXPECT_EQ(o.result.numcompressed, 40);
   std::vector<int32_t> place(60);
   for (int32_t k = 0; k < 60; ++k) place[o.perm[k]] = k;
   for (int32_t k = 0; k < 20; ++k) EXPECT_EQ(std::abs(place[3 * k] - place[3 * k + 1]), 1) << k;
   // Equal open neighbourhoods are another thing.
-  EXPECT_EQ(order_with(order_hubs(7), symord_score::fill).result.numcompressed, 10);
-  EXPECT_EQ(order_with(order_complete(8), symord_score::fill).result.numcompressed, 1);
+  EXPECT_EQ(order_with(order_hubs(7), symord_scoretype::fill).result.numcompressed, 10);
+  EXPECT_EQ(order_with(order_complete(8), symord_scoretype::fill).result.numcompressed, 1);
 }
 
 // A cutoff that sets most of a graph aside costs little fill: compare with an order that knows no
@@ -191,11 +192,11 @@ TEST(SymordOrder, SillyCutoffDoesNoHarm) {
   double ratio = 0;
   for (uint32_t seed = 0; seed < 8; ++seed) {
     const order_pattern p = order_powerlaw(3000, 3, seed);
-    const ordering o = order_with(p, symord_score::degree);
+    const ordering o = order_with(p, symord_scoretype::degree);
     EXPECT_GT(o.result.numdense, 0);
     std::vector<int32_t> perm(p.n);
     symord_result all;
-    ASSERT_EQ(symord_staged(p.view(), std::vector<int32_t>(p.n, 1), symord_score::degree, {},
+    ASSERT_EQ(symord_staged(p.view(), std::vector<int32_t>(p.n, 1), symord_scoretype::degree, {},
                             *m.mman, perm, all),
               rescode::ok);
     ratio += std::log(o.result.flops / all.flops);
@@ -208,7 +209,7 @@ TEST(SymordPivot, InvariantsHoldAndTooLittleSpaceFails) {
   for (const shape& s : shapes()) {
     if (s.pattern.n == 0) continue;
     const auto run = [&](ptrdiff_t elbow, bool check, std::vector<int32_t>& perm) {
-      symord_graph g(s.pattern.n, symord_score::fill, mm_at(*m.mman));
+      symord_graph g(s.pattern.n, symord_scoretype::fill, mm_at(*m.mman));
       EXPECT_EQ(symord_setup(g, s.pattern.view(), {}, elbow, {}), rescode::ok);
       EXPECT_EQ(symord_prepro(g, {}), rescode::ok);
       std::string text;
@@ -241,7 +242,7 @@ TEST(SymordPivot, InvariantsHoldAndTooLittleSpaceFails) {
 TEST(SymordPivot, AGridDoesNotFitWithoutElbowRoom) {
   const manager m;
   const order_pattern p = order_grid(12, 12);
-  symord_graph g(p.n, symord_score::degree, mm_at(*m.mman));
+  symord_graph g(p.n, symord_scoretype::degree, mm_at(*m.mman));
   ASSERT_EQ(symord_setup(g, p.view(), {}, 0, {}), rescode::ok);
   ASSERT_EQ(symord_prepro(g, {}), rescode::ok);
   std::string text;
@@ -259,7 +260,7 @@ TEST(SymordOrder, RefusesBrokenPatterns) {
   below.sub[2] = -1;
   for (const order_pattern& p : {oneend, range, below}) {
     std::string text;
-    EXPECT_EQ(order_with(p, symord_score::degree, listener(text)).code, rescode::err_internal);
+    EXPECT_EQ(order_with(p, symord_scoretype::degree, listener(text)).code, rescode::err_internal);
     EXPECT_FALSE(text.empty());
   }
 }
@@ -276,12 +277,12 @@ TEST(SymordOrder, StopsWhenTheMonitorSays) {
     auto* c = static_cast<counter*>(ctx);
     return ++c->polls == c->stopat ? rescode::trm_user_break : rescode::ok;
   };
-  ASSERT_EQ(order_with(p, symord_score::fill, mon).code, rescode::ok);
+  ASSERT_EQ(order_with(p, symord_scoretype::fill, mon).code, rescode::ok);
   EXPECT_GT(all.polls, 5);
   for (const int at : {1, all.polls / 2, all.polls}) {
     counter c{0, at};
     mon.ctx = &c;
-    EXPECT_EQ(order_with(p, symord_score::fill, mon).code, rescode::trm_user_break) << at;
+    EXPECT_EQ(order_with(p, symord_scoretype::fill, mon).code, rescode::trm_user_break) << at;
   }
 }
 
@@ -300,7 +301,8 @@ TEST(SymordOrder, OutOfSpaceAtEveryAllocation) {
     symord_result result;
     bool thrown = false;
     try {
-      EXPECT_EQ(symord_order(p.view(), symord_score::fill, {}, *mman, perm, result), rescode::ok);
+      EXPECT_EQ(symord_order(p.view(), symord_scoretype::fill, {}, *mman, perm, result),
+                rescode::ok);
     } catch (const std::bad_alloc&) {
       thrown = true;
     }
