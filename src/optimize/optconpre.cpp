@@ -259,10 +259,8 @@ rescode opt_conpreslv(const opt_conic_problem& prob, const opt_stage& stage,
   if (run.whole.isempty || opt_trivial(run.freed.view, trivial.view)) return plainly();
   rescode r = opt_presolve(look(run.whole), run.whole.held, true, stage, run.rec);
   if (r != rescode::ok) return r;
-  const bool isreduced = run.rec.verdict == prslv_verdict::reduced;
-  if (run.rec.verdict == prslv_verdict::undecided) return plainly();
-  if (isreduced && run.rec.stack.op.empty()) return plainly();  // nothing was taken
-  if (!isreduced) {
+  if (opt_tooknothing(run.rec)) return plainly();
+  if (run.rec.verdict != prslv_verdict::reduced) {
     store_ray(run, sol);
     return rescode::ok;
   }

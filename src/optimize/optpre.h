@@ -14,6 +14,12 @@ rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool fori
 // what a stored status promises.
 constexpr double opt_goodlimit = 1e-7;
 
+// opt_tooknothing: whether the problem itself is to be solved: presolve gave no verdict, or found nothing.
+inline bool opt_tooknothing(const prslv_rec& rec) {
+  return rec.verdict == prslv_verdict::undecided ||
+         (rec.verdict == prslv_verdict::reduced && rec.stack.op.empty());
+}
+
 // Violations of a point, relative as in the proof of a status; of a ray, relative to its objective.
 struct opt_quality {
   double primal = 0, dual = 0, gap = 0;

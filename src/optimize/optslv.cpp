@@ -124,9 +124,7 @@ rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_s
   mm_vector<uint8_t> held(mm_at(stage.mman));
   mark_quadratic(whole, held);
   if (const rescode r = opt_presolve(lp, held, true, stage, rec); r != rescode::ok) return r;
-  if (rec.verdict == prslv_verdict::undecided) {
-    return solve_interior(lp, whole, nullptr, stage, found);
-  }
+  if (opt_tooknothing(rec)) return solve_interior(lp, whole, nullptr, stage, found);
   if (rec.verdict != prslv_verdict::reduced) {
     const bool infeas = rec.verdict == prslv_verdict::infeas;
     found.ended = infeas ? hs_status::priminfeas : hs_status::dualinfeas;

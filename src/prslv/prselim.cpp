@@ -14,8 +14,8 @@ constexpr int32_t elimmaxcol = 10;     // entries of a column
 constexpr int32_t elimmaxrow = 200;    // entries of its equation
 constexpr double elimpivotcol = 0.01;  // of the largest entry of the column
 constexpr double elimpivotrow = 1e-2;  // of the largest entry of the equation
-constexpr int64_t elimfillunit =
-    10;  // entries that may come net of those that go, times the fill setting
+// Entries that may come net of those that go, times the fill setting.
+constexpr int64_t elimfillunit = 10;
 // Entries touched, times the entries of the problem.
 constexpr double elimworklim = 20;
 
@@ -117,11 +117,17 @@ void substitute(prslv_work& w, int32_t pivot) {
   ++w.rec.info.numelim;
 }
 
+// Beside cones and quadratic terms one unit less: the systems there eliminate free columns themselves, in
+// an order that makes less fill, and what was substituted is out of its reach.
+int64_t fillallowed(const prslv_work& w) {
+  return elimfillunit * std::max(w.set.elimfill - (w.numheld > 0 ? 1 : 0), 0);
+}
+
 // Substitutes column j if an equation of it allows that. Equations of like length count as one.
 bool trycolumn(prslv_work& w, int32_t j, mm_vector<int32_t>& touched) {
   for (elim_pick p = pick(w, j, 0); p.entry >= 0; p = pick(w, j, p.cost + 1)) {
     const int32_t i = w.ent[p.entry].row;
-    if (!rowallows(w, p.entry) || netfill(w, i, j) > elimfillunit * w.set.elimfill) continue;
+    if (!rowallows(w, p.entry) || netfill(w, i, j) > fillallowed(w)) continue;
     touched.clear();
     for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);
     substitute(w, p.entry);
