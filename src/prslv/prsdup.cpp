@@ -67,13 +67,28 @@ double leading(const prslv_work& w, const along& dir, int32_t k) {
   return value;
 }
 
+uint64_t subhash(int32_t sub) {
+  const uint64_t part = (uint64_t(sub) + 1) * 0x9e3779b97f4a7c15ULL;
+  return part ^ (part >> 29);
+}
+
 uint64_t patternhash(const prslv_work& w, const along& dir, int32_t k) {
   uint64_t key = uint64_t(dir.len(w, k));
   for (int32_t e = dir.head(w, k); e >= 0; e = dir.next(w.ent[e])) {
-    const uint64_t part = (uint64_t(dir.sub(w.ent[e])) + 1) * 0x9e3779b97f4a7c15ULL;
-    key += part ^ (part >> 29);
+    key += subhash(dir.sub(w.ent[e]));
   }
   return mix(key);
+}
+
+// The same of all rows, along the columns, by which entries lie.
+void rowhashes(prslv_work& w) {
+  for (int32_t i = 0; i < w.m; ++i) w.rowhash[i] = uint64_t(w.rlen[i]);
+  for (int32_t j = 0; j < w.n; ++j) {
+    const uint64_t part = subhash(j);
+    for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) w.rowhash[w.ent[e].row] += part;
+  }
+  for (int32_t i = 0; i < w.m; ++i) w.rowhash[i] = mix(w.rowhash[i]);
+  w.work += double(w.numanz);
 }
 
 uint64_t valuehash(const prslv_work& w, const along& dir, int32_t k, uint64_t key) {
@@ -116,10 +131,13 @@ void candidates(prslv_work& w, const along& dir, mm_vector<int32_t>& list) {
   hash.resize(num);
   dup_table table(num, w.tmpsub.get_allocator().place);
   mm_vector<uint8_t> state(num, 0, w.tmpsub.get_allocator().place);  // of a pattern's first vector
+  const bool all = dir.rows && 2 * (queue.list.size() - queue.head) >= size_t(w.numlivecon);
+  if (all) rowhashes(w);
   for (int32_t k = prslv_dequeue(queue); k >= 0; k = prslv_dequeue(queue)) {
+    state[k] = 1;
+    if (all) continue;
     hash[k] = patternhash(w, dir, k);
     w.work += dir.len(w, k);
-    state[k] = 1;
   }
   list.clear();
   constexpr uint8_t changed = 1, shared = 2;

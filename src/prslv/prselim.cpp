@@ -56,11 +56,11 @@ elim_pick pick(prslv_work& w, int32_t j, int64_t beyond) {
   return best;
 }
 
-// Entries more than before after the substitution.
-int64_t netfill(prslv_work& w, int32_t i, int32_t j) {
+// Entries more than before after the substitution; counting ends beyond limit.
+int64_t netfill(prslv_work& w, int32_t i, int32_t j, int64_t limit) {
   for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) w.place[w.ent[e].col] = e;
   int64_t fill = -int64_t(w.rlen[i]) - w.clen[j] + 1;
-  for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
+  for (int32_t e = w.chead[j]; e >= 0 && fill <= limit; e = w.ent[e].cnext) {
     const int32_t row = w.ent[e].row;
     if (row == i) continue;
     int32_t common = 0;
@@ -127,7 +127,8 @@ int64_t fillallowed(const prslv_work& w) {
 bool trycolumn(prslv_work& w, int32_t j, mm_vector<int32_t>& touched) {
   for (elim_pick p = pick(w, j, 0); p.entry >= 0; p = pick(w, j, p.cost + 1)) {
     const int32_t i = w.ent[p.entry].row;
-    if (!rowallows(w, p.entry) || netfill(w, i, j) > fillallowed(w)) continue;
+    const int64_t limit = fillallowed(w);
+    if (!rowallows(w, p.entry) || netfill(w, i, j, limit) > limit) continue;
     touched.clear();
     for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) touched.push_back(w.ent[e].col);
     substitute(w, p.entry);

@@ -24,32 +24,50 @@ struct lin_core {
   explicit lin_core(mm_place place) : at(place), row(place), col(place) {}
 };
 
-// Sets rows with a column of their own aside until there is none; count: equations of each column.
+// Which rows are equations, and how many of them each column has; entries lie by columns.
+void countequations(prslv_work& w, const mm_vector<uint8_t>& in, mm_vector<int32_t>& count) {
+  for (int32_t j = 0; j < w.n; ++j) {
+    count[j] = 0;
+    for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) count[j] += in[w.ent[e].row];
+  }
+  w.work += double(w.numanz);
+}
+
+// The equation that the column is alone in, if its entry may be a pivot there; -1: none.
+int32_t ownequation(const prslv_work& w, const mm_vector<uint8_t>& in, int32_t j) {
+  int32_t e = w.chead[j];
+  while (e >= 0 && in[w.ent[e].row] == 0) e = w.ent[e].cnext;
+  return e >= 0 && std::abs(w.ent[e].val) > w.set.tollindep ? w.ent[e].row : -1;
+}
+
+// Sets rows with a column of their own aside until there is none. The first of them leave together,
+// before any row is walked along: often none is left then.
 void peel(prslv_work& w, mm_vector<uint8_t>& in, mm_vector<int32_t>& count) {
   mm_vector<int32_t> todo(w.tmpsub.get_allocator().place);
   for (int32_t i = 0; i < w.m; ++i) {
     in[i] = w.rlive[i] != 0 && w.rlen[i] > 0 && prslv_isequ(w, i) ? 1 : 0;
-    for (int32_t e = in[i] != 0 ? w.rhead[i] : -1; e >= 0; e = w.ent[e].rnext) {
-      ++count[w.ent[e].col];
-    }
   }
+  countequations(w, in, count);
+  for (int32_t j = 0; j < w.n; ++j) {
+    if (count[j] != 1) continue;
+    if (const int32_t i = ownequation(w, in, j); i >= 0) in[i] = 0;
+  }
+  if (std::find(in.begin(), in.end(), uint8_t(1)) == in.end()) return;
+  countequations(w, in, count);
   for (int32_t j = 0; j < w.n; ++j) {
     if (count[j] == 1) todo.push_back(j);
   }
   while (!todo.empty()) {
     const int32_t j = todo.back();
     todo.pop_back();
-    int32_t e = w.chead[j];
-    while (e >= 0 && in[w.ent[e].row] == 0) e = w.ent[e].cnext;
-    if (e < 0 || std::abs(w.ent[e].val) <= w.set.tollindep) continue;
-    const int32_t i = w.ent[e].row;
+    const int32_t i = ownequation(w, in, j);
+    if (i < 0) continue;
     in[i] = 0;
     for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
       if (--count[w.ent[f].col] == 1) todo.push_back(w.ent[f].col);
     }
     w.work += w.rlen[i];
   }
-  w.work += double(w.numanz);
 }
 
 void takecore(const prslv_work& w, const mm_vector<uint8_t>& in, mm_vector<int32_t>& place,

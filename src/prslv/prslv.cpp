@@ -97,12 +97,18 @@ void takeprob(const prslv_work& w, prslv_rec& rec) {
   rec.a.ncol = int32_t(rec.varof.size());
   rec.a.sub.resize(rec.a.ptr.back());
   rec.a.val.resize(rec.a.ptr.back());
-  mm_vector<ptrdiff_t> fill(rec.a.ptr);
-  for (int32_t i = 0; i < rec.a.nrow; ++i) {  // row by row, so that rows increase in each column
-    for (int32_t e = w.rhead[rec.conof[i]]; e >= 0; e = w.ent[e].rnext) {
-      const ptrdiff_t p = fill[rec.redvar[w.ent[e].col]]++;
-      rec.a.sub[p] = i;
-      rec.a.val[p] = w.ent[e].val;
+  for (int32_t jj = 0; jj < rec.a.ncol; ++jj) {
+    const ptrdiff_t first = rec.a.ptr[jj];
+    ptrdiff_t p = first;
+    for (int32_t e = w.chead[rec.varof[jj]]; e >= 0; e = w.ent[e].cnext, ++p) {
+      const int32_t i = rec.redcon[w.ent[e].row];
+      ptrdiff_t q = p;  // few entries are out of order: those that came by substitutions
+      for (; q > first && rec.a.sub[q - 1] > i; --q) {
+        rec.a.sub[q] = rec.a.sub[q - 1];
+        rec.a.val[q] = rec.a.val[q - 1];
+      }
+      rec.a.sub[q] = i;
+      rec.a.val[q] = w.ent[e].val;
     }
   }
 }
