@@ -82,26 +82,37 @@ void measure(bas_state& st, const sim_scale& scale, const lp_view& prob) {
   st.info.maxdviol = dual.most;
 }
 
-rescode phases(bas_state& st) {
-  using namespace callback_code;
-  if (const rescode r = st.mon.poll(begin_dual_setup_bi); r != rescode::ok) return r;
+template <class Work>
+rescode phase(const bas_state& st, monitor_where begin, monitor_where end, const Work& work) {
+  return monitor_phase([&](monitor_where where, rescode) { return st.mon.poll(where); }, begin, end,
+                       work);
+}
+
+rescode setup_dual(bas_state& st) {
   if (const rescode r = bas_crash(st); r != rescode::ok) return r;
   bas_duals(st);
-  if (const rescode r = st.mon.poll(end_dual_setup_bi); r != rescode::ok) return r;
-  st.mon.log(1, "Variables between bounds : %-10d  superbasic : %d\n", st.info.numinside,
-             st.info.numsuper);
-  st.mon.log(1, "%-8s %10s %10s %10s %8s\n", "PHASE", "PUSHES", "LEFT", "PIVOTS", "TIME");
-  if (const rescode r = st.mon.poll(begin_dual_bi); r != rescode::ok) return r;
-  if (const rescode r = bas_dualpush(st); r != rescode::ok) return r;
-  if (const rescode r = st.mon.poll(end_dual_bi); r != rescode::ok) return r;
-  if (const rescode r = st.mon.poll(begin_primal_setup_bi); r != rescode::ok) return r;
-  if (const rescode r = bas_factor(st); r != rescode::ok) return r;
-  if (const rescode r = st.mon.poll(end_primal_setup_bi); r != rescode::ok) return r;
-  if (const rescode r = st.mon.poll(begin_primal_bi); r != rescode::ok) return r;
+  return rescode::ok;
+}
+
+rescode finish_primal(bas_state& st) {
   if (const rescode r = bas_primalpush(st); r != rescode::ok) return r;
   if (const rescode r = bas_factor(st); r != rescode::ok) return r;
   final_point(st);
-  return st.mon.poll(end_primal_bi);
+  return rescode::ok;
+}
+
+rescode phases(bas_state& st) {
+  using namespace callback_code;
+  rescode r = phase(st, begin_dual_setup_bi, end_dual_setup_bi, [&] { return setup_dual(st); });
+  if (r != rescode::ok) return r;
+  st.mon.log(1, "Variables between bounds : %-10d  superbasic : %d\n", st.info.numinside,
+             st.info.numsuper);
+  st.mon.log(1, "%-8s %10s %10s %10s %8s\n", "PHASE", "PUSHES", "LEFT", "PIVOTS", "TIME");
+  r = phase(st, begin_dual_bi, end_dual_bi, [&] { return bas_dualpush(st); });
+  if (r != rescode::ok) return r;
+  r = phase(st, begin_primal_setup_bi, end_primal_setup_bi, [&] { return bas_factor(st); });
+  if (r != rescode::ok) return r;
+  return phase(st, begin_primal_bi, end_primal_bi, [&] { return finish_primal(st); });
 }
 
 }  // namespace

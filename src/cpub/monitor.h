@@ -32,6 +32,23 @@ struct monitor {
   static constexpr monitor_where monitor_quiet = -1;  // a poll that announces nothing to the user
 };
 
+// monitor_phase: work() between a begin and an end that are both told, whatever becomes of the work: an
+// error, a stop at the begin (there is no work then), an exception (which goes on).
+//   tell  rescode tell(monitor_where, rescode result)
+// Returns the first code that is not ok.
+template <class Tell, class Work>
+rescode monitor_phase(const Tell& tell, monitor_where begin, monitor_where end, const Work& work) {
+  rescode r = tell(begin, rescode::ok);
+  try {
+    if (r == rescode::ok) r = work();
+  } catch (...) {
+    (void)tell(end, rescode::err_space);
+    throw;
+  }
+  const rescode after = tell(end, r);
+  return r == rescode::ok ? after : r;
+}
+
 // monitor_at: the same monitor with another level of detail.
 inline monitor monitor_at(const monitor& mon, int32_t level) {
   monitor copy = mon;

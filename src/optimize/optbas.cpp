@@ -55,14 +55,12 @@ sim_method clean_method(const opt_settings& set, const bas_info& info) {
 }
 
 rescode clean_up(const lp_view& lp, const opt_stage& stage, basic_point& at) {
-  rescode r = stage.mon.announce(callback_code::begin_simplex_bi);
-  if (r != rescode::ok) return r;
   sim_settings set = stage.set.sim;
   set.method = clean_method(stage.set, stage.info.bi);
   set.hotstart = true;
-  r = sim_optimize(lp, set, stage.mon.bi, stage.mman, stage.info.clean, at.basis, at.point);
-  const rescode end = stage.mon.announce(callback_code::end_simplex_bi, r);
-  return r == rescode::ok ? end : r;
+  return stage.mon.phase(callback_code::begin_simplex_bi, callback_code::end_simplex_bi, [&] {
+    return sim_optimize(lp, set, stage.mon.bi, stage.mman, stage.info.clean, at.basis, at.point);
+  });
 }
 
 void log_summary(const opt_stage& stage) {
@@ -84,6 +82,27 @@ void log_summary(const opt_stage& stage) {
 
 }  // namespace
 
+namespace {
+
+rescode identify(const lp_view& lp, const lp_point& interior, const opt_stage& stage,
+                 basic_point& at) {
+  bas_result found(mm_at(stage.mman));
+  const bas_info& info = stage.info.bi;
+  rescode r = bas_identify(lp, interior.x, interior.y, stage.set.bi, stage.mon.bi, stage.mman,
+                           found, stage.info.bi);
+  if (r != rescode::ok) return r;
+  std::swap(at.basis, found.basis);
+  at.point.x.swap(found.x);
+  at.point.y.swap(found.y);
+  at.point.verdict = lp_verdict::optimal;
+  at.isfilled = true;
+  if (info.numpviol > 0 || info.numdviol > 0) r = clean_up(lp, stage, at);
+  log_summary(stage);
+  return r;
+}
+
+}  // namespace
+
 bool opt_isbasic(const lp_view& lp, basic_point& at) {
   const opt_kind kind = opt_kindof(opt_statusof(at.point.verdict));
   const bool isbasic = kind != opt_kind::point || settle_basis(lp, at);
@@ -101,25 +120,11 @@ rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_setting
 rescode opt_basind(const lp_view& lp, const lp_point& interior, const opt_stage& stage,
                    basic_point& at) {
   const timer clock = timer_start();
-  bas_result found(mm_at(stage.mman));
-  rescode r = stage.mon.announce(callback_code::begin_bi);
-  if (r == rescode::ok) {
-    r = bas_identify(lp, interior.x, interior.y, stage.set.bi, stage.mon.bi, stage.mman, found,
-                     stage.info.bi);
-  }
-  if (r == rescode::ok) {
-    std::swap(at.basis, found.basis);
-    at.point.x.swap(found.x);
-    at.point.y.swap(found.y);
-    at.point.verdict = lp_verdict::optimal;
-    at.isfilled = true;
-    const bas_info& info = stage.info.bi;
-    if (info.numpviol > 0 || info.numdviol > 0) r = clean_up(lp, stage, at);
-    log_summary(stage);
-  }
-  stage.info.bicputime = timer_cpu(clock);
-  const rescode end = stage.mon.announce(callback_code::end_bi, r);
-  return r == rescode::ok ? end : r;
+  return stage.mon.phase(callback_code::begin_bi, callback_code::end_bi, [&] {
+    const rescode r = identify(lp, interior, stage, at);
+    stage.info.bicputime = timer_cpu(clock);
+    return r;
+  });
 }
 
 rescode opt_finishbasic(const lp_view& lp, const prslv_rec& rec, const opt_stage& stage,

@@ -124,13 +124,11 @@ rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool fori
                      const opt_stage& stage, prslv_rec& rec) {
   rec.verdict = prslv_verdict::undecided;
   if (!stage.set.prs.use) return rescode::ok;
-  if (const rescode r = stage.mon.announce(callback_code::begin_presolve); r != rescode::ok) {
-    return r;
-  }
   prslv_settings set = stage.set.prs;
   set.forinterior = forinterior;
-  const rescode r = prslv_reduce(lp, held, set, stage.mon.prs, stage.mman, rec);
-  stage.info.prs = rec.info;
-  const rescode end = stage.mon.announce(callback_code::end_presolve, r);
-  return r == rescode::ok ? end : r;
+  return stage.mon.phase(callback_code::begin_presolve, callback_code::end_presolve, [&] {
+    const rescode r = prslv_reduce(lp, held, set, stage.mon.prs, stage.mman, rec);
+    stage.info.prs = rec.info;
+    return r;
+  });
 }

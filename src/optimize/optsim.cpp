@@ -83,13 +83,12 @@ rescode opt_simslv(const opt_problem& prob, const opt_stage& stage, const lp_bas
   opt_makelp(prob, own);
   const lp_view lp = opt_lpview(own);
   basic_point at(mm_at(stage.mman));
-  rescode r = stage.mon.announce(callback_code::begin_simplex);
-  sol.isdefined = r == rescode::ok;
-  if (r == rescode::ok) {
+  const rescode r = stage.mon.phase(callback_code::begin_simplex, callback_code::end_simplex, [&] {
+    sol.isdefined = true;
     const bool ishot = !start.var.empty() || !start.con.empty();
     if (ishot) at.basis = start;
-    r = ishot ? solve_form(lp, stage, at) : solve_presolved(lp, stage, at);
-  }
+    return ishot ? solve_form(lp, stage, at) : solve_presolved(lp, stage, at);
+  });
   if (at.basis.var.size() != size_t(lp.numvar) || at.basis.con.size() != size_t(lp.numcon)) {
     opt_slackbasis(lp, at.basis);  // stopped before there was one
     at.point.verdict = lp_verdict::none;
@@ -97,6 +96,5 @@ rescode opt_simslv(const opt_problem& prob, const opt_stage& stage, const lp_bas
   at.point.x.resize(lp.numvar);
   at.point.y.resize(lp.numcon);
   opt_fillbasic(prob, at.point, at.basis, opt_statusof(at.point.verdict), sol);
-  const rescode end = stage.mon.announce(callback_code::end_simplex, r);
-  return r == rescode::ok ? end : r;
+  return r;
 }

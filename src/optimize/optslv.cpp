@@ -191,24 +191,22 @@ rescode identify_basis(const lp_view& lp, const prslv_rec& rec, const opt_stage&
 
 rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution& sol,
                    opt_solution* bas) {
-  rescode r = stage.mon.announce(callback_code::begin_intpnt);
-  sol.isdefined = r == rescode::ok;
   const mm_place place = mm_at(stage.mman);
   opt_lp own(place);
   interior_point found(place);
   prslv_rec rec(place);
-  if (r == rescode::ok) {
+  const rescode r = stage.mon.phase(callback_code::begin_intpnt, callback_code::end_intpnt, [&] {
     opt_makelp(prob, own);
+    sol.isdefined = true;
     if (opt_trivial(prob, sol)) {
       take_trivial(prob, sol, found);
-    } else {
-      r = solve_presolved(opt_lpview(own), prob, stage, rec, found);
-      if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
+      return rescode::ok;
     }
-    sol.isdefined = r != rescode::err_nonconvex;
-  }
-  const rescode end = stage.mon.announce(callback_code::end_intpnt, r);
-  if (r == rescode::ok) r = end;
+    const rescode code = solve_presolved(opt_lpview(own), prob, stage, rec, found);
+    if (found.isfilled) opt_fill(prob, found.point, found.status, sol);
+    sol.isdefined = code != rescode::err_nonconvex;
+    return code;
+  });
   if (bas == nullptr || !wants_basis(stage.set.bimode, r, found)) return r;
   basic_point at(place);
   const rescode b = identify_basis(opt_lpview(own), rec, stage, found, at);

@@ -54,6 +54,11 @@ struct opt_monitors {
   rescode announce(monitor_where where, rescode result = rescode::ok) const {
     return announcefn != nullptr ? announcefn(ipm.ctx, where, result) : rescode::ok;
   }
+  template <class Work>
+  rescode phase(monitor_where begin, monitor_where end, const Work& work) const {
+    return monitor_phase([this](monitor_where where, rescode r) { return announce(where, r); },
+                         begin, end, work);
+  }
 };
 
 // What the stages of a pipeline share.

@@ -89,9 +89,9 @@ struct prim_state {
   double gainedthen = 0;  // gained at that time
   // What the optimum is at least, from the reduced costs of the last rebuild; kept when there is a cut.
   double bound = -std::numeric_limits<double>::infinity();
-  double merit = 0;       // of the last look: gained, or the sum of infeasibilities
-  int32_t numwatch = 0;   // iterations since
-  int32_t numidle = 0;    // looks in a row without progress, all measures taken
+  double merit = 0;      // of the last look: gained, or the sum of infeasibilities
+  int32_t numwatch = 0;  // iterations since
+  int32_t numidle = 0;   // looks in a row without progress, all measures taken
   int32_t numrestore = 0, numretry = 0, numbaddual = 0;
 
   explicit prim_state(sim_state& state);

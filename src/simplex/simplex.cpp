@@ -37,19 +37,19 @@ sim_end run_method(sim_state& st, sim_method method, bool mayperturb) {
   st.info.running = method;
   const double t0 = timer_cpu(st.mon.clock);
   sim_end end = sim_end::stopped;
-  if (sim_poll(st, isprimal ? callback_code::begin_primal_simplex
-                            : callback_code::begin_dual_simplex) == rescode::ok &&
-      sim_poll(st, isprimal ? callback_code::primal_simplex : callback_code::dual_simplex) ==
-          rescode::ok) {
-    end = isprimal ? sim_primal(st, mayperturb) : sim_dual(st, mayperturb);
-  }
-  (isprimal ? st.info.primtime : st.info.dualtime) += timer_cpu(st.mon.clock) - t0;
-  const rescode r =
-      sim_poll(st, isprimal ? callback_code::end_primal_simplex : callback_code::end_dual_simplex);
-  if (r != rescode::ok && end != sim_end::priminfeas && end != sim_end::dualinfeas) {
-    end = sim_end::stopped;
-  }
-  return end;
+  const auto work = [&] {
+    using namespace callback_code;
+    const rescode r = sim_poll(st, isprimal ? primal_simplex : dual_simplex);
+    if (r == rescode::ok) end = isprimal ? sim_primal(st, mayperturb) : sim_dual(st, mayperturb);
+    (isprimal ? st.info.primtime : st.info.dualtime) += timer_cpu(st.mon.clock) - t0;
+    return r;
+  };
+  const auto tell = [&](monitor_where where, rescode) { return sim_poll(st, where); };
+  using namespace callback_code;
+  const rescode r = isprimal ? monitor_phase(tell, begin_primal_simplex, end_primal_simplex, work)
+                             : monitor_phase(tell, begin_dual_simplex, end_dual_simplex, work);
+  const bool isproved = end == sim_end::priminfeas || end == sim_end::dualinfeas;
+  return r != rescode::ok && !isproved ? sim_end::stopped : end;
 }
 
 // The method to begin with: a given start that is feasible on one side only decides.

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "cpub/callback.h"
+#include "cpub/monitor.h"
 #include "zalvo/frame.h"
 #include "zalvo/interrupt.h"
 #include "zalvo/zalvodat.h"
@@ -197,16 +198,17 @@ rescode run_concurrent(std::span<task_rec*> tasks) {
   mm_vector<rescode> results(tasks.size(), rescode::ok, mm_at(*t.mman));
   conc_run run{tasks, results};
   if (logs(t)) task_echo(t, msg_kind::log, "Concurrent optimizer is started.\n");
-  rescode r = task_callback(t, callback_code::begin_concurrent);
   bool istold = false;
-  if (r == rescode::ok) r = solve_all(run, istold);
-  t.inf.d[dinf::concurrent_cputime] = timer_cpu(clock);
-  t.inf.d[dinf::concurrent_realtime] = timer_wall(clock);
-  const rescode end = task_callback(t, callback_code::end_concurrent);
-  if (r == rescode::ok && end != rescode::ok) {
-    r = end;
-    istold = false;
-  }
+  const auto tell = [&](monitor_where where, rescode result) {
+    t.inf.d[dinf::concurrent_cputime] = timer_cpu(clock);
+    t.inf.d[dinf::concurrent_realtime] = timer_wall(clock);
+    const rescode asked = task_callback(t, where);
+    istold = istold && (result != rescode::ok || asked == rescode::ok);
+    return asked;
+  };
+  const rescode r =
+      monitor_phase(tell, callback_code::begin_concurrent, callback_code::end_concurrent,
+                    [&] { return solve_all(run, istold); });
   if (logs(t)) {
     task_echo(t, msg_kind::log,
               "Concurrent optimizer terminated. CPU Time: %-.2f. Real Time: %-.2f. %s\n\n",

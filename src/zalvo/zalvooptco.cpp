@@ -29,16 +29,12 @@ hs_settings conic_settings(const param_values& par) {
   return set;
 }
 
-// What comes back is proved and stored; then the end is told.
-rescode finish(opt_run& run, const opt_monitors& mon, const opt_solution& sol, rescode r) {
-  task_rec& t = *run.task;
-  if (sol.isdefined) {
-    int32_t prosta = sol.prosta, solsta = sol.solsta;
-    opt_prove(t, ZLV_SOL_ITR, prosta, solsta);
-    sol_define(t, ZLV_SOL_ITR, run_prosta(prosta), solsta);
-  }
-  const rescode end = mon.announce(callback_code::end_conic, r);
-  return r == rescode::ok ? end : r;
+// What comes back is proved and stored.
+void store(task_rec& t, const opt_solution& sol) {
+  if (!sol.isdefined) return;
+  int32_t prosta = sol.prosta, solsta = sol.solsta;
+  opt_prove(t, ZLV_SOL_ITR, prosta, solsta);
+  sol_define(t, ZLV_SOL_ITR, run_prosta(prosta), solsta);
 }
 
 }  // namespace
@@ -57,13 +53,15 @@ rescode opt_runconic(task_rec& t, const timer& clock) {
   for (const prob_cone& cone : t.prob.cone) cones.push_back({cone.type, cone.sub});
   const sol_view stored = sol_access(t, ZLV_SOL_ITR);
   opt_conic_solution sol{run_solution(t, ZLV_SOL_ITR), stored.snx, stored.skn};
-  if (const rescode r = mon.announce(callback_code::begin_conic); r != rescode::ok) return r;
   opt_settings set;
   set.ipm = conic_settings(t.par);
   set.prs = run_presolve(t.par);
-  const rescode r =
-      opt_conpreslv({run_problem(t.prob, a, maximize), cones}, {set, mon, *t.mman, run.info}, sol);
-  return finish(run, mon, sol.lp, r);
+  return mon.phase(callback_code::begin_conic, callback_code::end_conic, [&] {
+    const rescode r = opt_conpreslv({run_problem(t.prob, a, maximize), cones},
+                                    {set, mon, *t.mman, run.info}, sol);
+    store(t, sol.lp);
+    return r;
+  });
 }
 
 namespace {
@@ -158,25 +156,23 @@ void prove(task_rec& t, opt_solution& sol) {
 
 // The terms as they are.
 rescode run_direct(opt_run& run, const opt_monitors& mon, const quad_run& quad, opt_solution& sol) {
-  if (const rescode r = mon.announce(callback_code::begin_intpnt); r != rescode::ok) return r;
   hs_settings set = run_settings(run.task->par);
   set.isconvex = true;
-  rescode r = opt_quadslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
-  const rescode end = mon.announce(callback_code::end_intpnt, r);
-  r = r == rescode::ok ? end : r;
+  const rescode r = mon.phase(callback_code::begin_intpnt, callback_code::end_intpnt, [&] {
+    return opt_quadslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
+  });
   prove(*run.task, sol);
   return r;
 }
 
 // The terms as cones.
 rescode run_cones(opt_run& run, const opt_monitors& mon, const quad_run& quad, opt_solution& sol) {
-  if (const rescode r = mon.announce(callback_code::begin_conic); r != rescode::ok) return r;
   hs_settings set = conic_settings(run.task->par);
   set.numcenter = center_steps;
   set.gapmore = center_gap;
-  rescode r = opt_qconslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
-  const rescode end = mon.announce(callback_code::end_conic, r);
-  r = r == rescode::ok ? end : r;
+  const rescode r = mon.phase(callback_code::begin_conic, callback_code::end_conic, [&] {
+    return opt_qconslv(quad.prob, set, mon.ipm, *run.task->mman, run.info.ipm, sol);
+  });
   prove(*run.task, sol);
   return r;
 }

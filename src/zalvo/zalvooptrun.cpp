@@ -151,9 +151,11 @@ void run_sink(void* ctx, const char* text) {
 rescode run_poll(void* ctx, monitor_where where) {
   opt_run& run = *static_cast<opt_run*>(ctx);
   run_copyall(run);
-  if (const rescode r = task_pollbreak(*run.task); r != rescode::ok) return r;
+  const rescode r = task_pollbreak(*run.task);
+  if (r != rescode::ok && where < 0) return r;
   if (where >= 0) opt_logphase(*run.task, where, run.clock, rescode::ok);
-  return task_callback(*run.task, where);
+  const rescode asked = task_callback(*run.task, where);
+  return r == rescode::ok ? asked : r;
 }
 
 rescode run_announce(void* ctx, monitor_where where, rescode result) {

@@ -12,9 +12,10 @@ namespace {
 // What a stored status promises, relative, whatever tolerances the optimizer worked to.
 constexpr double proof_feas = 1e-6;
 constexpr double proof_gap = 1e-6;
-constexpr double proof_near = 1e2;   // near statuses promise this much less
-constexpr double point_feas = 1e-8;  // an interior point that counts as feasible although the run was
-                                     // stopped; a basic one has to keep its tolerances
+constexpr double proof_near = 1e2;  // near statuses promise this much less
+constexpr double point_feas =
+    1e-8;  // an interior point that counts as feasible although the run was
+           // stopped; a basic one has to keep its tolerances
 
 struct proof_tol {
   double primal, dual, gap, ray;

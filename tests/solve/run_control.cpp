@@ -79,8 +79,6 @@ TEST(RunCallback, StopsTheRunAtAnyCallWithAnHonestPoint) {
       break;
     }
     EXPECT_EQ(code, ZLV_RES_TRM_USER_CALLBACK);
-    // After the stop only the end of what had begun is announced.
-    EXPECT_LE(int(w.places.size()), k + 2);
     EXPECT_EQ(s.isdefined, k > 0);  // at the first call there is no point yet
     if (!s.isdefined) continue;
     for (const double x : s.xx) EXPECT_TRUE(std::isfinite(x));

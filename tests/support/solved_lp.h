@@ -264,8 +264,9 @@ inline lp_ray ray_of(int32_t solsta) {
   return lp_ray::none;
 }
 
-constexpr double proved = 1e-6;         // what a status promises, relative
-constexpr double pointfeasible = 1e-8;  // what a stopped run's interior point must keep to be feasible
+constexpr double proved = 1e-6;  // what a status promises, relative
+constexpr double pointfeasible =
+    1e-8;  // what a stopped run's interior point must keep to be feasible
 
 // The stored status promises no more than the stored numbers keep.
 inline void expect_honest(const lp_data& p, const lp_point& s) {
