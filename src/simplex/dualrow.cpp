@@ -20,6 +20,9 @@ constexpr int32_t row_trial = 20;  // rows solved before the work is estimated
 // are kept apart, so many or this share.
 constexpr int32_t row_shortlist = 200, row_minhot = 50;
 constexpr double row_hotshare = 0.02;
+// Infeasible rows that partial selection looks at, at least, and of all.
+constexpr int32_t row_minpart = 10;
+constexpr double row_partshare = 0.1;
 
 void cool(dual_state& ds) {
   for (const int32_t p : ds.hot) ds.ishot[p] = 0;
@@ -45,6 +48,29 @@ int32_t best_of(dual_state& ds, mm_vector<int32_t>& list, mm_vector<uint8_t>& fl
   }
   ds.st.pollwork += ptrdiff_t(list.size());
   list.resize(to);
+  return best;
+}
+
+// The best of a part of the infeasible rows; the next search begins where this one ends.
+int32_t best_ofpart(dual_state& ds) {
+  mm_vector<int32_t>& list = ds.list;
+  const auto part = size_t(std::max(double(row_minpart), row_partshare * double(list.size())));
+  int32_t best = -1;
+  size_t numseen = 0;
+  for (size_t left = list.size(); left > 0 && numseen < part; --left) {
+    if (ds.partat >= list.size()) ds.partat = 0;
+    const int32_t p = list[ds.partat];
+    if (ds.infeas[p] == 0) {
+      ds.islisted[p] = 0;
+      list[ds.partat] = list.back();
+      list.pop_back();
+      continue;
+    }
+    ++ds.partat;
+    if (ds.istaboo[p] != 0) continue;
+    ++numseen;
+    if (best < 0 || ds.infeas[p] > ds.infeas[best]) best = p;
+  }
   return best;
 }
 
@@ -114,6 +140,7 @@ void dual_judgeall(dual_state& ds) {
 }
 
 int32_t dual_chuzr(dual_state& ds) {
+  if (ds.rule == sim_selection::partial) return best_ofpart(ds);
   if (int32_t(ds.list.size()) <= row_shortlist) return best_of(ds, ds.list, ds.islisted, 0);
   const int32_t p = ds.cutoff < inf ? best_of(ds, ds.hot, ds.ishot, ds.cutoff) : -1;
   if (p >= 0) return p;

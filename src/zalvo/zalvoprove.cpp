@@ -76,7 +76,7 @@ void judge_point(const sol_measures& m, const proof_tol& tol, int32_t& prosta, i
   const bool primal = m.relprimal <= tol.pointprimal, dual = m.reldual <= tol.pointdual;
   if (primal && dual) {
     prosta = ZLV_PRO_STA_PRIM_AND_DUAL_FEAS;
-    solsta = ZLV_SOL_STA_PRIM_AND_DUAL_FEAS;
+    solsta = m.relgap <= tol.gap ? ZLV_SOL_STA_OPTIMAL : ZLV_SOL_STA_PRIM_AND_DUAL_FEAS;
   } else if (primal) {
     prosta = ZLV_PRO_STA_PRIM_FEAS;
     solsta = ZLV_SOL_STA_PRIM_FEAS;
