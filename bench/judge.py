@@ -2,6 +2,7 @@
 library. Signs are those of minimization; a maximization problem is turned round first."""
 import numpy as np
 
+DROPPED = 1e-12  # default of ZLV_DPAR_DATA_TOL_AIJ: smaller entries of A are not part of the problem
 ROOT2 = np.sqrt(2.0)
 
 
@@ -31,6 +32,13 @@ def read_solution(path):
     s.x, s.slx, s.sux = columns[0], columns[3], columns[4]
     s.snx = columns[5] if hascones else np.zeros(len(s.x))
     return s
+
+
+def scatter(at, values, size):
+    """Sums of values by position, in extended precision: multipliers may be 1e8 and cancel."""
+    sums = np.zeros(size, dtype=np.longdouble)
+    np.add.at(sums, at, values)
+    return sums
 
 
 def norm(v):
@@ -71,17 +79,18 @@ def measures(m, s):
     n, numrow = len(m.c), len(m.kinds)
     c = sign * np.array(m.c)
     ai, aj, av = np.array(m.ai, dtype=int), np.array(m.aj, dtype=int), np.array(m.av)
+    av = np.where(np.abs(av) <= DROPPED, 0.0, av)
     rowlo, rowup = np.array(m.rowlo), np.array(m.rowup)
     collo, colup = np.array(m.collo), np.array(m.colup)
-    x = s.x
-    y, slc, suc, slx, sux, snx = (sign * v for v in (s.y, s.slc, s.suc, s.slx, s.sux, s.snx))
-    act = np.bincount(ai, av * x[aj], numrow) if len(av) else np.zeros(numrow)
-    aty = np.bincount(aj, av * y[ai], n) if len(av) else np.zeros(n)
-    qx = np.zeros(n)
-    if m.qv:
-        qi, qj, qv = np.array(m.qi), np.array(m.qj), sign * np.array(m.qv)
-        off = qi != qj
-        qx = np.bincount(qi, qv * x[qj], n) + np.bincount(qj[off], (qv * x[qi])[off], n)
+    x = s.x.astype(np.longdouble)
+    y, slc, suc, slx, sux, snx = (sign * v.astype(np.longdouble)
+                                  for v in (s.y, s.slc, s.suc, s.slx, s.sux, s.snx))
+    act = scatter(ai, av * x[aj], numrow)
+    aty = scatter(aj, av * y[ai], n)
+    qi, qj = np.array(m.qi, dtype=int), np.array(m.qj, dtype=int)
+    qv = sign * np.array(m.qv)
+    off = qi != qj
+    qx = scatter(qi, qv * x[qj], n) + scatter(qj[off], (qv * x[qi])[off], n)
     rows = bound_measures(act, rowlo, rowup, slc, suc)
     columns = bound_measures(x, collo, colup, slx, sux)
     primal, dual = max(rows[0], columns[0]), max(rows[1], columns[1])

@@ -129,6 +129,7 @@ void intpnt_computeresiduals(hom_state& st, double alongstep) {
   for (int32_t i = 0; i < pr.m; ++i) rpb = hom_nanmax(rpb, std::abs(st.rp[i]) / pr.rowfac[i]);
   double rdb = 0;
   for (int32_t j = 0; j < pr.n; ++j) rdb = hom_nanmax(rdb, std::abs(st.rd[j]) / pr.colfac[j]);
+  ms.rubfeas = rub;
   ms.pfeas = hom_nanmax(rpb * pr.sb / ((1 + pr.nrmb) * tau), rub);
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
   const double half = ms.xqx / tau / 2, shift = st.quads != nullptr ? st.quads->shift : 0;

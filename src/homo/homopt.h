@@ -42,6 +42,7 @@ struct hom_target {
 // anywhere in the iterate makes them NaN, and every test is written so that NaN fails it.
 struct hom_measures {
   double pfeas = 0, dfeas = 0, gap = 0;  // relative measures of the status test
+  double rubfeas = 0;                    // the part of pfeas that upper bounds have
   double pobj = 0, dobj = 0;             // in the caller's units, constant included
   double mu = 0, kapdivtau = 0;
   double pf = 1, df = 1, gf = 1, cf = 1;  // scaled residuals and mu over tau, relative to the start
@@ -143,7 +144,7 @@ struct hom_verdict {
   hs_status status = hs_status::unknown;
   bool stop = false;
 };
-hom_verdict hom_statustest(const hom_state& st, double relax);
+hom_verdict hom_statustest(hom_state& st, double relax);
 
 // The loop. Leaves the final point in st.it.
 struct hom_outcome {

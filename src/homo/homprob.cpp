@@ -267,6 +267,32 @@ void hom_addqx(const hom_prob& prob, double alpha, std::span<const double> x,
   }
 }
 
+void hs_rescale(double factorb, double factorc, hom_prob& prob) {
+  const double fb = power_of_two(factorb, maxexp_vector), fc = power_of_two(factorc, maxexp_vector);
+  prob.sb *= fb;
+  prob.sc *= fc;
+  for (double& e : prob.b) e /= fb;
+  for (double& e : prob.u) e /= fb;
+  for (double& e : prob.c) e /= fc;
+  for (double& e : prob.q.val) e *= fb / fc;
+  for (double& e : prob.qdiag) e *= fb / fc;
+  hom_findbare(prob);
+}
+
+void hom_sizeqx(const hom_prob& prob, std::span<const double> x, std::span<double> out) {
+  std::fill(out.begin(), out.end(), 0.0);
+  for (size_t j = 0; j < prob.qdiag.size(); ++j) out[j] = prob.qdiag[j] * std::abs(x[j]);
+  if (prob.q.sub.empty()) return;
+  for (int32_t j = 0; j < prob.n; ++j) {
+    for (ptrdiff_t p = prob.q.ptr[j]; p < prob.q.ptr[j + 1]; ++p) {
+      const int32_t i = prob.q.sub[p];
+      const double size = std::abs(prob.q.val[p]);
+      out[j] += size * std::abs(x[i]);
+      if (i != j) out[i] += size * std::abs(x[j]);
+    }
+  }
+}
+
 double hs_objective(const hom_prob& prob, double scaled) {
   return prob.objsign * (scaled * prob.sb * prob.sc + prob.cfix);
 }

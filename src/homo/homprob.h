@@ -82,10 +82,14 @@ void hs_scaleproblem(const hs_lp& lp, hs_scaling scaling, hom_prob& prob);
 
 // hom_findbare: fills prob.bcol.
 void hom_findbare(hom_prob& prob);
+// hs_rescale: divides b and u by factorb and the objective by factorc, rounded to powers of two.
+void hs_rescale(double factorb, double factorc, hom_prob& prob);
 
 // hom_addqx: out += alpha Q x for the scaled Q.
 void hom_addqx(const hom_prob& prob, double alpha, std::span<const double> x,
                std::span<double> out);
+// hom_sizeqx: out = |Q| |x|, the size of what is summed up in Q x.
+void hom_sizeqx(const hom_prob& prob, std::span<const double> x, std::span<double> out);
 
 // hs_objective: a scaled objective value in the caller's units, constant and sign included.
 double hs_objective(const hom_prob& prob, double scaled);

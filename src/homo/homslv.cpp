@@ -9,6 +9,7 @@
 #include "cpub/callback.h"
 #include "homo/homopt.h"
 #include "homo/homquad.h"
+#include "homo/homtool.h"
 #include "kfac/symdef.h"
 
 namespace {
@@ -75,10 +76,17 @@ bool is_doubtful(const hom_outcome& outcome) {
   return ended && (outcome.status == hs_status::unknown || outcome.status == hs_status::illposed);
 }
 
-// One run with one kind of linear systems; tells in isbig which.
+// What one run tells the next: the kind of its linear systems, and the sizes that its last point had in
+// the scaled problem.
+struct run_trace {
+  bool isbig = false;
+  double sizex = 1, sizeg = 1;  // of x and of the gradient of the objective
+};
+
+// One run with one kind of linear systems.
 //   quads  rows of prob with quadratic terms, or null
 hom_outcome run(const hom_prob& prob, hom_quads* quads, const hs_settings& set, const monitor& mon,
-                memman& mman, hs_info& info, hs_solution& sol, bool& isbig) {
+                memman& mman, hs_info& info, hs_solution& sol, run_trace& trace) {
   const timer clock = timer_start();
   kktfac_ptr fac;
   if (const rescode r = hom_setupfac(prob, set, mon, mman, fac); r != rescode::ok) {
@@ -88,11 +96,13 @@ hom_outcome run(const hom_prob& prob, hom_quads* quads, const hs_settings& set, 
   info.fac = kktfac_getstats(*fac);
   hom_state st(prob, set, mon, *fac, mman);
   st.quads = quads;
-  isbig = st.isbig;
+  trace.isbig = st.isbig;
   hom_logsetup(prob, set, info.fac, mon, mman);
   hom_outcome outcome = hom_optlp(st, info);
   sol.status = outcome.status;
   unscale(st, sol);
+  trace.sizex = hom_maxabs(st.it.x) / st.it.tau;
+  trace.sizeg = std::max(hom_maxabs(prob.c), hom_maxabs(st.qx) / st.it.tau);
   hom_logend(st, outcome);
   if (is_doubtful(outcome) && (prob.nrmc > 0 || hom_hasq(prob))) {
     const hom_outcome proof = prove_infeasible(prob, st, mman, info, sol);
@@ -103,13 +113,28 @@ hom_outcome run(const hom_prob& prob, hom_quads* quads, const hs_settings& set, 
   return outcome;
 }
 
-// Normal equations square the condition of A: where a problem is too much for them, both blocks at
-// once have another try.
-bool is_worthbig(const hom_prob& prob, const hs_settings& set, const hom_outcome& first,
-                 bool isbig) {
-  const bool isnear = first.code == rescode::ok && first.status == hs_status::nearoptimal;
-  return !isbig && set.system == hs_system::free &&
-         (is_doubtful(first) || (isnear && hom_hasq(prob)));
+// Whether another run may do better; near optimal is all that is to be had of some linear problems.
+bool is_worthanother(const hom_prob& prob, const hom_outcome& outcome) {
+  const bool isnear = outcome.code == rescode::ok && outcome.status == hs_status::nearoptimal;
+  return is_doubtful(outcome) || (isnear && hom_hasq(prob));
+}
+
+struct try_state {
+  hom_outcome outcome;
+  run_trace trace;
+};
+
+// Another run; its result stands when it is better.
+void run_again(const hom_prob& prob, const hs_settings& set, const monitor& mon, memman& mman,
+               hs_info& info, hs_solution& sol, try_state& now) {
+  hs_solution second(mm_at(mman));
+  const int32_t before = info.iter;
+  const hom_outcome next = run(prob, nullptr, set, mon, mman, info, second, now.trace);
+  info.iter += before;
+  if (next.status == hs_status::optimal || is_doubtful(now.outcome)) {
+    now.outcome = next;
+    std::swap(sol, second);
+  }
 }
 
 rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, memman& mman,
@@ -125,24 +150,28 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   hom_quads* const rows = lp.quads.empty() ? nullptr : &quads;
   count_bounds(prob, info);
   info.solvedual = set.solvedual;
-  bool isbig = false;
-  hom_outcome outcome = run(prob, rows, set, mon, mman, info, sol, isbig);
-  if (is_worthbig(prob, set, outcome, isbig) && rows == nullptr) {
+  try_state now;
+  now.outcome = run(prob, rows, set, mon, mman, info, sol, now.trace);
+  const bool isopen = rows == nullptr && set.system == hs_system::free;
+  hs_settings again = set;
+  // Normal equations square the condition of A: where a problem is too much for them, both blocks at
+  // once have another try.
+  if (isopen && !now.trace.isbig && is_worthanother(prob, now.outcome)) {
     mon.log(2, "Solving again with the quasi-definite system.\n");
-    hs_settings again = set;
     again.system = hs_system::quasidefinite;
-    hs_solution second(mm_at(mman));
-    const int32_t before = info.iter;
-    const hom_outcome next = run(prob, rows, again, mon, mman, info, second, isbig);
-    info.iter += before;
-    if (next.status == hs_status::optimal || is_doubtful(outcome)) {
-      outcome = next;
-      std::swap(sol, second);
-    }
+    run_again(prob, again, mon, mman, info, sol, now);
+  }
+  // The entries of Q say little about how large x and the gradient will be; the last point does.
+  if (isopen && hom_hasq(prob) && set.scaling != hs_scaling::none &&
+      is_worthanother(prob, now.outcome) && std::isfinite(now.trace.sizex) &&
+      std::isfinite(now.trace.sizeg)) {
+    mon.log(2, "Solving again, scaled by the last point.\n");
+    hs_rescale(now.trace.sizex, now.trace.sizeg, prob);
+    run_again(prob, again, mon, mman, info, sol, now);
   }
   info.cputime = timer_cpu(clock);
   info.realtime = timer_wall(clock);
-  return outcome.code;
+  return now.outcome.code;
 }
 
 }  // namespace
