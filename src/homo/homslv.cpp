@@ -154,6 +154,15 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   now.outcome = run(prob, rows, set, mon, mman, info, sol, now.trace);
   const bool isopen = rows == nullptr && set.system == hs_system::free;
   hs_settings again = set;
+  // Scaling may make a problem harder, for instance one whose units presolve has mixed.
+  if (isopen && !hom_hasq(prob) && set.scaling == hs_scaling::free && is_doubtful(now.outcome)) {
+    mon.log(2, "Solving again without scaling.\n");
+    again.scaling = hs_scaling::none;
+    hom_prob plain(mm_at(mman));
+    hs_scaleproblem(lp, again.scaling, plain);
+    run_again(plain, again, mon, mman, info, sol, now);
+    again.scaling = set.scaling;
+  }
   // Normal equations square the condition of A: where a problem is too much for them, both blocks at
   // once have another try.
   if (isopen && !now.trace.isbig && is_worthanother(prob, now.outcome)) {
