@@ -82,6 +82,33 @@ double hom_centrality(const hom_prob& prob, const hom_point& pt) {
   return least;
 }
 
+namespace {
+
+// tau (c'x + x'Qx / tau - b'y + u'v), from the residuals.
+double pair_gap(const hom_state& st) {
+  const hom_point& it = st.it;
+  return hom_dot(it.x, st.rd) + hom_dot(it.x, it.s) + hom_dot(it.w, it.v) + hom_dot(it.v, st.ru) -
+         hom_dot(it.y, st.rp);
+}
+
+// The reduced costs of columns between bounds are their residuals, and each counts in the gap of the
+// caller's problem with the distance to the bound.
+double residual_gap(const hom_state& st) {
+  const hom_prob& pr = st.prob;
+  double sum = 0;
+  size_t k = 0;
+  for (int32_t j = 0; j < pr.n; ++j) {
+    if (pr.isfree[j] != 0) continue;
+    double far = st.it.x[j];
+    if (k < pr.ucol.size() && pr.ucol[k] == j) far = std::max(far, st.it.w[k++]);
+    sum += std::abs(st.rd[j]) * far;
+  }
+  for (int32_t i = 0; i < pr.m; ++i) sum += std::abs(st.rp[i] * st.it.y[i]);
+  return sum;
+}
+
+}  // namespace
+
 void intpnt_computeresiduals(hom_state& st, double alongstep) {
   const hom_prob& pr = st.prob;
   const hom_point& it = st.it;
@@ -116,6 +143,10 @@ void intpnt_computeresiduals(hom_state& st, double alongstep) {
   ms.by = hom_dot(pr.b, it.y) - uv;
   st.rg = it.kappa - ms.by + ms.cx;
   if (hom_hasq(pr)) st.rg += ms.xqx / it.tau;
+  // What shifts to bounds make of b and c cancels in the objectives of curved rows; their difference
+  // follows from the residuals and products as well.
+  const double gap = st.quads != nullptr ? pair_gap(st) : 0;
+  if (st.quads != nullptr) st.rg = it.kappa + gap / it.tau;
   ms.mu = hom_mu(pr, it);
   ms.kapdivtau = it.kappa / it.tau;
   const double tau = it.tau;
@@ -134,7 +165,11 @@ void intpnt_computeresiduals(hom_state& st, double alongstep) {
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
   const double half = ms.xqx / tau / 2, shift = st.quads != nullptr ? st.quads->shift : 0;
   ms.pobj = hs_objective(pr, (ms.cx + half) / tau + shift);
-  ms.dobj = hs_objective(pr, (ms.by - half) / tau + shift);
+  ms.dobj = hs_objective(
+      pr, st.quads != nullptr ? (ms.cx + half) / tau + shift - gap / (tau * tau) : (ms.by - half) / tau);
+  ms.objerr = st.quads == nullptr ? 0
+                                  : residual_gap(st) / (tau * tau) * pr.sb * pr.sc /
+                                        (1 + std::abs(ms.pobj));
   ms.gap = std::abs(ms.pobj - ms.dobj) / (1 + std::min(std::abs(ms.pobj), std::abs(ms.dobj)));
   ms.pf = hom_nanmax(hom_maxabs(st.rp), hom_maxabs(st.ru)) / (tau * st.nrm0p);
   ms.df = hom_maxabs(st.rd) / (tau * st.nrm0d);

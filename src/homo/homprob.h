@@ -20,6 +20,10 @@
 struct hs_quad {
   int32_t row = -1;
   const quad_form* q = nullptr;  // over columns without the slack
+  // Linear part over q->vars and right-hand side before the row was shifted to bounds: scaling goes by
+  // these, since what a shift adds to both is no measure of a solution.
+  std::span<const double> a;
+  double rhs = 0;
 };
 
 struct hs_lp {
@@ -32,6 +36,7 @@ struct hs_lp {
   // factor of scaling, -1: one of its own.
   std::span<const int32_t> group = {};
   double nrmb = 0;     // largest right-hand side that feasibility is relative to; 0: of b
+  double nrmc = -1;    // largest cost that feasibility is relative to; negative: of c. With quads only
   double cfix = 0;     // constant of the objective, only reported
   double objsign = 1;  // -1 when reported objectives are to be negated
   spmat_view q = {};   // n x n, lower triangle of Q, rows increasing; no columns: a linear problem

@@ -10,6 +10,10 @@
 
 namespace {
 
+// Part of what shifts make of right-hand sides and costs that feasibility is relative to: their rounding
+// is to stay well below the tolerances.
+constexpr double rounding_share = 1e-4;
+
 double trace(const quad_form& q) {
   double sum = 0;
   for (int32_t j = 0; j < q.low.ncol; ++j) {
@@ -21,10 +25,11 @@ double trace(const quad_form& q) {
 
 // What the entries of a row with a term amount to where the term is as large as its right-hand side: this
 // is what rows and columns are scaled by.
-void typical_row(const hs_quad& term, double rhs, std::span<double> size) {
+void typical_row(const hs_quad& term, std::span<double> size) {
   const quad_form& q = *term.q;
+  for (size_t l = 0; l < size.size(); ++l) size[l] = std::abs(term.a[l]);
   const bool isempty = std::all_of(size.begin(), size.end(), [](double v) { return v == 0; });
-  const double room = rhs == 0 && isempty ? 1 : std::abs(rhs);
+  const double room = term.rhs == 0 && isempty ? 1 : std::abs(term.rhs);
   for (int32_t j = 0; j < q.low.ncol; ++j) {
     const ptrdiff_t p = q.low.ptr[j];
     if (p == q.low.ptr[j + 1] || q.low.sub[p] != j) continue;
@@ -63,7 +68,7 @@ void extend_matrix(const hs_lp& lp, spmat& a, spmat& size) {
       sizes.push_back(std::abs(v));
     }
     if (of[i] != nullptr) {
-      typical_row(*of[i], lp.b[i], part);
+      typical_row(*of[i], part);
       for (size_t l = 0; l < part.size(); ++l) sizes[places[l]] = part[l];
     }
     more.ptr.push_back(ptrdiff_t(more.sub.size()));
@@ -181,7 +186,15 @@ void homquad_scale(const hs_lp& lp, hs_scaling scaling, hom_quads& quads) {
   extend_matrix(lp, a, size);
   hs_lp typical = lp;
   typical.a = spmat_look(size);
+  mm_vector<double> b(lp.b.begin(), lp.b.end(), at);
+  for (const hs_quad& term : lp.quads) b[term.row] = term.rhs;
+  typical.b = b;
   hs_scaleproblem(typical, scaling, prob);
+  if (lp.nrmc >= 0) prob.nrmc = std::max(lp.nrmc, rounding_share * prob.nrmc);
+  for (const hs_quad& term : lp.quads) {
+    prob.b[term.row] = lp.b[term.row] * prob.rowfac[term.row] / prob.sb;
+    prob.nrmb = std::max(prob.nrmb, rounding_share * std::abs(lp.b[term.row]));
+  }
   for (int32_t j = 0; j < prob.n; ++j) {
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
       prob.a.val[p] = a.val[p] * prob.rowfac[prob.a.sub[p]] * prob.colfac[j];

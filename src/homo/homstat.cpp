@@ -108,6 +108,7 @@ void take_off_rounding(hom_state& st, double& pfeas, double& dfeas) {
   pfeas = std::min(pfeas, std::max(most * pr.sb / ((1 + pr.nrmb) * it.tau), st.meas.rubfeas));
 }
 
+constexpr double objerr_gap = 10;    // the gap that residuals may make, over the gap's tolerance
 constexpr double exact_ray = 1e-5;   // part of the certificate tolerance asked while tau > kappa
 constexpr double mured_loose = 100;  // feasibility looser by this once mu has fallen far enough
 
@@ -141,7 +142,7 @@ hom_verdict hom_statustest(hom_state& st, double relax) {
   if (isnear && ms.gap <= set.tolrelgap * relax) take_off_rounding(st, pfeas, dfeas);
   if (pfeas < set.tolpfeas * relax && dfeas < set.toldfeas * relax) {
     if (st.mon.wants(6)) st.mon.log(6, "Is HOMO feasible\n");
-    if (ms.gap <= set.tolrelgap * relax) {
+    if (ms.gap <= set.tolrelgap * relax && ms.objerr <= objerr_gap * set.tolrelgap * relax) {
       return {relax > 1 ? hs_status::nearoptimal : hs_status::optimal, true};
     }
   }
@@ -155,7 +156,7 @@ hom_verdict hom_statustest(hom_state& st, double relax) {
       return {hs_status::illposed, true};
     }
     if (ms.pfeas <= mured_loose * set.tolpfeas && ms.dfeas <= mured_loose * set.toldfeas &&
-        ms.gap <= set.tolrelgap) {
+        ms.gap <= set.tolrelgap && ms.objerr <= objerr_gap * set.tolrelgap) {
       st.mon.log(6, "Solution is optimal.\n");
       return {hs_status::optimal, true};
     }

@@ -118,6 +118,17 @@ void move_term(const quad_form& from, const opt_internal& in, quad_form& to) {
   quadform_assemble(subi, subj, val, 0, to);
 }
 
+// Row i of the problem's own A at the variables of its term.
+void linear_part(const spmat& rows, int32_t i, const opt_internal& in, const quad_form& term,
+                 mm_vector<double>& out) {
+  out.assign(term.vars.size(), 0.0);
+  for (ptrdiff_t p = rows.ptr[i]; p < rows.ptr[i + 1]; ++p) {
+    const int32_t j = in.colof[rows.sub[p]];
+    const auto at = std::lower_bound(term.vars.begin(), term.vars.end(), j);
+    if (at != term.vars.end() && *at == j) out[at - term.vars.begin()] = rows.val[p];
+  }
+}
+
 }  // namespace
 
 void opt_fillquad(const opt_quadproblem& prob, const lp_point& point, opt_status status,
@@ -185,15 +196,22 @@ rescode solve_direct(const opt_quadproblem& prob, const quad_stage& stage, opt_s
   opt_internal in(at);
   opt_prepare(tangent.view, in);
   mm_vector<quad_form> forms(prob.terms.size(), quad_form(at), at);
+  mm_vector<mm_vector<double>> linear(prob.terms.size(), mm_vector<double>(at), at);
+  spmat rows(at);
+  spmat_transpose(flat.a, rows);
   mm_vector<hs_quad> quads(at);
   for (size_t k = 0; k < prob.terms.size(); ++k) {
     const int32_t i = prob.terms[k].row;
     if (row[i] == 0 || in.rowof[i] < 0) continue;
     move_term(*prob.terms[k].q, in, forms[k]);
-    quads.push_back({in.rowof[i], &forms[k]});
+    linear_part(rows, i, in, forms[k], linear[k]);
+    const double bound = flat.bkc[i] == ZLV_BK_UP ? flat.buc[i] : flat.blc[i];
+    quads.push_back({in.rowof[i], &forms[k], linear[k], bound});
   }
   hs_lp lp = opt_internalview(in, flat);
   lp.quads = quads;
+  lp.nrmc = 0;
+  for (const double v : flat.c) lp.nrmc = std::max(lp.nrmc, std::abs(v));
   hs_solution result(at);
   const rescode r = hs_optqc(lp, stage.set, stage.mon, stage.mman, stage.info, result);
   out.isfilled = !result.x.empty() || in.a.ncol == 0;
