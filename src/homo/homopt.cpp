@@ -165,11 +165,11 @@ void intpnt_computeresiduals(hom_state& st, double alongstep) {
   ms.dfeas = rdb * pr.sc / (tau * (1 + pr.nrmc));
   const double half = ms.xqx / tau / 2, shift = st.quads != nullptr ? st.quads->shift : 0;
   ms.pobj = hs_objective(pr, (ms.cx + half) / tau + shift);
-  ms.dobj = hs_objective(
-      pr, st.quads != nullptr ? (ms.cx + half) / tau + shift - gap / (tau * tau) : (ms.by - half) / tau);
-  ms.objerr = st.quads == nullptr ? 0
-                                  : residual_gap(st) / (tau * tau) * pr.sb * pr.sc /
-                                        (1 + std::abs(ms.pobj));
+  ms.dobj = hs_objective(pr, st.quads != nullptr ? (ms.cx + half) / tau + shift - gap / (tau * tau)
+                                                 : (ms.by - half) / tau);
+  ms.objerr = st.quads == nullptr
+                  ? 0
+                  : residual_gap(st) / (tau * tau) * pr.sb * pr.sc / (1 + std::abs(ms.pobj));
   ms.gap = std::abs(ms.pobj - ms.dobj) / (1 + std::min(std::abs(ms.pobj), std::abs(ms.dobj)));
   ms.pf = hom_nanmax(hom_maxabs(st.rp), hom_maxabs(st.ru)) / (tau * st.nrm0p);
   ms.df = hom_maxabs(st.rd) / (tau * st.nrm0d);

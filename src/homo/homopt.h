@@ -45,7 +45,8 @@ struct hom_measures {
   double rubfeas = 0;                    // the part of pfeas that upper bounds have
   double pobj = 0, dobj = 0;             // in the caller's units, constant included
   double mu = 0, kapdivtau = 0;
-  double objerr = 0;  // what residuals may make of the gap where bounds are far, relative; with quads
+  double objerr =
+      0;  // what residuals may make of the gap where bounds are far, relative; with quads
   double pf = 1, df = 1, gf = 1, cf = 1;  // scaled residuals and mu over tau, relative to the start
   double merit = 0;                       // max(pf, df, gf) + cf
   double cx = 0, by = 0, xqx = 0;         // c'x, b'y - u'v and x'Qx, scaled

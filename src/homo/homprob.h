@@ -35,9 +35,10 @@ struct hs_lp {
   // n or empty: columns of one group (numbered from 0, each a range of columns) get one common
   // factor of scaling, -1: one of its own.
   std::span<const int32_t> group = {};
-  double nrmb = 0;     // largest right-hand side that feasibility is relative to; 0: of b
-  double nrmc = -1;    // largest cost that feasibility is relative to; negative: of c. With quads only
-  double cfix = 0;     // constant of the objective, only reported
+  double nrmb = 0;  // largest right-hand side that feasibility is relative to; 0: of b
+  double nrmc =
+      -1;           // largest cost that feasibility is relative to; negative: of c. With quads only
+  double cfix = 0;  // constant of the objective, only reported
   double objsign = 1;  // -1 when reported objectives are to be negated
   spmat_view q = {};   // n x n, lower triangle of Q, rows increasing; no columns: a linear problem
   std::span<const hs_quad> quads = {};  // at most one a row

@@ -152,10 +152,11 @@ void primal_equations(const meas_state& st, const spmat& a, mm_place at, double&
     raise(largest, std::abs(row[i].value()));
   }
   if (!st.isdualray) return;
-  // A ray along which a quadratic term bends is none.
+  // A ray along which a quadratic term bends is none, unless its row has no bound.
   mm_vector<exact_sum> grad(size_t(st.var.count), exact_sum{}, at);
   for (int32_t k = prob_obj; k < st.con.count; ++k) {
     if (prob_getq(st.prob, k).val.empty()) continue;
+    if (k != prob_obj && st.prob.bkc[k] == ZLV_BK_FR) continue;
     std::ranges::fill(grad, exact_sum{});
     quad_addgrad(st, k, 1, grad);
     for (const exact_sum& g : grad) raise(largest, std::abs(g.value()));

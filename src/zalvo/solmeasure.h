@@ -16,7 +16,8 @@ struct sol_measures {
 
   // Primal side. Absolute; maxima over all items, 0 when there are none.
   double primalobj = 0;  // c'x + x'Qx/2 + cfix; ray: c'x
-  double maxpeqi = 0;    // |xc_i - a_i x - x'Q_i x/2|; ray: |xc_i - a_i x|, |(Qx)_j|, |(Q_i x)_j|
+  double maxpeqi = 0;    // |xc_i - a_i x - x'Q_i x/2|; ray: |xc_i - a_i x|, |(Qx)_j|, and
+                         // |(Q_i x)_j| of rows with a bound
   double maxpbi = 0;   // by how much xc or xx is outside its bounds; ray: finite bounds count as 0
   double maxpcni = 0;  // x_0 short of |(x_1, ...)|; of a rotated cone (x_0 + x_1)/sqrt(2) short
                        // of |((x_0 - x_1)/sqrt(2), x_2, ...)|

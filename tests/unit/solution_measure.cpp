@@ -102,7 +102,7 @@ dense_measures evaluate(dense_box& d, int32_t whichsol, bool isprimray, bool isd
   for (int32_t i = 0; i < d.m; ++i) {
     const real quad = isdualray ? 0 : dot(x, times(d.q[size_t(i)], x)) / 2;
     r.maxpeqi = std::max(r.maxpeqi, std::abs(ax[i] + quad - xc[i]));
-    if (isdualray)
+    if (isdualray && p.bkc[size_t(i)] != ZLV_BK_FR)
       for (const real g : times(d.q[size_t(i)], x)) r.maxpeqi = std::max(r.maxpeqi, std::abs(g));
   }
   if (isdualray)
