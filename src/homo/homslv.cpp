@@ -125,11 +125,11 @@ struct try_state {
 };
 
 // Another run; its result stands when it is better.
-void run_again(const hom_prob& prob, const hs_settings& set, const monitor& mon, memman& mman,
-               hs_info& info, hs_solution& sol, try_state& now) {
+void run_again(const hom_prob& prob, hom_quads* quads, const hs_settings& set, const monitor& mon,
+               memman& mman, hs_info& info, hs_solution& sol, try_state& now) {
   hs_solution second(mm_at(mman));
   const int32_t before = info.iter;
-  const hom_outcome next = run(prob, nullptr, set, mon, mman, info, second, now.trace);
+  const hom_outcome next = run(prob, quads, set, mon, mman, info, second, now.trace);
   info.iter += before;
   if (next.status == hs_status::optimal || is_doubtful(now.outcome)) {
     now.outcome = next;
@@ -152,7 +152,7 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   info.solvedual = set.solvedual;
   try_state now;
   now.outcome = run(prob, rows, set, mon, mman, info, sol, now.trace);
-  const bool isopen = rows == nullptr && set.system == hs_system::free;
+  const bool isopen = set.system == hs_system::free;
   hs_settings again = set;
   // Scaling may make a problem harder, for instance one whose units presolve has mixed.
   if (isopen && !hom_hasq(prob) && set.scaling == hs_scaling::free && is_doubtful(now.outcome)) {
@@ -168,15 +168,15 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   if (isopen && !now.trace.isbig && is_worthanother(prob, now.outcome)) {
     mon.log(2, "Solving again with the quasi-definite system.\n");
     again.system = hs_system::quasidefinite;
-    run_again(prob, again, mon, mman, info, sol, now);
+    run_again(prob, rows, again, mon, mman, info, sol, now);
   }
   // The entries of Q say little about how large x and the gradient will be; the last point does.
-  if (isopen && hom_hasq(prob) && set.scaling != hs_scaling::none &&
+  if (isopen && rows == nullptr && hom_hasq(prob) && set.scaling != hs_scaling::none &&
       is_worthanother(prob, now.outcome) && std::isfinite(now.trace.sizex) &&
       std::isfinite(now.trace.sizeg)) {
     mon.log(2, "Solving again, scaled by the last point.\n");
     hs_rescale(now.trace.sizex, now.trace.sizeg, prob);
-    run_again(prob, again, mon, mman, info, sol, now);
+    run_again(prob, nullptr, again, mon, mman, info, sol, now);
   }
   info.cputime = timer_cpu(clock);
   info.realtime = timer_wall(clock);
