@@ -170,8 +170,8 @@ void prim_move(prim_state& p) {
     if (now == p.infeas[i]) continue;
     lu_vecset(p.delta, i, double(now - p.infeas[i]));
     p.numinfeas += (now != 0 ? 1 : 0) - (p.infeas[i] != 0 ? 1 : 0);
+    st.cost[st.basic[i]] += now - p.infeas[i];
     p.infeas[i] = now;
-    st.cost[st.basic[i]] = now;
   }
 }
 

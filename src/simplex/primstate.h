@@ -50,7 +50,6 @@ constexpr uint8_t prim_isout = prim_isheld | prim_istaboo | prim_isasleep;
 struct prim_state {
   sim_state& st;
   bool isphase1 = false;
-  bool wasphase1 = false;                       // at the last look at the progress
   bool isperturbed = false, isshifted = false;  // bounds were widened; taken along by rounding
   bool mayperturb = true;
   bool toupper = false;  // the bound at which the leaving variable stays
@@ -75,6 +74,7 @@ struct prim_state {
   // other bound.
   int32_t q = -1, p = -1, dir = 1;
   int32_t numinfeas = 0;  // in phase 1
+  double costshare = 0;   // of the true costs in those of phase 1
   double dq = 0, alpha = 0, theta = 0, wq = 1;
   lu_vector col, rho, row, delta;  // row: of the structurals; delta: phase 1 cost changes
   lu_vector tau, cross;  // steepest edge: B^-T of the entering edge, its products with columns
@@ -83,13 +83,16 @@ struct prim_state {
   double suminfeas = 0, maxinfeas = 0;  // of the last look at all
 
   // Stalling and trouble.
-  double pertsize = 0;    // relative to 1 + |bound|
-  double gained = 0;      // minus what the objective fell by in phase 2, since the start
+  double pertsize = 0;  // relative to 1 + |bound|
+  double gained = 0;    // minus what the objective fell by in phase 2, since the start
+  double borrowed = 0;  // of that, what bounds taken along by leaving variables have brought
+  // The best objective (with borrowed), and the best sum of infeasibilities since then.
+  double bestobj = std::numeric_limits<double>::infinity();
+  double bestsum = std::numeric_limits<double>::infinity();
   double objective = 0;   // at the last rebuild, in the caller's units; kept when there is a cut
   double gainedthen = 0;  // gained at that time
   // What the optimum is at least, from the reduced costs of the last rebuild; kept when there is a cut.
   double bound = -std::numeric_limits<double>::infinity();
-  double merit = 0;      // of the last look: gained, or the sum of infeasibilities
   int32_t numwatch = 0;  // iterations since
   int32_t numidle = 0;   // looks in a row without progress, all measures taken
   int32_t numrestore = 0, numretry = 0, numbaddual = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 #include <utility>
 
 #include "misc/prique.h"
@@ -60,15 +61,16 @@ void setup(crash_work& w, bool fordual) {
   }
 }
 
-// The best live column of row i: by kind, then by few entries, then by index. -1: none.
+// The best live column of row i: by kind, then by few entries, then by cost. -1: none.
 int32_t choose_column(const crash_work& w, int32_t i) {
   int32_t best = -1;
   for (ptrdiff_t k = w.rows.ptr[i]; k < w.rows.ptr[i + 1]; ++k) {
     const int32_t j = w.rows.sub[k];
     if (!takes(w, i, j) || std::abs(w.rows.val[k]) < simcrash_relpiv * w.largest[j]) continue;
-    const auto length = [&](int32_t c) { return w.lp.a.ptr[c + 1] - w.lp.a.ptr[c]; };
-    if (best < 0 || w.kind[j] > w.kind[best] ||
-        (w.kind[j] == w.kind[best] && length(j) < length(best))) {
+    const auto key = [&](int32_t c) {
+      return std::make_tuple(-int32_t(w.kind[c]), w.lp.a.ptr[c + 1] - w.lp.a.ptr[c], w.lp.c[c]);
+    };
+    if (best < 0 || key(j) < key(best)) {
       best = j;
     }
   }

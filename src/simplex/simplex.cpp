@@ -67,23 +67,25 @@ rescode look_at(sim_state& st, double& suminfeas) {
   return r;
 }
 
-// Puts columns in place of logicals. A crash that makes things much worse is taken back: along a chain
-// of columns values can grow without end.
+// Puts columns in place of logicals; for the primal simplex unless these are feasible: then phase 2
+// begins better without. A crash that makes things much worse is taken back: along a chain of columns
+// values can grow without end.
 rescode take_crash(sim_state& st, sim_method method) {
   const double t0 = timer_cpu(st.mon.clock);
   mm_vector<int32_t> colofrow(mm_at(st.mman));
   const bool fordual = method != sim_method::primal;
   const int32_t trh = fordual ? st.set.dualcrash : st.set.primcrash;
-  st.info.numcrash = sim_crash(st.lp, trh, fordual, st.mman, colofrow);
-  rescode r = rescode::ok;
+  double before = 0, after = 0;
+  rescode r = look_at(st, before);
+  if (r == rescode::ok && (fordual || before > 0)) {
+    st.info.numcrash = sim_crash(st.lp, trh, fordual, st.mman, colofrow);
+  }
   if (st.info.numcrash > 0) {
-    double before = 0, after = 0;
-    r = look_at(st, before);
     for (int32_t i = 0; i < st.m; ++i) {
       if (colofrow[i] < 0) colofrow[i] = st.n + i;
     }
     sim_takebasis(st, colofrow);
-    if (r == rescode::ok) r = look_at(st, after);
+    r = look_at(st, after);
     if (after > opt_worsecrash * (1 + before)) {
       for (int32_t i = 0; i < st.m; ++i) colofrow[i] = st.n + i;
       sim_takebasis(st, colofrow);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "cpub/callback.h"
 #include "simplex/primstate.h"
@@ -27,6 +28,8 @@ constexpr int32_t loop_maxbaddual = 5;
 constexpr double loop_partial = 20.0;
 // Fresh factors: pivots by row and column may differ by so much, relative, before q is refused.
 constexpr double loop_worstpivot = 1e-3;
+// Share of the largest cost in the costs of phase 1, beside infeasibilities of 1.
+constexpr double loop_costshare = 0.1;
 
 bool stop(sim_state& st, rescode why) {
   st.code = why;
@@ -39,8 +42,8 @@ void set_costs(prim_state& p) {
     std::copy(st.cost0.begin(), st.cost0.end(), st.cost.begin());
     return;
   }
-  std::fill(st.cost.begin(), st.cost.end(), 0.0);
-  for (int32_t i = 0; i < st.m; ++i) st.cost[st.basic[i]] = p.infeas[i];
+  for (int32_t k = 0; k < st.nt; ++k) st.cost[k] = p.costshare * st.cost0[k];
+  for (int32_t i = 0; i < st.m; ++i) st.cost[st.basic[i]] += p.infeas[i];
 }
 
 // The objective without perturbation of costs; x may lie at widened bounds.
@@ -161,7 +164,8 @@ prim_action flip(prim_state& p) {
 void settle_leaving(prim_state& p, int32_t k) {
   sim_state& st = p.st;
   double& bound = p.toupper ? st.up[k] : st.lo[k];
-  if (std::abs(st.xb[p.p] - bound) > prim_shift) {
+  if (const double by = std::abs(st.xb[p.p] - bound); by > prim_shift) {
+    if (!p.isphase1) p.borrowed += by * std::abs(p.dq / p.alpha);
     bound = st.xb[p.p];
     p.isshifted = true;
   }
@@ -177,7 +181,7 @@ prim_action pivot(prim_state& p) {
   prim_updateduals(p);
   if (p.isphase1 && p.infeas[p.p] != 0) {
     st.d[leaving] -= p.infeas[p.p];
-    st.cost[leaving] = 0;
+    st.cost[leaving] -= p.infeas[p.p];
     --p.numinfeas;
     p.infeas[p.p] = 0;
   }
@@ -307,9 +311,17 @@ struct loop_verdict {
   sim_end end = sim_end::undecided;
 };
 
+// From here on phase 1 looks at infeasibilities only.
+loop_verdict drop_costs(prim_state& p) {
+  p.costshare = 0;
+  p.bestsum = std::numeric_limits<double>::infinity();
+  return {rebuild(p, true), sim_end::stopped};
+}
+
 loop_verdict judge_optimal(prim_state& p) {
   sim_state& st = p.st;
   if (!st.isfresh) return {rebuild(p, true), sim_end::stopped};
+  if (p.isphase1 && p.costshare > 0) return drop_costs(p);
   // The proof counts whatever bounds were moved on the way to it.
   if (p.isphase1 && prove_infeasible(p)) return {false, sim_end::priminfeas};
   if (!p.taboo.empty() && p.numretry < loop_maxretry) {
@@ -345,6 +357,7 @@ loop_verdict judge_optimal(prim_state& p) {
 
 loop_verdict judge_unblocked(prim_state& p) {
   if (!p.st.isfresh) return {rebuild(p, true), sim_end::stopped};
+  if (p.isphase1 && p.costshare > 0) return drop_costs(p);
   if (!p.isphase1 && prove_unbounded(p)) return {false, sim_end::dualinfeas};
   refuse(p);
   return {};
@@ -381,6 +394,9 @@ prim_state::prim_state(sim_state& state)
   tolp = tolh = st.tolx;
   told = st.tols;
   pivaccept = prim_pivaccept * st.set.tolpiv;
+  double largest = 0;
+  for (const double c : st.cost0) largest = std::max(largest, std::abs(c));
+  if (largest > 0) costshare = loop_costshare / largest;
   if (st.set.primsel != sim_selection::free) {
     rule = st.set.primsel;
   } else if (st.n > loop_partial * st.m) {
