@@ -103,10 +103,14 @@ rescode identify(const lp_view& lp, const lp_point& interior, const opt_stage& s
 
 }  // namespace
 
-bool opt_isbasic(const lp_view& lp, basic_point& at) {
+bool opt_isbasic(const lp_view& lp, const sim_settings& set, basic_point& at) {
   const opt_kind kind = opt_kindof(opt_statusof(at.point.verdict));
   const bool isbasic = kind != opt_kind::point || settle_basis(lp, at);
-  return at.point.verdict != lp_verdict::none && isbasic && opt_isgood(lp, at.point, kind);
+  if (at.point.verdict == lp_verdict::none || !isbasic) return false;
+  const opt_quality q = opt_judge(lp, at.point, kind);
+  const bool iswithin = kind != opt_kind::point ||
+                        (q.primal * q.primalscale <= set.tolx && q.dual * q.dualscale <= set.tols);
+  return opt_isgood(q) && iswithin;
 }
 
 rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_settings& set,
@@ -114,6 +118,17 @@ rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_setting
   const rescode r =
       sim_optimize(lp, set, stage.mon.sim, stage.mman, stage.info.sim, at.basis, at.point);
   at.isfilled = true;
+  return r;
+}
+
+rescode opt_goon(const lp_view& lp, const opt_stage& stage, basic_point& at) {
+  sim_info& info = stage.info.sim;
+  const bool primhot = info.primhot, dualhot = info.dualhot;
+  sim_settings set = stage.set.sim;
+  set.hotstart = true;
+  const rescode r = opt_simplex(lp, stage, set, at);
+  info.primhot = primhot;
+  info.dualhot = dualhot;
   return r;
 }
 
@@ -141,11 +156,6 @@ rescode opt_finishbasic(const lp_view& lp, const prslv_rec& rec, const opt_stage
   std::swap(at, out);
   at.isfilled = true;
   at.point.verdict = verdict;
-  if (opt_isbasic(lp, at) || verdict == lp_verdict::none) return rescode::ok;
-  sim_info& info = stage.info.sim;
-  const bool primhot = info.primhot, dualhot = info.dualhot;
-  const rescode r = opt_simplex(lp, stage, stage.set.sim, at);
-  info.primhot = primhot;  // the caller gave no start
-  info.dualhot = dualhot;
-  return r;
+  if (opt_isbasic(lp, stage.set.sim, at) || verdict == lp_verdict::none) return rescode::ok;
+  return opt_goon(lp, stage, at);
 }

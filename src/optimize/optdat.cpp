@@ -408,7 +408,12 @@ void column_duals(const opt_problem& prob, opt_kind kind, opt_solution& sol) {
   }
 }
 
-void fill_primal(const opt_problem& prob, const lp_point& point, opt_kind kind, opt_solution& sol) {
+// What becomes of values that are outside of their bounds by no more than tolerances. The basic variables
+// of a basic solution stay where the others put them.
+enum class fill_mode { clipped, exact };
+
+void fill_primal(const opt_problem& prob, const lp_point& point, opt_kind kind, fill_mode mode,
+                 opt_solution& sol) {
   for (int32_t j = 0; j < prob.numvar; ++j) {
     const int32_t key = prob.bkx[j];
     double x = point.x[j];
@@ -416,7 +421,7 @@ void fill_primal(const opt_problem& prob, const lp_point& point, opt_kind kind, 
       // Only zero moves between two bounds.
       if (opt_haslower(key)) x = std::max(x, 0.0);
       if (opt_hasupper(key)) x = std::min(x, 0.0);
-    } else {
+    } else if (mode == fill_mode::clipped) {
       if (opt_haslower(key)) x = std::max(x, prob.blx[j]);
       if (opt_hasupper(key)) x = std::min(x, prob.bux[j]);
     }
@@ -425,11 +430,13 @@ void fill_primal(const opt_problem& prob, const lp_point& point, opt_kind kind, 
   spmat_addax(prob.a, 1, sol.xx, sol.xc);
 }
 
-void fill_dual(const opt_problem& prob, const lp_point& point, opt_kind kind, opt_solution& sol) {
+void fill_dual(const opt_problem& prob, const lp_point& point, opt_kind kind, fill_mode mode,
+               opt_solution& sol) {
+  const bool isclipped = mode == fill_mode::clipped || kind != opt_kind::point;
   for (int32_t i = 0; i < prob.numcon; ++i) {
     double y = point.y[i];
-    if (!opt_haslower(prob.bkc[i])) y = std::min(y, 0.0);
-    if (!opt_hasupper(prob.bkc[i])) y = std::max(y, 0.0);
+    if (isclipped && !opt_haslower(prob.bkc[i])) y = std::min(y, 0.0);
+    if (isclipped && !opt_hasupper(prob.bkc[i])) y = std::max(y, 0.0);
     sol.y[i] = y;
     sol.slc[i] = std::max(y, 0.0);
     sol.suc[i] = std::max(-y, 0.0);
@@ -438,14 +445,14 @@ void fill_dual(const opt_problem& prob, const lp_point& point, opt_kind kind, op
 }
 
 // All but the status keys and the signs of a maximization.
-void fill_values(const opt_problem& prob, const lp_point& point, opt_status status,
+void fill_values(const opt_problem& prob, const lp_point& point, opt_status status, fill_mode mode,
                  opt_solution& sol) {
   zero(sol);
   sol.prosta = status.prosta;
   sol.solsta = status.solsta;
   const opt_kind kind = opt_kindof(status);
-  if (kind != opt_kind::dualray) fill_primal(prob, point, kind, sol);
-  if (kind != opt_kind::primalray) fill_dual(prob, point, kind, sol);
+  if (kind != opt_kind::dualray) fill_primal(prob, point, kind, mode, sol);
+  if (kind != opt_kind::primalray) fill_dual(prob, point, kind, mode, sol);
   if (kind == opt_kind::point) return;
   normalise_ray(prob, kind, sol);
   if (kind == opt_kind::dualray) column_duals(prob, kind, sol);  // for y as it is after rounding
@@ -482,14 +489,14 @@ void opt_reverse(const opt_problem& prob, const opt_internal& in, const hs_solut
 
 void opt_fill(const opt_problem& prob, const lp_point& point, opt_status status,
               opt_solution& sol) {
-  fill_values(prob, point, status, sol);
+  fill_values(prob, point, status, fill_mode::clipped, sol);
   if (opt_kindof(status) == opt_kind::point) set_status_keys(prob, sol);
   if (prob.maximize) negate_duals(sol);
 }
 
 void opt_fillbasic(const opt_problem& prob, const lp_point& point, const lp_basis& basis,
                    opt_status status, opt_solution& sol) {
-  fill_values(prob, point, status, sol);
+  fill_values(prob, point, status, fill_mode::exact, sol);
   for (int32_t i = 0; i < prob.numcon; ++i) sol.skc[i] = int32_t(basis.con[i]);
   for (int32_t j = 0; j < prob.numvar; ++j) sol.skx[j] = int32_t(basis.var[j]);
   if (prob.maximize) negate_duals(sol);

@@ -100,9 +100,12 @@ opt_quality opt_judge(const lp_view& lp, const lp_point& point, opt_kind kind) {
   return q;
 }
 
-bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind) {
-  const opt_quality q = opt_judge(lp, point, kind);
+bool opt_isgood(const opt_quality& q) {
   return q.primal <= opt_goodlimit && q.dual <= opt_goodlimit && q.gap <= opt_goodlimit;
+}
+
+bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind) {
+  return opt_isgood(opt_judge(lp, point, kind));
 }
 
 void opt_slackbasis(const lp_view& lp, lp_basis& basis) {

@@ -27,6 +27,7 @@ struct opt_quality {
 };
 opt_quality opt_judge(const lp_view& lp, const lp_point& point, opt_kind kind);
 // opt_isgood: whether a point or ray that is said to be optimal, or a certificate, is one.
+bool opt_isgood(const opt_quality& quality);
 bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind);
 
 // opt_slackbasis: all rows basic, every column at a bound or at zero.
@@ -43,9 +44,11 @@ struct basic_point {
 // earlier runs of the pipeline.
 rescode opt_simplex(const lp_view& lp, const opt_stage& stage, const sim_settings& set,
                     basic_point& at);
-// opt_isbasic: whether at is what its verdict says, proved on lp, with nonbasic variables at bounds,
-// which their keys name afterwards. No verdict: false.
-bool opt_isbasic(const lp_view& lp, basic_point& at);
+// opt_goon: the same from at.basis whatever the caller says of hot starts, since it is none of his.
+rescode opt_goon(const lp_view& lp, const opt_stage& stage, basic_point& at);
+// opt_isbasic: whether at is what its verdict says, proved on lp, to the tolerances of set, with nonbasic
+// variables at bounds, which their keys name afterwards. No verdict: false.
+bool opt_isbasic(const lp_view& lp, const sim_settings& set, basic_point& at);
 
 // opt_basind: a basic point of lp from an interior one: basis identification and clean-up simplex.
 rescode opt_basind(const lp_view& lp, const lp_point& interior, const opt_stage& stage,

@@ -97,7 +97,7 @@ int32_t sim_crash(const lp_view& lp, int32_t trh, bool fordual, memman& mman,
   int32_t numfixed = 0, numchosen = 0;
   for (int32_t i = 0; i < lp.numcon; ++i) numfixed += is_fixed(lp, i) ? 1 : 0;
   const bool hasfree = std::find(w.kind.begin(), w.kind.end(), crash_free) != w.kind.end();
-  if (!hasfree && 100.0 * numfixed < (100.0 - trh) * lp.numcon) {
+  if (trh <= 0 || (!hasfree && 100.0 * numfixed <= (100.0 - trh) * lp.numcon)) {
     colofrow = std::move(w.colofrow);
     return 0;
   }

@@ -10,8 +10,8 @@
 // sim_crash: chooses columns for rows by their pattern (lower triangular, rows of few candidates
 // first). Rows that are fixed take any column that is not fixed, other rows only free columns; free
 // rows keep their logical.
-//   trh       percent; nothing is chosen when less than 100 - trh percent of the rows are fixed and
-//             no column is free
+//   trh       percent; nothing is chosen unless more than 100 - trh percent of the rows are fixed or a
+//             column is free, and never with 0
 //   fordual   only columns without cost, and free ones: with the first the reduced costs stay the costs,
 //             and a start that is dual feasible stays so
 //   colofrow  out, numcon: the column that is basic in place of the row's logical, or -1. The basis

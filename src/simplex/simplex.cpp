@@ -138,6 +138,16 @@ rescode run_turns(sim_state& st, sim_method method) {
   return rescode::trm_stall;
 }
 
+// A given basis that is optimal already needs no method.
+bool is_done(sim_state& st) {
+  const sim_measures s = sim_measure(st);
+  if (s.numprim > 0 || s.numdual > 0 || !is_optimal(st)) return false;
+  st.info.primobj = sim_objective(st, st.primobj);
+  st.info.dualobj = sim_objective(st, st.dualobj);
+  st.info.feas = 0;
+  return true;
+}
+
 // One attempt from a start basis, or from none; its basis and point in last and found.
 rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
   const sim_settings& set = st.set;
@@ -154,7 +164,7 @@ rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
     sim_duals(st);
     const sim_method method = first_method(st, ishot);
     (method == sim_method::primal ? st.info.primhot : st.info.dualhot) = ishot;
-    code = run_turns(st, method);
+    code = ishot && is_done(st) ? optimal_code(st) : run_turns(st, method);
   }
   st.info.running = sim_method::free;
   if (st.point->verdict == lp_verdict::none) (void)sim_truemeasure(st);

@@ -80,7 +80,8 @@ struct sim_info {
 //          once the setup is done
 //   info   in: of an earlier run, whose counts and times go on and count for the limits, or as made.
 //          Updated before every poll
-//   basis  in: start basis when not empty; any keys will do, it is repaired. out: the last basis,
+//   basis  in: start basis when not empty; any keys will do, it is repaired, and when it is optimal
+//          neither method is begun. out: the last basis,
 //          exactly numcon of it basic, nonsingular
 //   point  out: x and y of the basis with verdict optimal or none, or a certificate, checked on prob
 //          with sums free of rounding errors
