@@ -155,12 +155,13 @@ rescode optimize(const hs_lp& lp, const hs_settings& set, const monitor& mon, me
   const bool isopen = set.system == hs_system::free;
   hs_settings again = set;
   // Scaling may make a problem harder, for instance one whose units presolve has mixed.
-  if (isopen && !hom_hasq(prob) && set.scaling == hs_scaling::free && is_doubtful(now.outcome)) {
+  if (isopen && rows == nullptr && !hom_hasq(prob) && set.scaling == hs_scaling::free &&
+      is_doubtful(now.outcome)) {
     mon.log(2, "Solving again without scaling.\n");
     again.scaling = hs_scaling::none;
     hom_prob plain(mm_at(mman));
     hs_scaleproblem(lp, again.scaling, plain);
-    run_again(plain, again, mon, mman, info, sol, now);
+    run_again(plain, nullptr, again, mon, mman, info, sol, now);
     again.scaling = set.scaling;
   }
   // Normal equations square the condition of A: where a problem is too much for them, both blocks at
