@@ -5,6 +5,7 @@
 #include <numeric>
 #include <utility>
 
+#include "kfac/kktfac.h"
 #include "order/symord.h"
 
 namespace {
@@ -140,8 +141,6 @@ void analyse(row_factor& f) {
   }
   std::partial_sum(f.begin.begin(), f.begin.end(), f.begin.begin());
   f.end.assign(f.begin.begin(), f.begin.end() - 1);
-  f.sub.resize(size_t(f.begin[f.u.n]));
-  f.val.resize(size_t(f.begin[f.u.n]));
   std::fill(f.mark.begin(), f.mark.end(), -1);
 }
 
@@ -160,9 +159,11 @@ int32_t find_reach(row_factor& f, int32_t k) {
   return top;
 }
 
-// The factor of the matrix plus shift. A pivot of at most drop is zero and has no column; false at
-// one that is not positive when drop is negative.
+// The factor of the matrix plus shift, laid out by analyse. A pivot of at most drop is zero and has no
+// column; false at one that is not positive when drop is negative.
 bool has_factor(row_factor& f, double shift, double drop) {
+  f.sub.resize(size_t(f.begin[f.u.n]));
+  f.val.resize(size_t(f.begin[f.u.n]));
   for (int32_t k = 0; k < f.u.n; ++k) {
     double pivot = 1 + shift;
     for (int32_t t = find_reach(f, k); t < f.u.n; ++t) {
@@ -181,6 +182,49 @@ bool has_factor(row_factor& f, double shift, double drop) {
   return true;
 }
 
+constexpr double work_large = 1e7;  // flops from which blocks are worth their setup
+constexpr int32_t order_given = 5;  // ordermethod of kktfac: none
+
+// Flops of the factorization that f is laid out for, about.
+double factor_work(const row_factor& f) {
+  double work = 0;
+  for (int32_t k = 0; k < f.u.n; ++k) {
+    const auto len = double(f.begin[k + 1] - f.begin[k]);
+    work += len * len;
+  }
+  return work;
+}
+
+// What has_factor tells, by the blocked factorization of the systems: as the matrix stands in their
+// negative block, none of its pivots has to be replaced.
+bool has_blockfactor(const unit_matrix& u, double shift, memman& mman) {
+  spmat upper(mm_at(mman)), lower(mm_at(mman));
+  upper.nrow = upper.ncol = u.n;
+  upper.ptr.assign(1, 0);
+  for (int32_t k = 0; k < u.n; ++k) {
+    upper.sub.insert(upper.sub.end(), u.sub.begin() + u.ptr[k], u.sub.begin() + u.ptr[k + 1]);
+    upper.val.insert(upper.val.end(), u.val.begin() + u.ptr[k], u.val.begin() + u.ptr[k + 1]);
+    upper.sub.push_back(k);
+    upper.val.push_back(1);
+    upper.ptr.push_back(ptrdiff_t(upper.sub.size()));
+  }
+  spmat_transpose(spmat_look(upper), lower);
+  const mm_vector<ptrdiff_t> noptr(size_t(u.n) + 1, 0, mm_at(mman));
+  const kktfac_ptr fac = kktfac_make(kktfac_kind::sqd, 0, u.n, mman);
+  kktfac_inaij(*fac, {0, u.n, noptr, {}, {}});
+  kktfac_inqij(*fac, spmat_look(lower));
+  kktfac_settings set;
+  set.ordermethod = order_given;
+  set.form = 1;
+  kktfac_regul regul;
+  regul.regcol = regul.regrow = regul.dynthr = regul.pivrel = 0;
+  const mm_vector<double> diagonal(size_t(u.n), shift, mm_at(mman));
+  // A monitor without a poll function never ends either phase.
+  static_cast<void>(kktfac_setup(*fac, set, {}, {}));
+  static_cast<void>(kktfac_numfacsqd(*fac, diagonal, {}, regul, {}));
+  return kktfac_getstats(*fac).numskipped == 0;
+}
+
 }  // namespace
 
 bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memman& mman) {
@@ -193,6 +237,7 @@ bool symdef_ispsd(const spmat_view& a, double sign, const symdef_tol& tol, memma
   make_unit(a, sign, zero, scale, place, u);
   row_factor f(u, mm_at(mman));
   analyse(f);
+  if (factor_work(f) > work_large) return has_blockfactor(u, tol.shift, mman);
   return has_factor(f, tol.shift, -1);
 }
 
