@@ -26,6 +26,27 @@ struct opt_quadproblem {
   std::span<const opt_quadratic> terms;
 };
 
+// An interior point of a problem's minimization, and where a proof of infeasibility holds.
+struct quad_point {
+  bool isfilled = false;  // a run that is stopped before its first iteration leaves nothing
+  hs_status status = hs_status::unknown;
+  lp_point point;
+  explicit quad_point(mm_place at) : point(at) {}
+};
+
+// What the stages share.
+struct quad_stage {
+  const hs_settings& set;
+  const monitor& mon;
+  memman& mman;
+  hs_info& info;
+};
+
+// opt_quadrun: one run of the homogeneous optimizer.
+//   sol  receives what needs no optimizer, and is defined then; null: not looked for
+rescode opt_quadrun(const opt_quadproblem& prob, const quad_stage& stage, opt_solution* sol,
+                    quad_point& out);
+
 // opt_quadslv: an interior solution of prob. Beside a certificate of primal infeasibility xx is the
 // point at which the gradients of the terms prove something together with the multipliers.
 //   info  updated before every poll of mon

@@ -94,6 +94,16 @@ struct quad_run {
   quad_run& operator=(const quad_run&) = delete;
 };
 
+// Entries of terms beyond which their factors, rows of the conic problem, are more work than a second
+// opinion is worth.
+constexpr size_t most_entries = 5000000;
+
+size_t count_entries(const quad_run& quad) {
+  size_t sum = quad.q.sub.size() / 2;
+  for (const quad_form& form : quad.forms) sum += form.low.sub.size();
+  return sum;
+}
+
 // How much a status says.
 int rank_of(int32_t solsta) {
   switch (solsta) {
@@ -191,7 +201,7 @@ rescode opt_runqcone(task_rec& t, const timer& clock) {
   std::fill(stored.snx.begin(), stored.snx.end(), 0.0);
   rescode r = run_direct(run, mon, quad, sol);
   const bool isended = r == rescode::ok || r == rescode::trm_stall;
-  if (isended && rank_of(sol.solsta) < 3) {
+  if (isended && rank_of(sol.solsta) < 3 && count_entries(quad) <= most_entries) {
     spare_solution spare(sol, mm_at(*t.mman));
     swap_values(sol, spare.view);
     const rescode second = run_cones(run, mon, quad, sol);
