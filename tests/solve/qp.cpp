@@ -152,6 +152,21 @@ void empty_column(lp_data& p) {  // its cost alone decides
   curve(p, {{0, 0, 1}});
 }
 
+constexpr int32_t chain = 1000;
+constexpr double chain_step = 1000;
+void long_chain(lp_data& p) {  // multipliers of 1e8 beside no costs: rounding alone leaves 1e-8
+  columns(p, std::vector<double>(chain, 0.0), ZLV_BK_FR, 0, 0);
+  for (int32_t j = 0; j + 1 < chain; ++j) {
+    row(p, {}, ZLV_BK_LO, chain_step);
+    p.subi.insert(p.subi.end(), {j, j});
+    p.subj.insert(p.subj.end(), {j, j + 1});
+    p.val.insert(p.val.end(), {1.0, -1.0});
+  }
+  for (int32_t j = 0; j < chain; ++j) curve(p, {{double(j), double(j), 1}});
+}
+constexpr double chain_objective =
+    chain_step * chain_step * chain * (double(chain) * chain - 1) / 24;
+
 class KnownQp : public testing::TestWithParam<known_case> {};
 TEST_P(KnownQp, HasItsAnswerInBothSenses) {
   lp_data p;
@@ -177,6 +192,7 @@ INSTANTIATE_TEST_SUITE_P(Problems, KnownQp,
                                          known_case{"Number51", problem51, 0},
                                          known_case{"Number76", problem76, -103.0 / 22},
                                          known_case{"FarBounds", far_bounds, -998.0 * 998 / 2 + 6},
+                                         known_case{"LongChain", long_chain, chain_objective},
                                          known_case{"NoBounds", no_bounds, -3},
                                          known_case{"TwiceGiven", twice_given, -3},
                                          known_case{"EmptyColumn", empty_column, -5.5}),
