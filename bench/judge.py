@@ -113,4 +113,4 @@ def measures(m, s):
              "rprimal": primal / (1.0 + finite_norm(rowlo, rowup, collo, colup)),
              "rdual": dual / (1.0 + norm(c)), "rcomp": comp / scale, "rgap": gap / scale}
     worst["objective"] = sign * pobj + m.const
-    return worst
+    return {name: float(value) for name, value in worst.items()}
