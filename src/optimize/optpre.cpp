@@ -123,6 +123,16 @@ void opt_slackbasis(const lp_view& lp, lp_basis& basis) {
   }
 }
 
+bool opt_trivialbasic(const opt_problem& prob, const lp_view& lp, memman& mman, opt_solution& sol) {
+  if (!opt_trivial(prob, sol)) return false;
+  lp_basis basis(mm_at(mman));
+  opt_slackbasis(lp, basis);
+  const auto code = [](lp_key key) { return int32_t(key); };
+  std::transform(basis.con.begin(), basis.con.end(), sol.skc.begin(), code);
+  std::transform(basis.var.begin(), basis.var.end(), sol.skx.begin(), code);
+  return true;
+}
+
 rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool forinterior,
                      const opt_stage& stage, prslv_rec& rec) {
   rec.verdict = prslv_verdict::undecided;

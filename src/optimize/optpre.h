@@ -33,6 +33,9 @@ bool opt_isgood(const lp_view& lp, const lp_point& point, opt_kind kind);
 // opt_slackbasis: all rows basic, every column at a bound or at zero.
 void opt_slackbasis(const lp_view& lp, lp_basis& basis);
 
+// opt_trivialbasic: opt_trivial of a basic solution, with the keys of that basis.
+bool opt_trivialbasic(const opt_problem& prob, const lp_view& lp, memman& mman, opt_solution& sol);
+
 struct basic_point {
   bool isfilled = false;
   lp_basis basis;

@@ -86,12 +86,16 @@ rescode opt_simslv(const opt_problem& prob, const opt_stage& stage, const lp_bas
   opt_makelp(prob, own);
   const lp_view lp = opt_lpview(own);
   basic_point at(mm_at(stage.mman));
+  bool istrivial = false;
   const rescode r = stage.mon.phase(callback_code::begin_simplex, callback_code::end_simplex, [&] {
     sol.isdefined = true;
+    istrivial = opt_trivialbasic(prob, lp, stage.mman, sol);
+    if (istrivial) return rescode::ok;
     const bool ishot = !start.var.empty() || !start.con.empty();
     if (ishot) at.basis = start;
     return ishot ? solve_form(lp, stage, at) : solve_presolved(lp, stage, at);
   });
+  if (istrivial) return r;
   if (at.basis.var.size() != size_t(lp.numvar) || at.basis.con.size() != size_t(lp.numcon)) {
     opt_slackbasis(lp, at.basis);  // stopped before there was one
     at.point.verdict = lp_verdict::none;

@@ -47,6 +47,7 @@ rescode solve_internal(const hs_lp& lp, const opt_stage& stage, hs_solution& sol
 
 struct interior_point {
   bool isfilled = false;   // a run that is stopped before its first iteration leaves nothing
+  bool istrivial = false;  // a certificate that needed no optimizer
   bool isreduced = false;  // comes from the reduced problem, whose point is kept
   hs_status ended = hs_status::unknown;
   opt_status status;
@@ -145,15 +146,11 @@ rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_s
   return solve_interior(lp, whole, nullptr, stage, found);
 }
 
-// A certificate that needed no optimizer, as a point of the minimization.
-void take_trivial(const opt_problem& prob, const opt_solution& sol, interior_point& found) {
+// What is known of a certificate that needed no optimizer; its numbers stand in the solution.
+void take_trivial(const opt_solution& sol, interior_point& found) {
   found.ended =
       sol.solsta == ZLV_SOL_STA_PRIM_INFEAS_CER ? hs_status::priminfeas : hs_status::dualinfeas;
-  found.status = {sol.prosta, sol.solsta};
-  found.point.x.assign(sol.xx.begin(), sol.xx.end());
-  found.point.y.assign(sol.y.begin(), sol.y.end());
-  for (double& y : found.point.y) y = prob.maximize ? -y : y;
-  found.isfilled = true;
+  found.istrivial = found.isfilled = true;
 }
 
 // Whether the end of the interior-point run lets a basis be identified: a run that came to its own end
@@ -199,7 +196,7 @@ rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution
     opt_makelp(prob, own);
     sol.isdefined = true;
     if (opt_trivial(prob, sol)) {
-      take_trivial(prob, sol, found);
+      take_trivial(sol, found);
       return rescode::ok;
     }
     const rescode code = solve_presolved(opt_lpview(own), prob, stage, rec, found);
@@ -208,6 +205,10 @@ rescode opt_ipmslv(const opt_problem& prob, const opt_stage& stage, opt_solution
     return code;
   });
   if (bas == nullptr || !wants_basis(stage.set.bimode, r, found)) return r;
+  if (found.istrivial) {
+    bas->isdefined = opt_trivialbasic(prob, opt_lpview(own), stage.mman, *bas);
+    return r;
+  }
   basic_point at(place);
   const rescode b = identify_basis(opt_lpview(own), rec, stage, found, at);
   if (at.isfilled) {

@@ -2,6 +2,8 @@
 // and that a hot start finds nothing left to do.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "support/api_box.h"
 #include "support/planted_lp.h"
 
@@ -121,12 +123,14 @@ TEST(Basis, CarriesTheCertificateToo) {
     const bool maximize = k % 2 == 1;
     const lp_data no = plant_infeasible(gen, {8, 12, 0.4}, maximize).p;
     const lp_data open = plant_unbounded(gen, {8, 12, 0.4}, maximize).p;
-    for (const lp_data* p : {&no, &open}) {
+    lp_data crossed = open;
+    crossed.bkx[k % 12] = ZLV_BK_RA, crossed.blx[k % 12] = 2, crossed.bux[k % 12] = 1;
+    for (const lp_data* p : {&no, &open, &std::as_const(crossed)}) {
       api_box box;
       put_data(box.task, *p);
       ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
       const lp_point bas = get_point(box.task, *p, ZLV_SOL_BAS);
-      EXPECT_EQ(bas.solsta, p == &no ? ZLV_SOL_STA_PRIM_INFEAS_CER : ZLV_SOL_STA_DUAL_INFEAS_CER);
+      EXPECT_EQ(bas.solsta, p != &open ? ZLV_SOL_STA_PRIM_INFEAS_CER : ZLV_SOL_STA_DUAL_INFEAS_CER);
       expect_honest(*p, bas);
     }
   }
