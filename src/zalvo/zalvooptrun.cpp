@@ -137,7 +137,9 @@ void run_copyall(opt_run& run) {
   task_rec& t = *run.task;
   run_copyinfo(run.info.ipm, t.inf);
   copy_presolve(run.info.prs, t.inf);
-  copy_simplex(run.info.sim, run.maximize != run.info.simflip, t.inf);
+  // Rows of the log and callbacks tell of the optimizer that runs; it may be the one that cleans up.
+  const bool iscleaning = run.info.clean.running != sim_method::free;
+  copy_simplex(iscleaning ? run.info.clean : run.info.sim, run.maximize != run.info.simflip, t.inf);
   t.inf.i[iinf::sim_solve_dual] = run.info.simdual ? 1 : 0;
   copy_basis(run.info, t.inf);
 }
