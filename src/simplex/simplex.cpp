@@ -1,6 +1,7 @@
 #include "simplex/simplex.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "cpub/callback.h"
@@ -28,6 +29,10 @@ constexpr double opt_carefulpivrel = 0.5;
 // A crash basis may have this many times the infeasibility of the logical one.
 constexpr double opt_worsecrash = 1e10;
 
+// Where the choice is free, the primal simplex begins with at most this share of rows infeasible, so
+// many columns for a row, and at least this share of columns with a wrong sign.
+constexpr double opt_fewinfeas = 0.01, opt_mostcolumns = 5, opt_manywrong = 0.1;
+
 sim_method other_method(sim_method method) {
   return method == sim_method::primal ? sim_method::dual : sim_method::primal;
 }
@@ -52,18 +57,28 @@ sim_end run_method(sim_state& st, sim_method method, bool mayperturb) {
   return r != rescode::ok && !isproved ? sim_end::stopped : end;
 }
 
-// The method to begin with: a given start that is feasible on one side only decides.
+// The method to begin with. A given start that is feasible on one side only decides. Without one, the
+// logical basis does: the primal simplex where that is nearly feasible, many reduced costs have signs
+// that no flip repairs, and columns are not so many that pricing them all costs too much.
 sim_method first_method(const sim_state& st, bool ishot) {
   if (st.set.method != sim_method::free) return st.set.method;
   const sim_measures s = sim_measure(st);
-  return ishot && s.numprim == 0 && s.numdual > 0 ? sim_method::primal : sim_method::dual;
+  if (ishot) return s.numprim == 0 && s.numdual > 0 ? sim_method::primal : sim_method::dual;
+  if (s.numprim > opt_fewinfeas * st.m || st.n > opt_mostcolumns * st.m) return sim_method::dual;
+  int32_t numwrong = 0;
+  for (int32_t j = 0; j < st.n; ++j) {
+    numwrong += (st.d[j] < -st.tols && !std::isfinite(st.up0[j])) ||
+                (st.d[j] > st.tols && !std::isfinite(st.lo0[j]));
+  }
+  return numwrong > opt_manywrong * st.n ? sim_method::primal : sim_method::dual;
 }
 
-// Sum of infeasibilities of the present basis, which is factored for it.
-rescode look_at(sim_state& st, double& suminfeas) {
+// Factors and values of the present basis.
+rescode compute(sim_state& st) {
   const rescode r = sim_factorize(st);
-  if (r == rescode::ok) sim_primals(st);
-  suminfeas = sim_measure(st).sumprim;
+  if (r != rescode::ok) return r;
+  sim_primals(st);
+  sim_duals(st);
   return r;
 }
 
@@ -75,21 +90,22 @@ rescode take_crash(sim_state& st, sim_method method) {
   mm_vector<int32_t> colofrow(mm_at(st.mman));
   const bool fordual = method != sim_method::primal;
   const int32_t trh = fordual ? st.set.dualcrash : st.set.primcrash;
-  double before = 0, after = 0;
-  rescode r = look_at(st, before);
-  if (r == rescode::ok && (fordual || before > 0)) {
+  const double before = sim_measure(st).sumprim;
+  if (fordual || before > 0) {
     st.info.numcrash = sim_crash(st.lp, trh, fordual, st.mman, colofrow);
   }
+  rescode r = rescode::ok;
   if (st.info.numcrash > 0) {
     for (int32_t i = 0; i < st.m; ++i) {
       if (colofrow[i] < 0) colofrow[i] = st.n + i;
     }
     sim_takebasis(st, colofrow);
-    r = look_at(st, after);
-    if (after > opt_worsecrash * (1 + before)) {
+    r = compute(st);
+    if (r == rescode::ok && sim_measure(st).sumprim > opt_worsecrash * (1 + before)) {
       for (int32_t i = 0; i < st.m; ++i) colofrow[i] = st.n + i;
       sim_takebasis(st, colofrow);
       st.info.numcrash = 0;
+      r = compute(st);
     }
   }
   st.info.crashtime += timer_cpu(st.mon.clock) - t0;
@@ -157,12 +173,10 @@ rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
                      int32_t(start.var.size()) == st.prob.numvar &&
                      st.prob.numvar + st.prob.numcon > 0;
   sim_setup(st, start);
-  rescode code = ishot ? rescode::ok : take_crash(st, set.method);
-  if (code == rescode::ok) code = sim_factorize(st);
+  rescode code = compute(st);
+  const sim_method method = first_method(st, ishot);
+  if (code == rescode::ok && !ishot) code = take_crash(st, method);
   if (code == rescode::ok) {
-    sim_primals(st);
-    sim_duals(st);
-    const sim_method method = first_method(st, ishot);
     (method == sim_method::primal ? st.info.primhot : st.info.dualhot) = ishot;
     code = ishot && is_done(st) ? optimal_code(st) : run_turns(st, method);
   }
