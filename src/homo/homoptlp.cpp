@@ -250,10 +250,10 @@ rescode hom_start(hom_state& st) {
   hom_point& it = st.it;
   it.tau = 1;
   it.kappa = 0;
+  if (st.quads != nullptr) homquad_start(*st.quads, st.set.psafe, it);
   const double mu = hom_mu(st.prob, it);
   const int32_t pairs = st.prob.n - int32_t(st.prob.fcol.size()) + int32_t(it.w.size());
   it.kappa = pairs > 0 ? std::max(mu * double(pairs + 1) / pairs, st.set.dsafe * 1e-3) : 1;
-  if (st.quads != nullptr) homquad_start(*st.quads, it);
   intpnt_computeresiduals(st);
   hom_initcomputations(st);
   st.mon.log(6, "%-12s: %-12.4e  %-12s: %-12.4e  %-12s: %-12.4e\n", "nrmc", st.prob.nrmc, "nrmb",

@@ -41,6 +41,8 @@ struct hs_lp {
   double cfix = 0;  // constant of the objective, only reported
   double objsign = 1;  // -1 when reported objectives are to be negated
   spmat_view q = {};   // n x n, lower triangle of Q, rows increasing; no columns: a linear problem
+  // n, with quads: where zero was before columns were shifted to bounds, or the bound nearest to it.
+  std::span<const double> origin = {};
   std::span<const hs_quad> quads = {};  // at most one a row
 };
 

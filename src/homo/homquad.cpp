@@ -10,8 +10,19 @@ namespace {
 constexpr double slack_change = 3;  // most change of a slack behind a step, as a factor
 }
 
-void homquad_start(const hom_quads& quads, hom_point& point) {
+void homquad_start(const hom_quads& quads, double floor, hom_point& point) {
   const hom_prob& prob = quads.prob;
+  for (const hom_quadrow& row : quads.rows) {
+    for (const int32_t j : row.q.vars) {
+      point.x[j] = prob.isfree[j] != 0 ? 0 : std::max(quads.origin[j], floor);
+    }
+  }
+  for (size_t k = 0; k < prob.u.size(); ++k) {
+    const int32_t j = prob.ucol[k];
+    const double least = std::min(floor, prob.u[k] / 2);
+    point.x[j] = std::clamp(point.x[j], least, prob.u[k] - least);
+    point.w[k] = prob.u[k] - point.x[j];
+  }
   mm_vector<double> product(quads.b.get_allocator());
   for (const hom_quadrow& row : quads.rows) {
     const ptrdiff_t last = prob.at.ptr[row.row + 1] - 1;
@@ -27,7 +38,7 @@ void homquad_start(const hom_quads& quads, hom_point& point) {
       const int32_t j = row.q.vars[l];
       value += (row.a[l] - prob.at.val[row.in_at[l]] + product[l] / 2) * point.x[j];
     }
-    point.x[slack] = std::max(point.x[slack], (quads.b[row.row] - value) / factor);
+    point.x[slack] = std::max(floor, (quads.b[row.row] - value) / factor);
     point.y[row.row] = -point.s[slack] / factor;
   }
 }

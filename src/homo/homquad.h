@@ -38,6 +38,7 @@ struct hom_quads {
   mm_vector<hom_quadrow> rows;
   mm_vector<double> b, c;  // of the problem itself, scaled; n and m
   mm_vector<double> h;     // its Q: values of prob.q or prob.qdiag
+  mm_vector<double> origin;  // n, as hs_lp's, scaled
   mm_vector<double> z;     // n, work
   // The terms that column j of H is the sum of: columns of the rows' matrices.
   mm_vector<ptrdiff_t> use_ptr;  // n + 1
@@ -52,6 +53,7 @@ struct hom_quads {
         b(at),
         c(at),
         h(at),
+        origin(at),
         z(at),
         use_ptr(at),
         use_row(at),
@@ -65,8 +67,10 @@ struct hom_quads {
 // data those of a point. quads.prob is prob.
 void homquad_scale(const hs_lp& lp, hs_scaling scaling, hom_quads& quads);
 
-// homquad_start: the slacks of rows with terms and the multipliers of these rows fit each other.
-void homquad_start(const hom_quads& quads, hom_point& point);
+// homquad_start: from a starting point of the problem without terms one with them: columns of terms go to
+// the origin that the terms were scaled by, and slacks and multipliers of the rows fit these.
+//   floor  least value of columns and slacks
+void homquad_start(const hom_quads& quads, double floor, hom_point& point);
 
 // homquad_move: makes the data of quads.prob those of a point, but for H, and quads.qx its H x.
 // O(nonzeros of all terms).

@@ -207,6 +207,10 @@ void homquad_scale(const hs_lp& lp, hs_scaling scaling, hom_quads& quads) {
   hom_findbare(prob);
   quads.b = prob.b;
   quads.c = prob.c;
+  quads.origin.assign(prob.n, 0.0);
+  for (int32_t j = 0; j < prob.n; ++j) {
+    quads.origin[j] = lp.origin[j] / (prob.colfac[j] * prob.sb);
+  }
   quads.z.assign(prob.n, 0.0);
   quads.place.assign(prob.n, 0);
   quads.weight.assign(quads.rows.size(), 0.0);

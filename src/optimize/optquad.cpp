@@ -185,7 +185,13 @@ rescode opt_quadrun(const opt_quadproblem& prob, const quad_stage& stage, opt_so
     const double bound = flat.bkc[i] == ZLV_BK_UP ? flat.buc[i] : flat.blc[i];
     quads.push_back({in.rowof[i], &forms[k], linear[k], bound});
   }
+  mm_vector<double> origin(size_t(in.a.ncol), 0.0, at);
+  for (int32_t j = 0; j < flat.numvar; ++j) {
+    const int32_t jj = in.colof[j];
+    if (jj >= 0) origin[jj] = std::max(0.0, in.flipped[j] != 0 ? start[j] : -start[j]);
+  }
   hs_lp lp = opt_internalview(in, flat);
+  lp.origin = origin;
   lp.quads = quads;
   lp.nrmc = 0;
   for (const double v : flat.c) lp.nrmc = std::max(lp.nrmc, std::abs(v));
