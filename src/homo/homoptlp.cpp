@@ -250,7 +250,7 @@ rescode hom_start(hom_state& st) {
   hom_point& it = st.it;
   it.tau = 1;
   it.kappa = 0;
-  if (st.quads != nullptr) homquad_start(*st.quads, st.set.psafe, it);
+  if (st.quads != nullptr) homquad_start(*st.quads, st.set.psafe, st.set.dsafe, it);
   const double mu = hom_mu(st.prob, it);
   const int32_t pairs = st.prob.n - int32_t(st.prob.fcol.size()) + int32_t(it.w.size());
   it.kappa = pairs > 0 ? std::max(mu * double(pairs + 1) / pairs, st.set.dsafe * 1e-3) : 1;

@@ -10,7 +10,7 @@ namespace {
 constexpr double slack_change = 3;  // most change of a slack behind a step, as a factor
 }
 
-void homquad_start(const hom_quads& quads, double floor, hom_point& point) {
+void homquad_start(hom_quads& quads, double floor, double dfloor, hom_point& point) {
   const hom_prob& prob = quads.prob;
   for (const hom_quadrow& row : quads.rows) {
     for (const int32_t j : row.q.vars) {
@@ -24,6 +24,15 @@ void homquad_start(const hom_quads& quads, double floor, hom_point& point) {
     point.w[k] = prob.u[k] - point.x[j];
   }
   mm_vector<double> product(quads.b.get_allocator());
+  // Reduced costs there, without multipliers of rows.
+  std::copy(quads.c.begin(), quads.c.end(), quads.z.begin());
+  homquad_addq(quads, point.x, quads.z);
+  for (int32_t j = 0; j < prob.n; ++j) {
+    point.s[j] = prob.isfree[j] != 0 ? 0 : std::max(quads.z[j], 0.0) + dfloor;
+  }
+  for (size_t k = 0; k < prob.u.size(); ++k) {
+    point.v[k] = std::max(-quads.z[prob.ucol[k]], 0.0) + dfloor;
+  }
   for (const hom_quadrow& row : quads.rows) {
     const ptrdiff_t last = prob.at.ptr[row.row + 1] - 1;
     const int32_t slack = prob.at.sub[last];
@@ -39,7 +48,8 @@ void homquad_start(const hom_quads& quads, double floor, hom_point& point) {
       value += (row.a[l] - prob.at.val[row.in_at[l]] + product[l] / 2) * point.x[j];
     }
     point.x[slack] = std::max(floor, (quads.b[row.row] - value) / factor);
-    point.y[row.row] = -point.s[slack] / factor;
+    point.s[slack] = dfloor;
+    point.y[row.row] = -dfloor / factor;
   }
 }
 

@@ -36,10 +36,10 @@ struct hom_quadrow {
 struct hom_quads {
   hom_prob& prob;  // whose data are those of the last point
   mm_vector<hom_quadrow> rows;
-  mm_vector<double> b, c;  // of the problem itself, scaled; n and m
-  mm_vector<double> h;     // its Q: values of prob.q or prob.qdiag
+  mm_vector<double> b, c;    // of the problem itself, scaled; n and m
+  mm_vector<double> h;       // its Q: values of prob.q or prob.qdiag
   mm_vector<double> origin;  // n, as hs_lp's, scaled
-  mm_vector<double> z;     // n, work
+  mm_vector<double> z;       // n, work
   // The terms that column j of H is the sum of: columns of the rows' matrices.
   mm_vector<ptrdiff_t> use_ptr;  // n + 1
   mm_vector<int32_t> use_row, use_col;
@@ -69,8 +69,8 @@ void homquad_scale(const hs_lp& lp, hs_scaling scaling, hom_quads& quads);
 
 // homquad_start: from a starting point of the problem without terms one with them: columns of terms go to
 // the origin that the terms were scaled by, and slacks and multipliers of the rows fit these.
-//   floor  least value of columns and slacks
-void homquad_start(const hom_quads& quads, double floor, hom_point& point);
+//   floor, dfloor  least value of columns and slacks, and of their duals
+void homquad_start(hom_quads& quads, double floor, double dfloor, hom_point& point);
 
 // homquad_move: makes the data of quads.prob those of a point, but for H, and quads.qx its H x.
 // O(nonzeros of all terms).
