@@ -1,8 +1,10 @@
 """How good a solution file is, computed from the model as mpsread reads it: nothing here asks the
-library. Signs are those of minimization; a maximization problem is turned round first."""
+library. Signs are those of minimization; a maximization problem is turned round first. Sums that
+vanish count from what rounding of their terms, as doubles are stored, makes of them."""
 import numpy as np
 
 DROPPED = 1e-12  # default of ZLV_DPAR_DATA_TOL_AIJ: smaller entries of A are not part of the problem
+ULP = 2.0 ** -52  # part of the magnitudes of its terms that a vanishing sum may miss: doubles are no finer
 ROOT2 = np.sqrt(2.0)
 
 
@@ -56,8 +58,8 @@ def cone_parts(kind, z):
     return (z[0] + z[1]) / ROOT2, float(np.hypot((z[0] - z[1]) / ROOT2, np.linalg.norm(z[2:])))
 
 
-def bound_measures(value, lower, upper, sl, su):
-    """(violation of bounds, violation of signs, largest product, dual objective) of rows or columns."""
+def bound_measures(value, lower, upper, sl, su, noise=0.0):
+    """(violation of bounds above noise, violation of signs, largest product, dual objective) of rows or columns."""
     haslo, hasup = np.isfinite(lower), np.isfinite(upper)
     below = np.where(haslo, lower - value, 0.0)
     above = np.where(hasup, value - upper, 0.0)
@@ -65,7 +67,7 @@ def bound_measures(value, lower, upper, sl, su):
     isfixed = lower == upper
     pairs = np.concatenate([np.where(isfixed, 0.0, below * sl), np.where(isfixed, 0.0, above * su)])
     dual = np.sum(np.where(haslo, lower, 0.0) * sl) - np.sum(np.where(hasup, upper, 0.0) * su)
-    worst = max(np.max(below, initial=0.0), np.max(above, initial=0.0))
+    worst = max(np.max(below - noise, initial=0.0), np.max(above - noise, initial=0.0))
     return float(worst), float(np.max(wrong, initial=0.0)), norm(pairs), float(dual)
 
 
@@ -91,7 +93,12 @@ def measures(m, s):
     qv = sign * np.array(m.qv)
     off = qi != qj
     qx = scatter(qi, qv * x[qj], n) + scatter(qj[off], (qv * x[qi])[off], n)
-    rows = bound_measures(act, rowlo, rowup, slc, suc)
+    actnoise = ULP * scatter(ai, np.abs(av * x[aj]), numrow)
+    dualnoise = ULP * (np.abs(c) + np.abs(slx) + np.abs(sux) + scatter(aj, np.abs(av * y[ai]), n) +
+                       scatter(qi, np.abs(qv * x[qj]), n) +
+                       scatter(qj[off], np.abs(qv * x[qi])[off], n))
+    stationarity = np.abs(c + qx - aty - slx + sux - snx) - dualnoise
+    rows = bound_measures(act, rowlo, rowup, slc, suc, actnoise)
     columns = bound_measures(x, collo, colup, slx, sux)
     primal, dual = max(rows[0], columns[0]), max(rows[1], columns[1])
     comp = max(rows[2], columns[2])
@@ -103,12 +110,12 @@ def measures(m, s):
         dhead, dtail = cone_parts(kind, snx[members])
         dual = max(dual, dtail - dhead)
         comp = max(comp, abs(float(x[members] @ snx[members])))
-    dual = max(dual, norm(snx[~ismember]), norm(y - slc + suc), norm(c + qx - aty - slx + sux - snx))
+    dual = max(dual, norm(snx[~ismember]), norm(y - slc + suc), np.max(stationarity, initial=0.0))
     half = float(x @ qx) / 2
     pobj = float(c @ x) + half
     dobj = rows[3] + columns[3] - half
     gap = abs(pobj - dobj)
-    scale = 1.0 + min(abs(pobj), abs(dobj))
+    scale = 1.0 + min(abs(pobj + sign * m.const), abs(dobj + sign * m.const))
     worst = {"primal": primal, "dual": dual, "comp": comp, "gap": gap,
              "rprimal": primal / (1.0 + finite_norm(rowlo, rowup, collo, colup)),
              "rdual": dual / (1.0 + norm(c)), "rcomp": comp / scale, "rgap": gap / scale}
