@@ -145,6 +145,45 @@ INSTANTIATE_TEST_SUITE_P(
 
 }  // namespace
 
+// Rows and columns that come and go, bounds and costs that change: the basis is still a start.
+TEST(SimplexStart, OutlivesEditsOfTheProblem) {
+  std::mt19937 gen(6);
+  const int32_t optimizers[] = {ZLV_OPTIMIZER_PRIMAL_SIMPLEX, ZLV_OPTIMIZER_DUAL_SIMPLEX,
+                                ZLV_OPTIMIZER_FREE_SIMPLEX};
+  for (int k = 0; k < 60; ++k) {
+    SCOPED_TRACE(k);
+    api_box box, fresh;
+    put_data(box.task, plant_optimal(gen, {20, 30, 0.2}, k % 2 == 1).p);
+    put(box.task, ZLV_IPAR_OPTIMIZER, optimizers[k % 3]);
+    put(box.task, ZLV_IPAR_SIM_SOLVE_FORM, k % 4 == 0 ? ZLV_SOLVE_DUAL : ZLV_SOLVE_FREE);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    const int32_t acc = k % 2 == 0 ? ZLV_ACC_CON : ZLV_ACC_VAR, gone[] = {3, 7}, sub[] = {1, 4, 9};
+    const int32_t next = acc == ZLV_ACC_CON ? 20 : 30;
+    const double val[] = {uniform(gen), uniform(gen), uniform(gen)}, at = uniform(gen);
+    int32_t r = ZLV_RES_OK;
+    if (k % 5 == 0) r = ZLV_remove(box.task, acc, 2, gone);
+    if (k % 5 == 1) {
+      ASSERT_EQ(ZLV_append(box.task, acc, 1), ZLV_RES_OK);
+      ASSERT_EQ(ZLV_putavec(box.task, acc, next, 3, sub, val), ZLV_RES_OK);
+      r = ZLV_putbound(box.task, acc, next, ZLV_BK_RA, at, at + 2);
+    }
+    if (k % 5 == 2) r = ZLV_putbound(box.task, acc, 5, ZLV_BK_FX, at, at);
+    if (k % 5 == 3) r = ZLV_putbound(box.task, acc, 5, ZLV_BK_FR, 0, 0);
+    if (k % 5 == 4) r = ZLV_putcj(box.task, 5, at);
+    ASSERT_EQ(r, ZLV_RES_OK);
+    ASSERT_EQ(ZLV_optimize(box.task), ZLV_RES_OK);
+    const lp_data p = get_data(box.task);
+    put_data(fresh.task, p);
+    ASSERT_EQ(ZLV_optimize(fresh.task), ZLV_RES_OK);
+    const lp_point hot = get_point(box.task, p, ZLV_SOL_BAS), cold = get_point(fresh.task, p);
+    expect_honest(p, hot);
+    ASSERT_EQ(hot.solsta, cold.solsta);
+    if (hot.solsta != ZLV_SOL_STA_OPTIMAL) continue;
+    expect_basic(p, hot);
+    EXPECT_NEAR(objective(p, hot), objective(p, cold), 1e-6 * (1 + std::abs(objective(p, cold))));
+  }
+}
+
 TEST(SimplexLimits, EndTheRunWithTheirCodes) {
   std::mt19937 gen(5);
   const planted_lp lp = plant_optimal(gen, {40, 60, 0.2}, false);
