@@ -94,6 +94,7 @@ struct hom_state {
   double aap = 0, aad = 0;        // affine steps
   double alphap = 0, alphad = 0;  // steps taken last
   double gamma = 0;               // centering of the last direction
+  double cut = 1;                 // part of the last step that curved rows have left
   hom_state(const hom_prob& problem, const hs_settings& settings, const monitor& monit,
             kktfac& factor, memman& mman);
 };

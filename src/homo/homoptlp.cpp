@@ -34,6 +34,8 @@ constexpr double curved_gain = 0.1;  // part of the promised fall of residuals t
 constexpr double curved_mu = 10;  // residuals over mu, both relative to the start, that may stand
 constexpr double curved_long = 0.9, curved_cut = 0.6;  // steps after one that is too long
 constexpr int curved_tries = 20;
+constexpr double curved_short = 0.5;   // behind a step cut to less than this part
+constexpr double curved_center = 0.5;  // the next aims at this part of mu, and residuals, at least
 constexpr double curved_tau =
     0.5;  // least part of tau at the end of a direction whose error counts
 // Stall.
@@ -282,6 +284,7 @@ void hom_computesearchr(hom_state& st) {
   const double aa = std::min(st.aap, st.aad);
   st.gamma = (1 - aa) * (1 - aa) * std::min(1 - aa, center_beta);
   if (aa < affine_short) st.gamma = std::max(st.gamma, center_short);
+  if (st.cut < curved_short) st.gamma = std::max(st.gamma, curved_center);
   const bool usecorr = aa >= affine_veryshort && st.regulevel < maxregulevel;
   if (!usecorr) st.mon.log(6, "Turn corrector off due to VERY short stepsize\n");
   if (usecorr && st.quads != nullptr) homquad_setalong(*st.quads, st.it, st.aff);
@@ -313,6 +316,7 @@ double hom_infeas(const hom_measures& ms) {
 // With curved rows residuals do not fall as the step says: the step is shortened until they fall by a part
 // of that, or are small beside mu.
 void shorten_curved(hom_state& st, double step) {
+  const double first = step;
   const hom_measures before = st.meas;
   const double infeas = hom_infeas(before) * st.it.tau;
   homquad_setalong(*st.quads, st.it, st.dir);
@@ -328,6 +332,7 @@ void shorten_curved(hom_state& st, double step) {
     step = step > curved_long ? curved_long : curved_cut * step;
   }
   intpnt_computeresiduals(st);
+  st.cut = step / first;
   st.alphap = st.alphad = step;
 }
 
