@@ -17,7 +17,7 @@ constexpr double lostfactor = 1e1;
 struct held_problem {
   opt_lp own;  // the members with their own bounds
   mm_vector<double> blx;
-  mm_vector<uint8_t> held;
+  mm_vector<prslv_hold> held;
   bool isempty = false;  // a head's own bounds contradict its sign
   explicit held_problem(mm_place at) : own(at), blx(at), held(at) {}
 };
@@ -25,11 +25,11 @@ struct held_problem {
 void hold_members(const opt_conic_problem& prob, held_problem& out) {
   opt_makelp(prob.lp, out.own);
   out.blx = out.own.blx;
-  out.held.assign(prob.lp.numvar, 0);
+  out.held.assign(prob.lp.numvar, prslv_hold::none);
   for (const opt_cone& cone : prob.cones) {
     for (size_t k = 0; k < cone.sub.size(); ++k) {
       const int32_t j = cone.sub[k];
-      out.held[j] = 1;
+      out.held[j] = prslv_hold::all;
       if (!opt_ishead(cone, k)) continue;
       out.blx[j] = std::max(out.blx[j], 0.0);
       out.isempty = out.isempty || out.own.bux[j] < 0;

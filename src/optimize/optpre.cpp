@@ -133,7 +133,7 @@ bool opt_trivialbasic(const opt_problem& prob, const lp_view& lp, memman& mman, 
   return true;
 }
 
-rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool forinterior,
+rescode opt_presolve(const lp_view& lp, std::span<const prslv_hold> held, bool forinterior,
                      const opt_stage& stage, prslv_rec& rec) {
   rec.verdict = prslv_verdict::undecided;
   if (!stage.set.prs.use) return rescode::ok;

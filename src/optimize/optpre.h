@@ -5,9 +5,9 @@
 #include "optimize/optslv.h"
 
 // opt_presolve: announces, reduces, and tells the caller what is left to solve.
-//   held  columns that presolve leaves alone, by a nonzero; empty: none
+//   held  columns that presolve leaves alone, or their bounds too; empty: none
 //   rec   out; with verdict undecided the problem itself is to be solved
-rescode opt_presolve(const lp_view& lp, std::span<const uint8_t> held, bool forinterior,
+rescode opt_presolve(const lp_view& lp, std::span<const prslv_hold> held, bool forinterior,
                      const opt_stage& stage, prslv_rec& rec);
 
 // What a result must keep on the original problem before it leaves the pipeline, relative. A tenth of

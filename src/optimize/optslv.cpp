@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "cpub/callback.h"
+#include "misc/exactsum.h"
 #include "optimize/optpre.h"
 #include "zalvo.h"
 
@@ -98,23 +99,40 @@ rescode solve_interior(const lp_view& lp, const opt_problem& whole, const prslv_
   return r;
 }
 
+// Q x of the minimization at a point of the reduced problem.
+void take_gradient(const opt_problem& whole, const prslv_rec& rec, std::span<const double> x,
+                   mm_vector<double>& gradient) {
+  gradient.assign(x.size(), 0.0);
+  for (size_t jj = 0; jj < x.size(); ++jj) {
+    const int32_t j = rec.varof[jj];
+    exact_sum sum;
+    for (ptrdiff_t p = whole.q.ptr[j]; p < whole.q.ptr[j + 1]; ++p) {
+      sum.add(whole.q.val[p] * x[rec.redvar[whole.q.sub[p]]]);
+    }
+    gradient[jj] = whole.maximize ? -sum.value() : sum.value();
+  }
+}
+
 // The point of a reduced problem becomes one of lp; whether it is there as good as its status says.
-bool take_back(const lp_view& lp, const prslv_rec& rec, interior_point& found) {
+bool take_back(const lp_view& lp, const opt_problem& whole, const prslv_rec& rec,
+               interior_point& found) {
   const opt_kind kind = opt_kindof(found.status);
   lp_point& from = found.reduced;
   from.x.swap(found.point.x);
   from.y.swap(found.point.y);
-  prslv_postsolve(rec, from, prslv_kind(kind), found.point);
+  mm_vector<double> gradient(from.x.get_allocator());
+  if (whole.q.ncol > 0 && kind == opt_kind::point) take_gradient(whole, rec, from.x, gradient);
+  prslv_postsolve(rec, from, prslv_kind(kind), found.point, gradient);
   found.isreduced = true;
   return !is_verdict(found.ended) || opt_isgood(lp, found.point, kind);
 }
 
-// Columns with quadratic terms, which presolve leaves alone; empty when there are none.
-void mark_quadratic(const opt_problem& whole, mm_vector<uint8_t>& held) {
+// Columns with quadratic terms, which presolve does not take; empty when there are none.
+void mark_quadratic(const opt_problem& whole, mm_vector<prslv_hold>& held) {
   if (whole.q.ncol == 0) return;
   held.resize(whole.numvar);
   for (int32_t j = 0; j < whole.numvar; ++j) {
-    held[j] = whole.q.ptr[j] < whole.q.ptr[j + 1] ? 1 : 0;
+    held[j] = whole.q.ptr[j] < whole.q.ptr[j + 1] ? prslv_hold::column : prslv_hold::none;
   }
 }
 
@@ -122,7 +140,7 @@ void mark_quadratic(const opt_problem& whole, mm_vector<uint8_t>& held) {
 // run was not stopped, sends lp itself to the optimizer.
 rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_stage& stage,
                         prslv_rec& rec, interior_point& found) {
-  mm_vector<uint8_t> held(mm_at(stage.mman));
+  mm_vector<prslv_hold> held(mm_at(stage.mman));
   mark_quadratic(whole, held);
   if (const rescode r = opt_presolve(lp, held, true, stage, rec); r != rescode::ok) return r;
   if (opt_tooknothing(rec)) return solve_interior(lp, whole, nullptr, stage, found);
@@ -137,7 +155,7 @@ rescode solve_presolved(const lp_view& lp, const opt_problem& whole, const opt_s
   }
   const rescode r = solve_interior(prslv_look(rec), whole, &rec, stage, found);
   const bool islinear = held.empty();  // the check of a point knows no quadratic terms
-  const bool isgood = found.isfilled && (take_back(lp, rec, found) || !islinear);
+  const bool isgood = found.isfilled && (take_back(lp, whole, rec, found) || !islinear);
   const bool isended = r == rescode::ok || r == rescode::trm_stall;
   if (!isended || (isgood && is_verdict(found.ended))) return r;
   stage.mon.ipm.log(2, "The presolved problem gave no proof: solving without presolve.\n");

@@ -103,6 +103,19 @@ bool impliedfreeat(prslv_work& w, const prslv_entry& e, double side) {
   return isfree;
 }
 
+// A held column with one value left stays, but its terms join the sides of its rows.
+void emptyfixed(prslv_work& w, int32_t j) {
+  if (prslv_keepsbounds(w, j) || w.blx[j] != w.bux[j] || w.clen[j] == 0) return;
+  w.work += w.clen[j];
+  prslv_push(w.rec.stack, prslv_opcode::emptycol, {{j}}, {});
+  prslv_pushcol(w, j, -1);
+  for (int32_t e = w.chead[j], next = -1; e >= 0; e = next) {
+    next = w.ent[e].cnext;
+    prslv_shiftsides(w, w.ent[e].row, -w.ent[e].val * w.blx[j]);
+    prslv_removeentry(w, e);
+  }
+}
+
 }  // namespace
 
 bool prslv_slackcol(prslv_work& w, int32_t j, int32_t e) {
@@ -148,8 +161,9 @@ bool prslv_slackcol(prslv_work& w, int32_t j, int32_t e) {
 }
 
 void prslv_colcheck(prslv_work& w, int32_t j) {
-  if (w.clive[j] == 0 || prslv_isheld(w, j)) return;
+  if (w.clive[j] == 0) return;
   w.work += 2;
+  if (prslv_isheld(w, j)) return emptyfixed(w, j);
   const double l = w.blx[j], u = w.bux[j];
   if (w.clen[j] == 0) {
     emptycol(w, j);

@@ -182,8 +182,8 @@ lp_view prslv_look(const prslv_rec& rec) {
   return view;
 }
 
-rescode prslv_reduce(const lp_view& prob, std::span<const uint8_t> held, const prslv_settings& set,
-                     const monitor& mon, memman& mman, prslv_rec& rec) {
+rescode prslv_reduce(const lp_view& prob, std::span<const prslv_hold> held,
+                     const prslv_settings& set, const monitor& mon, memman& mman, prslv_rec& rec) {
   const timer clock = timer_start();
   clear(rec, prob);
   prslv_work w(rec, set, mon, mman);

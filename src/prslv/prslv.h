@@ -80,14 +80,16 @@ struct prslv_rec {
 };
 lp_view prslv_look(const prslv_rec& rec);  // the reduced problem, as long as rec is not changed
 
+enum class prslv_hold : uint8_t { none = 0, column = 1, all = 2 };
+
 // prslv_reduce: fills rec.
-//   held   numvar or empty: columns marked are in quadratic terms or cones. They stay, with their
-//          bounds; their costs and entries may change by multiples of rows, which postsolve takes into
-//          account: their reduced costs, with all that the caller adds to them, stay the same.
+//   held   numvar or empty: columns marked are in quadratic terms or cones, and stay. Their costs and
+//          entries may change by multiples of rows, which postsolve takes into account; bounds may
+//          become tighter unless prslv_hold::all keeps them too.
 //   rec    anything before; with an error it must not be used
 // Polls mon; returns ok or how the run ended, with verdict undecided. Throws std::bad_alloc.
-rescode prslv_reduce(const lp_view& prob, std::span<const uint8_t> held, const prslv_settings& set,
-                     const monitor& mon, memman& mman, prslv_rec& rec);
+rescode prslv_reduce(const lp_view& prob, std::span<const prslv_hold> held,
+                     const prslv_settings& set, const monitor& mon, memman& mman, prslv_rec& rec);
 
 enum class prslv_kind : int32_t { point, dualray, primalray };
 
@@ -95,7 +97,9 @@ enum class prslv_kind : int32_t { point, dualray, primalray };
 // red must be filled for a point, y for a dual ray, x for a primal ray; those of out are filled
 // (zeros for what a ray lacks). The point need not be optimal, nor basic; complementary pairs of it
 // give complementary pairs. A ray is not always one of the original: check it there.
-void prslv_postsolve(const prslv_rec& rec, const lp_point& red, prslv_kind kind, lp_point& out);
+//   gradient  at a point, what quadratic terms add to the costs of the reduced columns; empty: nothing
+void prslv_postsolve(const prslv_rec& rec, const lp_point& red, prslv_kind kind, lp_point& out,
+                     std::span<const double> gradient = {});
 
 // prslv_postsolvebas: the same for a basic point with its basis, which says what is held where. A
 // result without exactly numcon basic variables is the internal fault "Not a basic soloution".

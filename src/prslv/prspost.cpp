@@ -290,6 +290,15 @@ void undo_dupcol(post_state& st, prslv_reader& in) {
   st.var[k] = fits ? rest(xk, bk) : key;
 }
 
+void undo_emptycol(post_state& st, prslv_reader& in) {
+  const int32_t j = in.nextint();
+  const prslv_list col = in.nextlist();
+  exact_sum sum;
+  sum.add(st.z[j]);
+  for (size_t p = 0; p < col.sub.size(); ++p) sum.add(-col.val[p] * st.y[col.sub[p]]);
+  st.z[j] = sum.value();
+}
+
 void undo_forcecol(post_state& st, prslv_reader& in) {
   const int32_t j = in.nextint(), dir = in.nextint(), num = in.nextint();
   const double lower = st.side(in.nextdbl()), upper = st.side(in.nextdbl());
@@ -346,13 +355,16 @@ void undo(post_state& st, prslv_opcode code, prslv_reader& in) {
       return undo_duprow(st, in);
     case prslv_opcode::dupcol:
       return undo_dupcol(st, in);
+    case prslv_opcode::emptycol:
+      return undo_emptycol(st, in);
     case prslv_opcode::forcecol:
       return undo_forcecol(st, in);
   }
 }
 
 // Values of the reduced problem at their original places; z from the reduced data.
-void spread(const prslv_rec& rec, const lp_point& red, post_state& st) {
+void spread(const prslv_rec& rec, const lp_point& red, std::span<const double> gradient,
+            post_state& st) {
   const lp_view prob = prslv_look(rec);
   st.x.assign(rec.orig.numvar, 0.0);
   st.y.assign(rec.orig.numcon, 0.0);
@@ -363,6 +375,7 @@ void spread(const prslv_rec& rec, const lp_point& red, post_state& st) {
     if (!red.x.empty()) st.x[to] = red.x[j];
     exact_sum sum;
     sum.add(st.costmul * prob.c[j]);
+    if (!gradient.empty()) sum.add(gradient[j]);
     for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
       sum.add(-prob.a.val[p] * st.y[rec.conof[prob.a.sub[p]]]);
     }
@@ -415,11 +428,12 @@ void prslv_postseed(const prslv_rec& rec, prslv_seed&& seed, lp_point& out) {
   out.y = std::move(st.y);
 }
 
-void prslv_postsolve(const prslv_rec& rec, const lp_point& red, prslv_kind kind, lp_point& out) {
+void prslv_postsolve(const prslv_rec& rec, const lp_point& red, prslv_kind kind, lp_point& out,
+                     std::span<const double> gradient) {
   post_state st(out.x.get_allocator().place);
   st.costmul = kind == prslv_kind::point ? 1 : 0;
   st.sidemul = st.costmul;
-  spread(rec, red, st);
+  spread(rec, red, gradient, st);
   unwind(rec, st);
   out.verdict = red.verdict;
   out.x = std::move(st.x);
@@ -430,7 +444,7 @@ void prslv_postsolvebas(const prslv_rec& rec, const lp_point& red, const lp_basi
                         lp_point& out, lp_basis& outbas) {
   post_state st(out.x.get_allocator().place);
   st.isbasic = true;
-  spread(rec, red, st);
+  spread(rec, red, {}, st);
   st.con.assign(rec.orig.numcon, lp_key::unknown);
   st.var.assign(rec.orig.numvar, lp_key::unknown);
   const auto plain = [](lp_key key, double lower, double upper) {

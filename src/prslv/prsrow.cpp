@@ -42,7 +42,7 @@ void singlerow(prslv_work& w, int32_t i) {
   const prslv_entry& ent = w.ent[w.rhead[i]];
   const int32_t j = ent.col;
   const double a = ent.val;
-  if (prslv_isheld(w, j)) return;
+  if (prslv_keepsbounds(w, j)) return;
   double lower = (a > 0 ? w.blc[i] : w.buc[i]) / a, upper = (a > 0 ? w.buc[i] : w.blc[i]) / a;
   int32_t flags = 0;
   if (std::isfinite(lower) && (std::isinf(w.blx[j]) || istighter(lower - w.blx[j], w.blx[j], a))) {
@@ -158,19 +158,21 @@ void doubletonrows(prslv_work& w, int32_t i, int32_t j, int32_t k, double ratio,
   w.place[i] = -1;
 }
 
-// Whether the column of e only copies the held column of the equation's other entry: nothing else
-// bounds it, and putting the held column in its place blows up no error.
-bool copiesheld(prslv_work& w, int32_t e, int32_t other) {
-  const prslv_entry& copy = w.ent[e];
-  if (prslv_isheld(w, copy.col)) return false;
-  const double pivot = std::abs(copy.val), most = pivot / doubletonpivot;
+// Whether the column of e may leave for the held column of the equation's other entry. One that keeps
+// its bounds may only be copied: nothing else bounds the copy, and no error is blown up.
+bool leavesforheld(prslv_work& w, int32_t e, int32_t other) {
+  const prslv_entry& gone = w.ent[e];
+  if (prslv_isheld(w, gone.col)) return false;
+  const double pivot = std::abs(gone.val), most = pivot / doubletonpivot;
   const double size = std::abs(w.ent[other].val);
-  if (size > most || pivot > size / doubletonpivot) return false;
-  for (int32_t f = w.chead[copy.col]; f >= 0; f = w.ent[f].cnext) {
+  if (size > most) return false;
+  if (!prslv_keepsbounds(w, w.ent[other].col)) return true;
+  if (pivot > size / doubletonpivot) return false;
+  for (int32_t f = w.chead[gone.col]; f >= 0; f = w.ent[f].cnext) {
     if (std::abs(w.ent[f].val) > most) return false;
   }
-  w.work += w.clen[copy.col];
-  return prslv_isimplied(w, copy.col, false) && prslv_isimplied(w, copy.col, true);
+  w.work += w.clen[gone.col];
+  return prslv_isimplied(w, gone.col, false) && prslv_isimplied(w, gone.col, true);
 }
 
 }  // namespace
@@ -178,13 +180,12 @@ bool copiesheld(prslv_work& w, int32_t e, int32_t other) {
 bool prslv_doubleton(prslv_work& w, int32_t i) {
   const int32_t e1 = w.rhead[i], e2 = w.ent[e1].rnext;
   const bool held1 = prslv_isheld(w, w.ent[e1].col), held2 = prslv_isheld(w, w.ent[e2].col);
-  const bool holds = held1 || held2;
   const int32_t e = held1 ? e2 : held2 ? e1 : doubletonpick(w, e1, e2);
-  if (holds && !copiesheld(w, e, e == e1 ? e2 : e1)) return false;
+  if ((held1 || held2) && !leavesforheld(w, e, e == e1 ? e2 : e1)) return false;
   const prslv_entry gone = w.ent[e], kept = w.ent[e == e1 ? e2 : e1];
   const int32_t j = gone.col, k = kept.col;
   const double a = gone.val, b = kept.val, r = w.blc[i];
-  const int32_t flags = holds ? 0 : inheritbounds(w, j, k, a, b, r);
+  const int32_t flags = prslv_keepsbounds(w, k) ? 0 : inheritbounds(w, j, k, a, b, r);
   prslv_push(w.rec.stack, prslv_opcode::doubleton, {{i, j, k, flags}}, {{a, b, r, w.c[j]}});
   prslv_pushcol(w, j, i);
   doubletonrows(w, i, j, k, b / a, r / a);

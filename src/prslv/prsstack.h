@@ -20,6 +20,7 @@ enum class prslv_opcode : uint8_t {
   doubleton,  // [i j k flags] [a b r c] rest of column j: as subst, bounds of j given to column k
   duprow,     // [i k flags] [s]: row i = s times row k; flags: sides that k got from i
   dupcol,     // [j k] [s lj uj lk uk]: column j = s times column k, which stands for x_k + s x_j
+  emptycol,   // [j] column: held column j was fixed, its entries left the rows
   forcecol,   // [j dir num] [l u], then num times [i] [a L U] rest: j satisfied all its rows
 };
 

@@ -111,7 +111,7 @@ int32_t prslv_dequeue(prslv_queue& q) {
   return k;
 }
 
-void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const uint8_t> held) {
+void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const prslv_hold> held) {
   w.m = prob.numcon;
   w.n = prob.numvar;
   const auto copy = [](mm_vector<double>& to, std::span<const double> from) {
@@ -123,10 +123,10 @@ void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const uint8_t> he
   copy(w.bux, prob.bux);
   copy(w.c, prob.c);
   w.cfix.add(prob.cfix);
-  w.held.assign(w.n, 0);
+  w.held.assign(w.n, prslv_hold::none);
   w.merged.assign(w.n, 0);
   std::copy(held.begin(), held.end(), w.held.begin());
-  w.numheld = int32_t(w.n - std::count(w.held.begin(), w.held.end(), uint8_t(0)));
+  w.numheld = int32_t(w.n - std::count(w.held.begin(), w.held.end(), prslv_hold::none));
   w.rhead.assign(w.m, -1);
   w.chead.assign(w.n, -1);
   w.rlen.assign(w.m, 0);

@@ -63,7 +63,8 @@ struct prslv_work {
   int32_t freeent = -1;  // places of removed entries, linked by rnext
   int64_t numanz = 0;
   mm_vector<int32_t> rhead, rlen, chead, clen;
-  mm_vector<uint8_t> rlive, clive, held;
+  mm_vector<uint8_t> rlive, clive;
+  mm_vector<prslv_hold> held;
   mm_vector<uint8_t> merged;  // columns that stand for several
   mm_vector<double> blc, buc, blx, bux, c;
   exact_sum cfix;
@@ -87,7 +88,7 @@ struct prslv_work {
 };
 
 // prslv_setup: fills w from the problem; every row and column is queued.
-void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const uint8_t> held);
+void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const prslv_hold> held);
 // prslv_poll: whether to go on; asks the monitor after every so many entries of work.
 bool prslv_poll(prslv_work& w);
 
@@ -95,7 +96,10 @@ inline bool prslv_isequ(const prslv_work& w, int32_t i) {
   return w.blc[i] == w.buc[i];
 }
 inline bool prslv_isheld(const prslv_work& w, int32_t j) {
-  return w.held[j] != 0;
+  return w.held[j] != prslv_hold::none;
+}
+inline bool prslv_keepsbounds(const prslv_work& w, int32_t j) {
+  return w.held[j] == prslv_hold::all;
 }
 
 // prslv_setblx, prslv_setbux: a new bound of column j, activities and queues with it.

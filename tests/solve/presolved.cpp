@@ -73,7 +73,7 @@ void plant_one(model& md, plant what, const std::vector<int32_t>& linear) {
   const double scale = md.uni() > 0 ? 2.5 : -0.75;
   switch (what) {
     case plant::single:
-      entry(md, add_row(md, -1), j, scale);
+      entry(md, add_row(md, -1), p.qi.empty() || scale > 0 ? j : p.qi[0], scale);
       break;
     case plant::duprow:
       add_multiple(md, i, add_row(md, -1, i), scale, true);
@@ -98,10 +98,12 @@ void plant_one(model& md, plant what, const std::vector<int32_t>& linear) {
       add_multiple(md, j, k, scale, false);
       break;
     }
-    case plant::copy: {  // of a member, or of any column where there is no cone
+    case plant::copy: {  // of a member, or with bounds, of a column with quadratic terms
+      const bool isquad = p.cones.empty();
       const int32_t member =
-          p.cones.empty() ? j : p.cones[md.pick(int32_t(p.cones.size()))].sub.back();
-      const int32_t k = add_col(md, ZLV_BK_FR, -inf, inf, md.uni(), 0);
+          isquad ? p.qi[1] : p.cones[md.pick(int32_t(p.cones.size()))].sub.back();
+      const int32_t k = isquad ? add_col(md, ZLV_BK_LO, 0.25, inf, 0.25, md.pick(2))
+                               : add_col(md, ZLV_BK_FR, -inf, inf, md.uni(), 0);
       add_sparsely(md, k);
       const int32_t row = add_row(md, ZLV_BK_FX);
       entry(md, row, k, scale), entry(md, row, member, 1);

@@ -322,16 +322,17 @@ double reducedcost(const lp_view& p, const lp_point& at, int32_t j) {
 
 // Held columns are where they were, with their bounds, and any multipliers give them the reduced costs
 // that they had in the reduced problem.
-void checkheld(maker& mk, box& bx, const prslv_rec& rec, std::span<const uint8_t> held) {
+void checkheld(maker& mk, box& bx, const prslv_rec& rec, std::span<const prslv_hold> held) {
   const lp_view red = prslv_look(rec);
   lp_point in(mm_at(*bx.mman)), out(mm_at(*bx.mman));
   in.x.assign(red.numvar, 0.0);
   for (int32_t i = 0; i < red.numcon; ++i) in.y.push_back(mk.coef());
   prslv_postsolve(rec, in, prslv_kind::point, out);
   for (int32_t j = 0; j < int32_t(held.size()); ++j) {
-    if (held[j] == 0) continue;
+    if (held[j] == prslv_hold::none) continue;
     const int32_t k = rec.redvar[j];
     ASSERT_GE(k, 0);
+    if (held[j] == prslv_hold::column) continue;
     EXPECT_EQ(red.blx[k], rec.orig.blx[j]);
     EXPECT_EQ(red.bux[k], rec.orig.bux[j]);
     EXPECT_NEAR(reducedcost(red, in, k), reducedcost(rec.orig, out, j), tol * 1e2);
@@ -343,8 +344,8 @@ void runone(maker& mk, dense_lp& p, const prslv_settings& set, bool holds, tally
   const lp_view view = p.view();
   const dense_answer plain = dense_solve(view);
   ASSERT_NE(plain.verdict, lp_verdict::none);
-  std::vector<uint8_t> held(holds ? p.n : 0);
-  for (uint8_t& h : held) h = mk.chance(30) ? 1 : 0;
+  std::vector<prslv_hold> held(holds ? p.n : 0);
+  for (prslv_hold& h : held) h = mk.chance(70) ? prslv_hold::none : prslv_hold(mk.pick(1, 2));
   prslv_rec rec(mm_at(*bx.mman));
   ASSERT_EQ(prslv_reduce(view, held, set, {}, *bx.mman, rec), rescode::ok);
   addcounts(sum.info, rec.info);
