@@ -76,9 +76,10 @@ intpnt_state::intpnt_state(const intpnt_data& problem, const hs_settings& settin
       rd(size_t(problem.lp.n), 0.0, mm_at(mman)),
       dub(problem.lp.u.size(), 0.0, mm_at(mman)),
       pmu(problem.lp.u.size(), 0.0, mm_at(mman)),
-      isupper(problem.lp.u.size(), 0, mm_at(mman)),
       pt(size_t(problem.lp.n), 0.0, mm_at(mman)),
       q(size_t(problem.lp.m), 0.0, mm_at(mman)),
+      ptall(size_t(problem.lp.n), 0.0, mm_at(mman)),
+      qall(size_t(problem.lp.m), 0.0, mm_at(mman)),
       cq(size_t(problem.lp.n), 0.0, mm_at(mman)),
       r1(size_t(problem.lp.n), 0.0, mm_at(mman)),
       r2(size_t(problem.lp.m), 0.0, mm_at(mman)),
@@ -122,7 +123,11 @@ void intpnt_residuals(intpnt_state& st) {
   ms.cx = dot(lp.c, it.x);
   ms.by = dot(lp.b, it.y) - uv;
   st.rg = it.kappa - ms.by + ms.cx;
-  ms.mu = (dot(it.x, it.s) + dot(it.w, it.v) + tau * it.kappa) / intpnt_numpairs(st.data);
+  // Near the boundary of a cone the product of its points is rounding.
+  const size_t numlin = st.data.numlin;
+  const std::span<const double> lam = std::span(st.scal.lam).subspan(numlin);
+  const double products = dot(std::span(it.x).first(numlin), it.s) + dot(lam, lam);
+  ms.mu = (products + dot(it.w, it.v) + tau * it.kappa) / intpnt_numpairs(st.data);
   ms.kapdivtau = it.kappa / tau;
   ms.pfeas = nanmax(weighed(st.rp, lp.rowfac) * lp.sb / ((1 + lp.nrmb) * tau), rub);
   ms.dfeas = weighed(st.rd, lp.colfac) * lp.sc / (tau * (1 + lp.nrmc));
@@ -160,6 +165,7 @@ void intpnt_start(intpnt_state& st) {
     st.scal.dets[k] = xid * xid;
   }
   it.tau = it.kappa = 1;
+  intpnt_initscaling(st);
   intpnt_residuals(st);
   st.nrm0p = std::max({maxabs(st.rp), maxabs(st.ru), tiny_norm});
   st.nrm0d = std::max(maxabs(st.rd), tiny_norm);
@@ -182,8 +188,7 @@ void note_best(intpnt_state& st, progress& pg) {
     st.best.merit = ms.merit;
     st.best.iter = st.iter;
     st.best.it = st.it;
-    st.best.detx = st.scal.detx;
-    st.best.dets = st.scal.dets;
+    st.best.scal = st.scal;
   }
   ++pg.sincebest;
   // On the way to a certificate tau and mu fall together and the merit, relative to tau, stays.
@@ -198,8 +203,8 @@ void note_best(intpnt_state& st, progress& pg) {
 void restore_best(intpnt_state& st) {
   if (!std::isfinite(st.best.merit)) return;
   st.it = st.best.it;
-  st.scal.detx = st.best.detx;
-  st.scal.dets = st.best.dets;
+  st.scal = st.best.scal;
+  intpnt_linscaling(st);
   intpnt_residuals(st);
   st.mon.log(6, "Restore a previous solution in iter: %d\n", st.best.iter);
 }
@@ -222,8 +227,10 @@ bool is_stalled(const intpnt_state& st, progress& pg) {
 // After a stall: the best point again, one regularization level higher. False at the last level.
 bool retry_regularized(intpnt_state& st, progress& pg) {
   restore_best(st);
-  if (!st.set.useregul || st.regulevel >= maxregulevel || !intpnt_initscaling(st)) return false;
+  if (!st.set.useregul || st.regulevel >= maxregulevel) return false;
   ++st.regulevel;
+  st.regul = 0;
+  st.mayrestore = true;
   st.mon.log(6, "Increase the regulevel to %d\n", st.regulevel);
   pg = progress{};
   return true;
@@ -280,8 +287,7 @@ void center_optimum(intpnt_state& st) {
     if (intpnt_center(st) != rescode::ok) return;
     choose_step(st);
     st.best.it = st.it;
-    st.best.detx = st.scal.detx;
-    st.best.dets = st.scal.dets;
+    st.best.scal = st.scal;
     const bool inside = intpnt_updatescaling(st);
     intpnt_residuals(st);
     if (inside && intpnt_statustest(st, 1).status == hs_status::optimal) continue;
@@ -301,7 +307,7 @@ hom_outcome iterate(intpnt_state& st, hs_info& info) {
     fill_info(st, info);
     hom_logrow(st.mon, info);
     intpnt_logtrace(st);
-    note_best(st, pg);
+    if (inside) note_best(st, pg);
     if (const hom_verdict now = intpnt_statustest(st, 1); now.stop && !wants_digits(st, now)) {
       return {now.status, rescode::ok};
     }
@@ -328,6 +334,6 @@ hom_outcome iterate(intpnt_state& st, hs_info& info) {
 
 hom_outcome intpnt_coneopt(intpnt_state& st, hs_info& info) {
   const hom_outcome outcome = iterate(st, info);
-  if (outcome.status == hs_status::optimal && intpnt_initscaling(st)) center_optimum(st);
+  if (outcome.status == hs_status::optimal) center_optimum(st);
   return outcome;
 }

@@ -37,10 +37,10 @@ struct intpnt_target {
 // A point that can be come back to.
 struct intpnt_saved {
   hom_point it;
-  mm_vector<double> detx, dets;
+  intpnt_scal scal;
   double merit = std::numeric_limits<double>::infinity();
   int32_t iter = 0;
-  explicit intpnt_saved(mm_place place) : it(place), detx(place), dets(place) {}
+  explicit intpnt_saved(mm_place place) : it(place), scal(place) {}
 };
 
 struct intpnt_state {
@@ -57,9 +57,9 @@ struct intpnt_state {
   double rg = 0;
   double nrm0p = 1, nrm0d = 1, nrm0g = 1, mu0 = 1;
   mm_vector<double> dub, pmu;  // V / W; p - u, without cancellation
-  mm_vector<uint8_t> isupper;  // the column is nearer to its upper bound
-  mm_vector<double> pt, q;     // solution for (c - E D u, b), scaled
-  mm_vector<double> cq;        // n: c - A'q
+  // Solution for (c - E D u, b), scaled: its difference from x / tau and y / tau, and all of it.
+  mm_vector<double> pt, q, ptall, qall;
+  mm_vector<double> cq;  // n: c - A'q
   double den = 1;
   mm_vector<double> r1, r2, aty, xnew, snew;  // work
   hom_measures meas;
@@ -68,6 +68,9 @@ struct intpnt_state {
   int32_t regulevel = 0, numcor = 0, maxncor = 2, numdropcor = 0;
   double aa = 0, gamma = 0, alpha = 0, residual = 0;
   int32_t iter = 0;
+  double regul = 0;  // weight on the diagonals of the last factorization; 0: the usual one
+  int32_t numfutile = 0;
+  bool mayrestore = true;
   intpnt_state(const intpnt_data& problem, const hs_settings& settings, const monitor& monit,
                intpnt_kkt& system, memman& mman);
 };
@@ -78,6 +81,8 @@ void intpnt_residuals(intpnt_state& st);
 
 // intpnt_start: the starting point, sized by b and c.
 void intpnt_start(intpnt_state& st);
+// intpnt_linscaling: the scaling of linear columns at st.it.
+void intpnt_linscaling(intpnt_state& st);
 // intpnt_initscaling: scaling at st.it, whose determinants are known. False when it has left a cone.
 bool intpnt_initscaling(intpnt_state& st);
 // intpnt_initsearch: factor, the direction of the right-hand side (c, b), and the predictor.

@@ -7,6 +7,10 @@
 
 namespace {
 
+// Distance from the boundary, relative to the tail, from where on rounding of the members leaves the
+// determinant too few digits.
+constexpr double settle_dist = 1e-8;
+
 double dot_tail(std::span<const double> a, std::span<const double> b) {
   double sum = 0;
   for (size_t j = 1; j < a.size(); ++j) sum += a[j] * b[j];
@@ -37,6 +41,14 @@ double cone_det(std::span<const double> x) {
   return (x[0] - norm) * (x[0] + norm);
 }
 
+double cone_settle(std::span<double> x, double det) {
+  const double norm = norm_tail(x), dist = x[0] - norm;
+  if (dist > settle_dist * norm) return dist * (x[0] + norm);
+  if (!(det > 0)) return det;
+  x[0] = std::hypot(norm, std::sqrt(det));
+  return det;
+}
+
 double cone_scaling(std::span<const double> x, std::span<const double> s, double detx, double dets,
                     std::span<double> w, std::span<double> lam) {
   const double rx = std::sqrt(detx), rs = std::sqrt(dets), root = std::sqrt(rx) * std::sqrt(rs);
@@ -54,6 +66,35 @@ double cone_scaling(std::span<const double> x, std::span<const double> s, double
   w[0] = std::sqrt(1 + square);
   lam[0] = root * gam;
   return std::sqrt(rs / rx);
+}
+
+// With V the scaling of the two scaled points, the new scaling is that of W v, and V W is it times a
+// rotation of the tails, which lam is turned back by. Ungar, "Analytic hyperbolic geometry", World
+// Scientific 2005, section 3.4: the rotation by half vectors p and q of both.
+void cone_advance(std::span<double> w, double& eta, std::span<double> x, std::span<const double> s,
+                  double detx, double dets, std::span<double> work) {
+  eta *= cone_scaling(x, s, detx, dets, work, x);
+  const double fp = 1 / (1 + w[0]), fq = 1 / (1 + work[0]);
+  double ww = 0, vv = 0, wv = 0, wz = 0, vz = 0;
+  for (size_t j = 1; j < w.size(); ++j) {
+    ww += w[j] * w[j];
+    vv += work[j] * work[j];
+    wv += w[j] * work[j];
+    wz += w[j] * x[j];
+    vz += work[j] * x[j];
+  }
+  const double pp = fp * fp * ww, qq = fq * fq * vv, pq = fp * fq * wv, pz = fp * wz, qz = fq * vz;
+  const double scale = 2 / (1 + 2 * pq + pp * qq);
+  const double alongp = scale * fp * ((1 + 2 * pq) * qz - qq * pz);
+  const double alongq = -scale * fq * (pp * qz + pz);
+  for (size_t j = 1; j < w.size(); ++j) x[j] += alongp * w[j] + alongq * work[j];
+  cone_mulw(w, 1, work, work);
+  double square = 0;
+  for (size_t j = 1; j < w.size(); ++j) {
+    w[j] = work[j];
+    square += w[j] * w[j];
+  }
+  w[0] = std::sqrt(1 + square);
 }
 
 void cone_mulw(std::span<const double> w, double eta, std::span<const double> z,

@@ -17,10 +17,24 @@ double cone_det(std::span<const double> x);
 // cone_dist: x_0 - |x_1|, the smaller eigenvalue.
 double cone_dist(std::span<const double> x);
 
+// cone_settle: makes a point and what is known of its determinant agree. Well inside the cone the
+// point says more, near the boundary det does, and the head gives way. Returns the determinant.
+double cone_settle(std::span<double> x, double det);
+
 // cone_scaling: w, lam and the returned eta of the interior points x and s. Their determinants are
 // given, since near the boundary they cannot be had from x and s any more; both positive.
 double cone_scaling(std::span<const double> x, std::span<const double> s, double detx, double dets,
                     std::span<double> w, std::span<double> lam);
+
+// cone_advance: the scaling of W^-1 x and W s, given that of W: products of scalings lose nothing near
+// the boundary, where it can't be had from points any more.
+//   w, eta  in and out: the scaling
+//   x       in: a scaled point; out: the new lam
+//   s       the other scaled point
+//   work    any contents, replaced
+// The determinants of both are given, both positive.
+void cone_advance(std::span<double> w, double& eta, std::span<double> x, std::span<const double> s,
+                  double detx, double dets, std::span<double> work);
 
 // cone_mulw, cone_divw: out = W z and W^-1 z; out may be z.
 void cone_mulw(std::span<const double> w, double eta, std::span<const double> z,

@@ -12,6 +12,7 @@ namespace {
 // but the lost are kept.
 constexpr double pivot_lost = 1e-16;       // part of its diagonal below which a pivot is none
 constexpr double pivot_lostabs = 1e-20;    // the same, absolute
+constexpr double regul_part = 1e-8;        // of its diagonal: most that is added to that of a row
 constexpr double pivot_value = 1e-10;      // what stands in for it
 constexpr double proximal_weight = 1e-12;  // of free columns; more of it shows in the dual residual
 constexpr double krylov_ask = 1e-10;       // residual that plain refinement has to reach
@@ -122,8 +123,16 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
   for (int32_t k = 0; k < data.numcone(); ++k) {
     (kkt.large[k] < 0 ? fill_small : fill_large)(kkt, scal, k);
   }
+  std::fill(kkt.e.begin(), kkt.e.end(), 0.0);
+  for (int32_t j = 0; j < kkt.b.ncol; ++j) {
+    for (ptrdiff_t p = kkt.b.ptr[j]; p < kkt.b.ptr[j + 1]; ++p) {
+      kkt.e[kkt.b.sub[p]] += kkt.b.val[p] * kkt.b.val[p];
+    }
+  }
+  for (double& e : kkt.e) e = std::min(regul, regul_part * e);
   kktfac_regul own;
-  own.regcol = own.regrow = regul;
+  own.regcol = regul;
+  own.regrow = 0;
   kkt.proximal = proximal_weight;
   own.pivrel = pivot_lost;
   own.dynthr = pivot_lostabs;

@@ -84,6 +84,7 @@ void make_columns(intpnt_kkt& kkt, mm_vector<int32_t>& rows) {
     close_column(kkt.b);
     kkt.border.push_back({data.lp.n + kkt.large[k], data.lp.m + kkt.large[k], data.conebeg[k]});
   }
+  for (const int32_t j : data.lp.fcol) kkt.border.push_back({j, -1, -1, true});
   kkt.b.nrow = data.lp.m + kkt.numlarge;
   kkt.b.ncol = kkt.h.nrow = kkt.h.ncol = data.lp.n + kkt.numlarge;
   kkt.h.ptr.assign(size_t(kkt.b.ncol) + 1, 0);

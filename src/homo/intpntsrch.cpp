@@ -9,7 +9,15 @@
 namespace {
 
 constexpr double regul_level[] = {1e-10, 1e-8, 1e-6};  // by regularization level; scaled data
+constexpr double lag_gap = 1e-3;  // part of the gap's tolerance that is far below it
+constexpr double lag_near = 10;   // residuals over their tolerances that one step can take away
+constexpr double lag_step = 0.5;  // least step worth taking for that
+constexpr double lag_laststep = 0.05;      // the same after a stall
+constexpr double near_boundary = 1e3;      // w_0 from where on scalings come from products
 constexpr double solve_good = 1e-8;        // relative residual of the systems that is good enough
+constexpr double solve_poor = 0.1;         // and one that is no solution
+constexpr double solve_gain = 0.1;         // tries that leave more than this part of it are futile
+constexpr int32_t solve_rest = 4;          // iterations without any after those
 constexpr double step_big = 1e10;          // a step without a boundary
 constexpr double center_beta = 0.1;        // gamma = (1 - aa)^2 min(1 - aa, beta)
 constexpr double center_short = 0.3;       // least gamma after a very short affine step
@@ -46,7 +54,7 @@ int32_t intpnt_numpairs(const intpnt_data& data) {
          1;
 }
 
-bool intpnt_initscaling(intpnt_state& st) {
+void intpnt_linscaling(intpnt_state& st) {
   const hom_prob& lp = st.data.lp;
   const hom_point& it = st.it;
   intpnt_scal& sc = st.scal;
@@ -58,29 +66,56 @@ bool intpnt_initscaling(intpnt_state& st) {
     sc.w[lp.ucol[k]] += st.dub[k];
   }
   for (int32_t j = 0; j < st.data.numlin; ++j) sc.w[j] = std::sqrt(sc.w[j]);
+}
+
+bool intpnt_initscaling(intpnt_state& st) {
+  intpnt_linscaling(st);
+  intpnt_scal& sc = st.scal;
   bool inside = true;
   each_cone(st.data, [&](int32_t k, int32_t first, int32_t last) {
     inside &= sc.detx[k] > 0 && sc.dets[k] > 0;
     if (!inside) return;
-    sc.eta[k] = cone_scaling(part(it.x, first, last), part(it.s, first, last), sc.detx[k],
+    sc.eta[k] = cone_scaling(part(st.it.x, first, last), part(st.it.s, first, last), sc.detx[k],
                              sc.dets[k], part(sc.w, first, last), part(sc.lam, first, last));
     inside &= std::isfinite(sc.eta[k]) && std::isfinite(sc.w[first]);
   });
   return inside;
 }
 
-// The determinants of the new point come from scaled space, where it is well inside the cones.
+namespace {
+
+// Scaling of one cone at the point in st.it, which stands st.alpha along st.dir. Determinants come
+// from scaled space, where the point is well inside.
+bool advance_cone(intpnt_state& st, int32_t k, int32_t first, int32_t last) {
+  intpnt_scal& sc = st.scal;
+  for (int32_t j = first; j < last; ++j) {
+    st.xnew[j] = sc.lam[j] + st.alpha * st.dir.xt[j];
+    st.snew[j] = sc.lam[j] + st.alpha * st.dir.st[j];
+  }
+  const std::span<double> xt = part(st.xnew, first, last), x = part(st.it.x, first, last),
+                          s = part(st.it.s, first, last), w = part(sc.w, first, last),
+                          lam = part(sc.lam, first, last);
+  const std::span<const double> stil = part(st.snew, first, last);
+  const double square = sc.eta[k] * sc.eta[k], detx = cone_det(xt), dets = cone_det(stil);
+  sc.detx[k] = detx / square;
+  sc.dets[k] = dets * square;
+  if (!(detx > 0 && dets > 0)) return false;
+  const double settledx = cone_settle(x, sc.detx[k]), settleds = cone_settle(s, sc.dets[k]);
+  if (w[0] <= near_boundary) {
+    sc.detx[k] = settledx;
+    sc.dets[k] = settleds;
+    sc.eta[k] = cone_scaling(x, s, settledx, settleds, w, lam);
+  } else {
+    std::copy(xt.begin(), xt.end(), lam.begin());
+    cone_advance(w, sc.eta[k], lam, stil, detx, dets, xt);
+  }
+  return std::isfinite(sc.eta[k]) && std::isfinite(w[0]);
+}
+
+}  // namespace
+
 bool intpnt_updatescaling(intpnt_state& st) {
   const double t = st.alpha;
-  each_cone(st.data, [&](int32_t k, int32_t first, int32_t last) {
-    for (int32_t j = first; j < last; ++j) {
-      st.xnew[j] = st.scal.lam[j] + t * st.dir.xt[j];
-      st.snew[j] = st.scal.lam[j] + t * st.dir.st[j];
-    }
-    const double square = st.scal.eta[k] * st.scal.eta[k];
-    st.scal.detx[k] = cone_det(part(st.xnew, first, last)) / square;
-    st.scal.dets[k] = cone_det(part(st.snew, first, last)) * square;
-  });
   const hom_point& d = st.dir.d;
   auto add = [&](std::span<double> to, std::span<const double> by) {
     for (size_t i = 0; i < to.size(); ++i) to[i] += t * by[i];
@@ -92,45 +127,52 @@ bool intpnt_updatescaling(intpnt_state& st) {
   add(st.it.v, d.v);
   st.it.tau += t * d.tau;
   st.it.kappa += t * d.kappa;
-  return intpnt_initscaling(st);
+  bool inside = true;
+  each_cone(st.data, [&](int32_t k, int32_t first, int32_t last) {
+    inside = inside && advance_cone(st, k, first, last);
+  });
+  intpnt_linscaling(st);
+  return inside;
 }
 
 namespace {
 
-// The direction of the right-hand side (c - E D u, b): pt, q, cq = c - A'q and den. A column nearer to
-// its upper bound is solved for p - u: D u alone would swamp everything else.
+// The direction p, q of the right-hand side (c - E D u, b). Near the end x / tau and y / tau all but
+// solve for it, and what rounding does to numbers of their size would hide p's part across the path,
+// so the system is solved for what they leave: pt and q are the differences.
 void solve_constant(intpnt_state& st) {
   const hom_prob& lp = st.data.lp;
   const hom_point& it = st.it;
-  std::copy(lp.c.begin(), lp.c.end(), st.r1.begin());
-  std::copy(lp.b.begin(), lp.b.end(), st.r2.begin());
-  std::fill(st.xnew.begin(), st.xnew.end(), 0.0);
-  for (size_t k = 0; k < lp.u.size(); ++k) {
-    const int32_t j = lp.ucol[k];
-    const double lower = it.s[j] / it.x[j];
-    st.isupper[k] = uint8_t(st.dub[k] > lower);
-    st.r1[j] += st.isupper[k] != 0 ? lower * lp.u[k] : -st.dub[k] * lp.u[k];
-    if (st.isupper[k] != 0) st.xnew[j] = -lp.u[k];
+  for (int32_t j = 0; j < lp.n; ++j) st.r1[j] = st.rd[j] / it.tau;
+  for (int32_t j = 0; j < st.data.numlin; ++j) {
+    st.r1[j] += (lp.isfree[j] != 0 ? st.kkt.proximal * it.x[j] : 2 * it.s[j]) / it.tau;
   }
-  if (!lp.u.empty()) spmat_addatx(spmat_look(lp.at), 1, st.xnew, st.r2);
+  for (size_t k = 0; k < lp.u.size(); ++k) {
+    st.r1[lp.ucol[k]] -= (2 * it.v[k] + st.dub[k] * st.ru[k]) / it.tau;
+  }
   intpnt_bardtimesh(st.data, st.scal, -1, st.r1, st.r1);
+  for (int32_t j = st.data.numlin; j < lp.n; ++j) st.r1[j] += 2 * st.scal.lam[j] / it.tau;
+  for (int32_t i = 0; i < lp.m; ++i) st.r2[i] = st.rp[i] / it.tau;
   st.residual = intpnt_kktsolve(st.kkt, st.scal, st.r1, st.r2, st.pt, st.q, st.aty);
-  for (int32_t j = 0; j < lp.n; ++j) st.cq[j] = lp.c[j] - st.aty[j];
+  for (int32_t j = 0; j < lp.n; ++j) st.cq[j] = (it.s[j] + st.rd[j]) / it.tau - st.aty[j];
+  for (int32_t i = 0; i < lp.m; ++i) st.qall[i] = st.q[i] + it.y[i] / it.tau;
   double sum = it.kappa / it.tau;
+  for (int32_t j = 0; j < st.data.numlin; ++j) {
+    const double w = st.scal.w[j];
+    st.ptall[j] = st.pt[j] + w * it.x[j] / it.tau;
+    const double p = st.ptall[j] / w;
+    sum += p * p * (lp.isfree[j] != 0 ? st.kkt.proximal : it.s[j] / it.x[j]);
+  }
   for (size_t k = 0; k < lp.u.size(); ++k) {
     const int32_t j = lp.ucol[k];
-    const double p = st.pt[j] / st.scal.w[j];
-    st.pmu[k] = st.isupper[k] != 0 ? p : p - lp.u[k];
-    if (st.isupper[k] != 0) st.pt[j] += lp.u[k] * st.scal.w[j];
+    st.cq[j] -= it.v[k] / it.tau;
+    st.pmu[k] = st.pt[j] / st.scal.w[j] - (it.w[k] + st.ru[k]) / it.tau;
     sum += st.pmu[k] * st.pmu[k] * st.dub[k];
   }
-  for (int32_t j = 0; j < st.data.numlin; ++j) {
-    if (lp.isfree[j] != 0) continue;
-    const double p = st.pt[j] / st.scal.w[j];
-    sum += p * p * (it.s[j] / it.x[j]);
+  for (int32_t j = st.data.numlin; j < lp.n; ++j) {
+    st.ptall[j] = st.pt[j] + st.scal.lam[j] / it.tau;
+    sum += st.ptall[j] * st.ptall[j];
   }
-  for (int32_t j = st.data.numlin; j < lp.n; ++j) sum += st.pt[j] * st.pt[j];
-  for (const int32_t j : lp.fcol) sum += st.kkt.proximal * st.pt[j] * st.pt[j];
   st.den = sum;
 }
 
@@ -208,8 +250,25 @@ void combine(const intpnt_dir& a, double om, const intpnt_dir& b, intpnt_dir& ou
   out.d.kappa = a.d.kappa + om * b.d.kappa;
 }
 
+// p'H dx for dtau = 0, with p - u at upper bounds.
+double weighed_product(const intpnt_state& st, const intpnt_dir& dir) {
+  const hom_prob& lp = st.data.lp;
+  const hom_point& it = st.it;
+  double sum = 0;
+  for (int32_t j = 0; j < st.data.numlin; ++j) {
+    const double w = st.scal.w[j];
+    const double own = lp.isfree[j] != 0 ? st.kkt.proximal : it.s[j] / it.x[j] / (w * w);
+    sum += own * st.ptall[j] * dir.xt[j];
+  }
+  for (size_t k = 0; k < lp.u.size(); ++k) sum += st.pmu[k] * st.dub[k] * dir.d.x[lp.ucol[k]];
+  for (int32_t j = st.data.numlin; j < lp.n; ++j) sum += st.ptall[j] * dir.xt[j];
+  return sum;
+}
+
 }  // namespace
 
+// The numerator of dtau is eta rg + tk / tau + u'dv - b'dy + c'dx. With what p and q solve, the large
+// and canceling products become ones with p and with residuals, which go to zero with mu.
 void intpnt_formsearch(intpnt_state& st, const intpnt_target& tg, intpnt_dir& dir) {
   const hom_prob& lp = st.data.lp;
   const hom_point& it = st.it;
@@ -218,27 +277,32 @@ void intpnt_formsearch(intpnt_state& st, const intpnt_target& tg, intpnt_dir& di
   for (int32_t j = 0; j < st.data.numlin; ++j) {
     if (lp.isfree[j] == 0) st.r1[j] -= tg.xs[j] / it.x[j];
   }
-  for (size_t k = 0; k < lp.u.size(); ++k) {
-    st.r1[lp.ucol[k]] += (tg.wv[k] - it.v[k] * tg.eta * st.ru[k]) / it.w[k];
-  }
   intpnt_bardtimesh(st.data, st.scal, -1, st.r1, st.r1);
   for (int32_t j = st.data.numlin; j < lp.n; ++j) st.r1[j] -= tg.xs[j];
   for (int32_t i = 0; i < lp.m; ++i) st.r2[i] = tg.eta * st.rp[i];
+  double num = tg.eta * st.rg + tg.tk / it.tau + dot(st.qall, st.r2) - dot(st.ptall, st.r1);
+  for (size_t k = 0; k < lp.u.size(); ++k) {
+    const int32_t j = lp.ucol[k];
+    const double part = (tg.wv[k] - it.v[k] * tg.eta * st.ru[k]) / it.w[k];
+    st.r1[j] += part / st.scal.w[j];
+    num -= st.pmu[k] * part;
+  }
   st.residual =
       std::max(st.residual, intpnt_kktsolve(st.kkt, st.scal, st.r1, st.r2, dir.xt, d.y, st.aty));
-  // dw and dv for dtau = 0; u'dv is the part of the numerator that the bounds contribute.
+  // dw and dv for dtau = 0.
   intpnt_bardtimesh(st.data, st.scal, -1, dir.xt, d.x);
-  double udv = 0;
   for (size_t k = 0; k < lp.u.size(); ++k) {
     d.w[k] = tg.eta * st.ru[k] - d.x[lp.ucol[k]];
     d.v[k] = (tg.wv[k] - it.v[k] * d.w[k]) / it.w[k];
-    udv += lp.u[k] * d.v[k];
   }
-  const double num = tg.eta * st.rg + tg.tk / it.tau + udv - dot(lp.b, d.y) + dot(lp.c, d.x);
-  const double dt = num / st.den;
+  const double dt = (num - 2 * weighed_product(st, dir)) / st.den;
   for (int32_t j = 0; j < lp.n; ++j) dir.xt[j] += dt * st.pt[j];
-  for (int32_t i = 0; i < lp.m; ++i) d.y[i] += dt * st.q[i];
+  for (int32_t i = 0; i < lp.m; ++i) d.y[i] += dt * st.qall[i];
   intpnt_bardtimesh(st.data, st.scal, -1, dir.xt, d.x);
+  for (int32_t j = 0; j < lp.n; ++j) {
+    d.x[j] += dt / it.tau * it.x[j];
+    dir.xt[j] += dt * (st.ptall[j] - st.pt[j]);
+  }
   for (size_t k = 0; k < lp.u.size(); ++k) {
     d.w[k] -= dt * st.pmu[k];
     d.v[k] += dt * st.pmu[k] * st.dub[k];
@@ -280,30 +344,38 @@ double intpnt_stepsize(const intpnt_state& st, const intpnt_dir& dir) {
 
 namespace {
 
+rescode factor_once(intpnt_state& st, double regul) {
+  st.regul = regul;
+  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, regul, st.mon); r != rescode::ok)
+    return r;
+  solve_constant(st);
+  return rescode::ok;
+}
+
 // Factor, and the direction of the constant right-hand side. Where that is not solved well, rounding
-// has taken a pivot that mattered: other weights on the diagonals are tried, and the best is taken.
+// has taken a pivot that mattered: other weights on the diagonals are tried, and the best is kept, for
+// later iterations as well. After tries that gained nothing there are none for a while.
 rescode factor_and_solve(intpnt_state& st) {
-  const double usual = regul_level[st.regulevel];
-  const double tries[] = {usual, usual * 1e3, usual * 1e-3, usual * 1e5};
-  double best = std::numeric_limits<double>::infinity(), chosen = usual, last = usual;
-  for (const double regul : tries) {
-    if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, regul, st.mon); r != rescode::ok) {
-      return r;
-    }
-    solve_constant(st);
-    last = regul;
-    if (st.residual < best) {
+  const double usual = regul_level[st.regulevel], first = st.regul > 0 ? st.regul : usual;
+  if (const rescode r = factor_once(st, first); r != rescode::ok) return r;
+  const double before = st.residual;
+  const bool isgood = before <= solve_good;
+  if (isgood || (st.numfutile > 0 && before <= solve_poor)) {
+    st.numfutile = isgood ? 0 : st.numfutile - 1;
+    return rescode::ok;
+  }
+  double best = before, chosen = first;
+  for (const double regul : {usual, usual * 1e3, usual * 1e-3, usual * 1e5}) {
+    if (regul == first) continue;
+    if (const rescode r = factor_once(st, regul); r != rescode::ok) return r;
+    if (st.residual < best || !(best == best)) {
       best = st.residual;
       chosen = regul;
     }
-    if (st.residual <= solve_good) return rescode::ok;
+    if (best <= solve_good) break;
   }
-  if (chosen == last) return rescode::ok;
-  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, chosen, st.mon); r != rescode::ok) {
-    return r;
-  }
-  solve_constant(st);
-  return rescode::ok;
+  st.numfutile = best > solve_good && best > solve_gain * before ? solve_rest : 0;
+  return chosen == st.regul ? rescode::ok : factor_once(st, chosen);
 }
 
 }  // namespace
@@ -324,7 +396,34 @@ rescode intpnt_initsearch(intpnt_state& st) {
   return rescode::ok;
 }
 
+namespace {
+
+// The gap is far below its tolerance, but residuals are not below theirs: rounding holds them up, and
+// the nearer to the boundary the worse.
+bool lags_behind(const intpnt_state& st) {
+  const hom_measures& ms = st.meas;
+  const double over = std::max(ms.pfeas / st.set.tolpfeas, ms.dfeas / st.set.toldfeas);
+  return ms.gap <= lag_gap * st.set.tolrelgap && st.it.kappa < lag_gap * st.it.tau && over > 1 &&
+         over < lag_near;
+}
+
+// A direction that takes all of the residuals away and leaves mu where it is.
+void restore_feasibility(intpnt_state& st) {
+  st.gamma = 1;
+  st.numcor = 0;
+  set_target(st, nullptr, 1);
+  st.target.eta = 1;
+  intpnt_formsearch(st, st.target, st.dir);
+}
+
+}  // namespace
+
 void intpnt_improvesearch(intpnt_state& st) {
+  if (st.mayrestore && lags_behind(st)) {
+    restore_feasibility(st);
+    st.mayrestore = intpnt_stepsize(st, st.dir) >= (st.regulevel > 0 ? lag_laststep : lag_step);
+    if (st.mayrestore) return;
+  }
   const double aa = st.aa;
   st.gamma = (1 - aa) * (1 - aa) * std::min(1 - aa, center_beta);
   if (aa < affine_short) st.gamma = std::max(st.gamma, center_short);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "homo/intpntco.h"
 #include "homo/intpntcone.h"
@@ -9,6 +10,7 @@
 namespace {
 
 constexpr double noise = 1e-10;      // an objective below this part of its terms is rounding
+constexpr double rounding = std::numeric_limits<double>::epsilon();
 constexpr double cert_floor = 1e-8;  // least tolerance of the certificates
 constexpr double exact_ray = 1e-5;   // part of it that is asked for while tau > kappa
 
@@ -23,8 +25,9 @@ hom_ray intpnt_dualray(const intpnt_state& st) {
   double objective = st.meas.by, size = 0;
   for (int32_t i = 0; i < lp.m; ++i) size += std::abs(lp.b[i] * it.y[i]);
   auto reduced = [&](int32_t j) { return st.rd[j] - lp.c[j] * it.tau + it.s[j]; };
+  // What is rounding of the terms that A'y comes from can't be told from a residual.
   auto note = [&](double wrong, int32_t j) {
-    wrong /= lp.colfac[j];
+    wrong = (wrong + rounding * (std::abs(lp.c[j]) * it.tau + it.s[j])) / lp.colfac[j];
     if (!(wrong <= ray.residual)) ray.residual = wrong;
   };
   size_t k = 0;
@@ -58,7 +61,8 @@ hom_ray intpnt_primalray(const intpnt_state& st) {
   const hom_prob& lp = st.data.lp;
   hom_ray ray;
   for (int32_t i = 0; i < lp.m; ++i) {
-    const double e = std::abs(lp.b[i] * st.it.tau - st.rp[i]) / lp.rowfac[i];
+    const double own = lp.b[i] * st.it.tau;
+    const double e = (std::abs(own - st.rp[i]) + rounding * std::abs(own)) / lp.rowfac[i];
     if (!(e <= ray.residual)) ray.residual = e;
   }
   for (size_t k = 0; k < lp.u.size(); ++k) {

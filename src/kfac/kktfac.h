@@ -106,11 +106,13 @@ void kktfac_inqij(kktfac& fac, const spmat_view& h);
 // kktfac_numinaij, kktfac_numinqij: other arrays with the values of the same patterns.
 void kktfac_numinaij(kktfac& fac, std::span<const double> val);
 void kktfac_numinqij(kktfac& fac, std::span<const double> val);
-// kktfac_inborder: what the order has to keep to, from the next setup on. A dense column `node` stays
-// out of the elimination of columns, `row` comes behind it, and a row in which only `weak` columns
-// would stand before it waits too; -1 for none. Replaces the list of an earlier call.
+// kktfac_inborder: what the order has to keep to, from the next setup on: the column `node` stays out
+// of the elimination of columns, which form 1 begins with; `row` comes behind it, and a row in which
+// only `weak` columns would stand before it waits too; -1 for none. A bare column is one that neither
+// H nor D holds: it waits for the first of its rows. Replaces the list of an earlier call.
 struct kktfac_border {
   int32_t node = -1, row = -1, weak = -1;
+  bool isbare = false;
 };
 void kktfac_inborder(kktfac& fac, std::span<const kktfac_border> list);
 // kktfac_checkh: whether H is what kktfac_inqij asks for: the lower triangle, rows increasing, finite

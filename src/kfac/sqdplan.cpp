@@ -7,6 +7,7 @@
 
 #include "cpub/timer.h"
 #include "kfac/psymface.h"
+#include "kfac/sqdwait.h"
 #include "kfac/symface.h"
 
 namespace {
@@ -216,61 +217,18 @@ rescode order_nodes(const spmat_view& a, const spmat& hfull, const grouping& g, 
   return r;
 }
 
-// A row without weight whose columns all come later would be a pivot of regularization alone, whose
-// inverse swamps H: such a row waits for the first of its columns and comes right behind it, much as
-// a pivot of two by two would. Rows that a column eliminated while forming has reached need not wait,
-// unless it is a weak one. The rows of the border wait for their own columns.
-void delay_rows(const spmat_view& a, const grouping& g, std::span<const kktfac_border> border,
-                sqdplan& plan) {
+void delay_nodes(const spmat_view& a, const grouping& g, std::span<const kktfac_border> border,
+                 sqdplan& plan) {
   const mm_place at = plan.node.get_allocator().place;
-  const int32_t nc = plan.numcolnode;
-  enum : uint8_t { bare, waiting, placed, held, heldwaiting };
-  mm_vector<uint8_t> state(size_t(a.nrow), placed, at);
-  for (int32_t j = 0; j < a.ncol; ++j) {
-    if (plan.node[j] < 0) continue;
-    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) state[a.sub[p]] = bare;
-  }
-  mm_vector<uint8_t> isweak(g.size.size(), 0, at);
-  mm_vector<int32_t> rowof(size_t(a.ncol), -1, at);
+  mm_vector<uint8_t> isreached(size_t(a.nrow), 0, at), isweak(g.size.size(), 0, at);
   for (const kktfac_border& b : border) {
     if (b.weak >= 0 && g.of[b.weak] >= 0) isweak[g.of[b.weak]] = 1;
-    rowof[b.node] = b.row;
   }
   for (size_t k = 0; k < g.size.size(); ++k) {
     if (g.size[k] > 1 || g.isoff[k] != 0 || isweak[k] != 0) continue;
-    for (ptrdiff_t p = g.rows.ptr[k]; p < g.rows.ptr[k + 1]; ++p) state[g.rows.sub[p]] = placed;
+    for (ptrdiff_t p = g.rows.ptr[k]; p < g.rows.ptr[k + 1]; ++p) isreached[g.rows.sub[p]] = 1;
   }
-  for (const kktfac_border& b : border) {
-    if (b.row >= 0) state[b.row] = held;
-  }
-  mm_vector<int32_t> colof(size_t(nc), 0, at), order(at);
-  for (int32_t j = 0; j < a.ncol; ++j) {
-    if (plan.node[j] >= 0) colof[plan.node[j]] = j;
-  }
-  order.reserve(plan.order.size());
-  for (const int32_t x : plan.order) {
-    if (x >= nc) {
-      uint8_t& now = state[x - nc];
-      if (now == placed) {
-        order.push_back(x);
-      } else {
-        now = now == bare ? waiting : heldwaiting;
-      }
-      continue;
-    }
-    order.push_back(x);
-    const int32_t j = colof[x];
-    for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1]; ++p) {
-      const int32_t i = a.sub[p];
-      if (state[i] == held || state[i] == heldwaiting) continue;
-      if (state[i] == waiting) order.push_back(nc + i);
-      state[i] = placed;
-    }
-    if (rowof[j] < 0) continue;
-    if (state[rowof[j]] == heldwaiting) order.push_back(nc + rowof[j]);
-    state[rowof[j]] = placed;
-  }
-  plan.order = std::move(order);
+  sqdwait_delay({a, plan.node, plan.numcolnode, isreached, border}, plan.order);
 }
 
 }  // namespace
@@ -298,7 +256,7 @@ rescode sqdplan_make(const spmat_view& a, const spmat_view& h, int32_t form,
     const int32_t k = g.of[b.node];
     if (k < 0 || g.isoff[k] != 0) continue;
     g.isoff[k] = 1;
-    made.numoffcol += g.size[k];
+    if (!b.isbare) made.numoffcol += g.size[k];
   }
   const int32_t numfirst = number_nodes(g, made);
   // The graph of the factor: single columns are cliques, those of blocks are nodes.
@@ -313,7 +271,7 @@ rescode sqdplan_make(const spmat_view& a, const spmat_view& h, int32_t form,
   make_graph({a, look, made.node, made.numcolnode}, g.rows, isnode, made.graph);
   const rescode r = order_nodes(a, hfull, g, numfirst, set, orderlog, made);
   if (r != rescode::ok) return r;
-  if (set.ordermethod != ordernone) delay_rows(a, g, set.border, made);
+  if (set.ordermethod != ordernone) delay_nodes(a, g, set.border, made);
   made.flops += symface_size(spmat_look(made.graph), made.order, *at.mman).flops;
   plan = std::move(made);
   return rescode::ok;

@@ -68,6 +68,27 @@ TEST(IntpntCone, KernelsKeepTheirIdentities) {
         EXPECT_LE(norm(wx), 1e-13 * w[0]);
         EXPECT_LE(norm(ws), 1e-13 * w[0]);
       }
+      // The scaling of other points, as a product with this one.
+      if (w[0] < 1e3) {
+        double detp = 0, detq = 0;
+        const vec p = point(gen, n, 0.01, detp), q = point(gen, n, 0.01, detq);
+        vec have = w, direct(n), dlam(n), work(n);
+        double etah = eta;
+        cone_mulw(w, eta, p, wx);
+        cone_divw(w, eta, q, ws);
+        cone_advance(have, etah, wx, ws, detp * eta * eta, detq / (eta * eta), work);
+        const double etad = cone_scaling(p, q, detp, detq, direct, dlam);
+        EXPECT_NEAR(etah, etad, 1e-9 * etad);
+        EXPECT_LE(distance(have, direct), 1e-9 * norm(direct));
+        EXPECT_LE(distance(wx, dlam), 1e-8 * norm(dlam));
+        vec near = p;
+        near[0] = norm(p) * 2;  // well inside the point counts, on the boundary the determinant
+        EXPECT_NEAR(cone_settle(near, 1.0), cone_det(near), 1e-12 * near[0] * near[0]);
+        near[0] = std::sqrt(near[0] * near[0] - cone_det(near));
+        if (n > 1) {
+          EXPECT_EQ(cone_settle(near, 1e-12), 1e-12);
+        }
+      }
       // The largest step ends on the boundary, or never does.
       vec dir = point(gen, n, -0.5, detd);
       const double t = cone_maxstep(x, detx, dir);

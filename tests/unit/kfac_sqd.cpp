@@ -7,6 +7,7 @@
 
 #include "cpub/fault.h"
 #include "kfac/kktfac.h"
+#include "kfac/sqdwait.h"
 #include "unit/kfac_cases.h"
 
 namespace {
@@ -269,6 +270,46 @@ TEST(KktfacSqdForm, FreeOrderIsTakenWhereColumnsFirstFillTheRows) {
   EXPECT_LT(3 * kktfac_getstats(*open.fac).flops, kktfac_getstats(*first.fac).flops);
   EXPECT_EQ(kktfac_setup(*open.fac, {}, {}, {}), rescode::ok);  // the choice is kept
   EXPECT_EQ(kktfac_getstats(*open.fac).form, 2);
+}
+
+// Every fourth column has no node, every third of the others is bare, row 7 waits for column 5.
+TEST(KktfacSqdBorder, WaitingNodesComeBehindWhatTheyWaitFor) {
+  const kfac_matrix a = kfac_random(60, 120, 3, 4);
+  memman* mman = memman_create(nullptr, nullptr, nullptr, false);
+  {
+    std::vector<int32_t> node(120, -1);
+    std::vector<uint8_t> isreached(60, 0);
+    std::vector<kktfac_border> border{{5, 7}};
+    int32_t num = 0;
+    for (int32_t j = 0; j < a.n; ++j) {
+      if (j % 4 != 0) node[j] = num++;
+      if (j % 4 != 0 && j % 3 == 0) border.push_back({j, -1, -1, true});
+      for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1] && j % 4 == 0; ++p) isreached[a.sub[p]] = 1;
+    }
+    mm_vector<int32_t> order(size_t(num) + 60, 0, mm_at(*mman));
+    for (size_t k = 0; k < order.size(); ++k) order[k] = int32_t(k);
+    std::mt19937 gen(3);
+    std::shuffle(order.begin(), order.end(), gen);
+    sqdwait_delay({a.view(), node, num, isreached, border}, order);
+    std::vector<int32_t> place(order.size(), -1);
+    for (size_t k = 0; k < order.size(); ++k) place[order[k]] = int32_t(k);
+    EXPECT_EQ(std::count(place.begin(), place.end(), -1), 0);
+    EXPECT_GT(place[num + 7], place[node[5]]);
+    std::vector<int32_t> firstcol(60, 1000);  // place of the first column of each row
+    for (int32_t j = 0; j < a.n; ++j) {
+      int32_t firstrow = 1000;
+      for (ptrdiff_t p = a.ptr[j]; p < a.ptr[j + 1] && node[j] >= 0; ++p) {
+        firstrow = std::min(firstrow, place[num + a.sub[p]]);
+        firstcol[a.sub[p]] = std::min(firstcol[a.sub[p]], place[node[j]]);
+      }
+      const bool isbare = node[j] >= 0 && j % 3 == 0;
+      EXPECT_TRUE(!isbare || firstrow < place[node[j]]) << j;
+    }
+    for (int32_t i = 0; i < 60; ++i) {
+      EXPECT_TRUE(isreached[i] != 0 || firstcol[i] == 1000 || firstcol[i] < place[num + i]) << i;
+    }
+  }
+  EXPECT_EQ(memman_delete(mman), 0U);
 }
 
 TEST(KktfacSqdTeam, SameBitsForEverySizeOfTheTeam) {
