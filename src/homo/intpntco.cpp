@@ -24,9 +24,11 @@ constexpr double stall_mu = 0.1;        // nor a mu below this part of the one b
 constexpr double diverge = 1e2;         // infeasibility over the least one: stop
 constexpr double diverge_floor = 1e-8;  // unless it is below this
 constexpr int32_t maxregulevel = 2;
-constexpr double tiny_norm = 1e-8;  // a start that is feasible has no norm to be relative to
-constexpr double rounding = 1e-15;  // a bound residual below this part of the bound is noise
-constexpr double objerr_gap = 100;  // error of the objective asked for, over the gap's tolerance
+constexpr double tiny_norm = 1e-8;   // a start that is feasible has no norm to be relative to
+constexpr double rounding = 1e-15;   // a bound residual below this part of the bound is noise
+constexpr double objerr_gap = 100;   // error of the objective asked for, over the gap's tolerance
+constexpr double start_far = 100;    // residual of the rows at the start over b that is far out
+constexpr double start_least = 0.1;  // least part of the primal start that is left then
 constexpr double inf = std::numeric_limits<double>::infinity();
 
 double maxabs(std::span<const double> v) {
@@ -143,13 +145,12 @@ void intpnt_residuals(intpnt_state& st) {
   ms.merit = nanmax(nanmax(ms.pf, ms.df), ms.gf) + ms.cf;
 }
 
-void intpnt_start(intpnt_state& st) {
+namespace {
+
+// A multiple of the unit point: x = xip e, s = xid e.
+void set_start(intpnt_state& st, double xip, double xid) {
   const hom_prob& lp = st.data.lp;
   hom_point& it = st.it;
-  const double nrmb = maxabs(lp.b), nrmc = maxabs(lp.c);
-  st.mon.log(6, "%-10s: %-12.4e  %-10s: %-12.4e\n", "nrm(b)", nrmb, "nrm(c)", nrmc);
-  const double xip = std::max(st.set.psafe, std::sqrt(nrmb));
-  const double xid = std::max(st.set.dsafe, std::sqrt(nrmc));
   for (int32_t j = 0; j < st.data.numlin; ++j) {
     it.x[j] = lp.isfree[j] != 0 ? 0 : xip;
     it.s[j] = lp.isfree[j] != 0 ? 0 : xid;
@@ -164,9 +165,23 @@ void intpnt_start(intpnt_state& st) {
     st.scal.detx[k] = xip * xip;
     st.scal.dets[k] = xid * xid;
   }
-  it.tau = it.kappa = 1;
+  it.tau = 1;
+  it.kappa = std::min(1.0, xip * xid);
   intpnt_initscaling(st);
   intpnt_residuals(st);
+}
+
+}  // namespace
+
+void intpnt_start(intpnt_state& st) {
+  const double nrmb = maxabs(st.data.lp.b), nrmc = maxabs(st.data.lp.c);
+  st.mon.log(6, "%-10s: %-12.4e  %-10s: %-12.4e\n", "nrm(b)", nrmb, "nrm(c)", nrmc);
+  const double xip = std::max(st.set.psafe, std::sqrt(nrmb));
+  const double xid = std::max(st.set.dsafe, std::sqrt(nrmc));
+  set_start(st, xip, xid);
+  // Where the unit point lies far out, as in sums of thousands, mu would be gone before the residuals.
+  const double far = maxabs(st.rp) / std::max(1.0, nrmb);
+  if (far > start_far) set_start(st, xip * std::max(start_least, start_far / far), xid);
   st.nrm0p = std::max({maxabs(st.rp), maxabs(st.ru), tiny_norm});
   st.nrm0d = std::max(maxabs(st.rd), tiny_norm);
   st.nrm0g = std::max(std::abs(st.rg), tiny_norm);
