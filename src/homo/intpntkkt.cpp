@@ -10,7 +10,7 @@ namespace {
 
 // Pivots: refinement against the true system makes good what rounding has left of small ones, so all
 // but the lost are kept.
-constexpr double pivot_lost = 1e-16;       // part of its diagonal below which a pivot is none
+constexpr double pivot_lost = 1e-17;       // part of its diagonal below which a pivot is none
 constexpr double pivot_lostabs = 1e-20;    // the same, absolute
 constexpr double regul_part = 1e-8;        // of its diagonal: most that is added to that of a row
 constexpr double pivot_value = 1e-10;      // what stands in for it
@@ -135,6 +135,7 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
   own.regrow = 0;
   kkt.proximal = proximal_weight;
   own.pivrel = pivot_lost;
+  own.keeprow = true;
   own.dynthr = pivot_lostabs;
   own.dynval = pivot_value;
   return kktfac_numfacsqd(*kkt.fac, kkt.d, kkt.e, own, mon);
