@@ -63,6 +63,17 @@ rescode clean_up(const lp_view& lp, const opt_stage& stage, basic_point& at) {
   });
 }
 
+// The point of a stopped run is made that of its basis, without an iteration, unheard and unstoppable.
+void look_again(const lp_view& lp, const opt_stage& stage, basic_point& at) {
+  monitor quiet;
+  quiet.clock = stage.mon.sim.clock;
+  sim_settings set = stage.set.sim;
+  set.hotstart = true;
+  set.maxiter = 0;
+  sim_info info;
+  (void)sim_optimize(lp, set, quiet, stage.mman, info, at.basis, at.point);
+}
+
 void log_summary(const opt_stage& stage) {
   const monitor& mon = stage.mon.bi;
   const bas_info& bi = stage.info.bi;
@@ -156,6 +167,10 @@ rescode opt_finishbasic(const lp_view& lp, const prslv_rec& rec, const opt_stage
   std::swap(at, out);
   at.isfilled = true;
   at.point.verdict = verdict;
-  if (opt_isbasic(lp, stage.set.sim, at) || verdict == lp_verdict::none) return rescode::ok;
+  if (verdict == lp_verdict::none) {
+    if (!settle_basis(lp, at)) look_again(lp, stage, at);
+    return rescode::ok;
+  }
+  if (opt_isbasic(lp, stage.set.sim, at)) return rescode::ok;
   return opt_goon(lp, stage, at);
 }

@@ -178,7 +178,12 @@ rescode run_attempt(sim_state& st, const lp_basis& start, lp_basis& last) {
   if (code == rescode::ok && !ishot) code = take_crash(st, method);
   if (code == rescode::ok) {
     (method == sim_method::primal ? st.info.primhot : st.info.dualhot) = ishot;
-    code = ishot && is_done(st) ? optimal_code(st) : run_turns(st, method);
+    if (ishot && is_done(st)) {
+      code = optimal_code(st);
+    } else {
+      const bool maygo = st.info.primiter + st.info.dualiter < set.maxiter;
+      code = maygo ? run_turns(st, method) : rescode::trm_max_iterations;
+    }
   }
   st.info.running = sim_method::free;
   if (st.point->verdict == lp_verdict::none) (void)sim_truemeasure(st);

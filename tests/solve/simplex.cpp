@@ -195,6 +195,14 @@ TEST(SimplexLimits, EndTheRunWithTheirCodes) {
     EXPECT_EQ(ZLV_optimize(box.task), ZLV_RES_TRM_MAX_ITERATIONS);
     EXPECT_LE(iterations(box.task), 3);
     const lp_point s = get_point(box.task, lp.p, ZLV_SOL_BAS);
+    int32_t numbasic = int32_t(std::count(s.skc.begin(), s.skc.end(), ZLV_SK_BAS));
+    for (int32_t j = 0; j < lp.p.n; ++j) {  // its point is one of a basis
+      numbasic += s.skx[j] == ZLV_SK_BAS ? 1 : 0;
+      if (s.skx[j] == ZLV_SK_BAS) continue;
+      const double bound = s.skx[j] == ZLV_SK_UPR ? lp.p.bux[j] : lp.p.blx[j];
+      EXPECT_LE(std::abs(s.xx[j] - (lp.p.bkx[j] == ZLV_BK_FR ? 0 : bound)), 1e-7);
+    }
+    EXPECT_EQ(numbasic, lp.p.m);
     EXPECT_NE(s.solsta, ZLV_SOL_STA_OPTIMAL);
     expect_honest(lp.p, s);
     put(box.task, ZLV_IPAR_SIM_MAX_ITERATIONS, 100000);
