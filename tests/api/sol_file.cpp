@@ -1,7 +1,6 @@
 // Solution files: written and read back to the same doubles, filters and switches, names that are
 // hard to tell apart, broken files, and disks that are full.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -18,20 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct temp_folder {
-  fs::path path;
-  temp_folder() {
-    std::string name = (fs::temp_directory_path() / "zalvo-sol-XXXXXX").string();
-    path = mkdtemp(name.data());
-  }
-  ~temp_folder() { fs::remove_all(path); }
-  temp_folder(const temp_folder&) = delete;
-  temp_folder& operator=(const temp_folder&) = delete;
-  std::string file(const char* name) const { return (path / name).string(); }
-  size_t numfile() const {
-    return size_t(std::distance(fs::directory_iterator(path), fs::directory_iterator()));
-  }
-};
 void spill(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
@@ -42,7 +27,7 @@ constexpr int32_t numcon = 4, numvar = 6;
 struct file_box {
   api_box box;
   ZLV_task_t task = box.task;
-  temp_folder folder;
+  test_folder folder;
   file_box() {
     EXPECT_EQ(ZLV_append(task, ZLV_ACC_CON, numcon), 0);
     EXPECT_EQ(ZLV_append(task, ZLV_ACC_VAR, numvar), 0);
@@ -127,7 +112,7 @@ TEST(SolFile, GivesBackEveryBit) {
     ASSERT_EQ(ZLV_putsolution(s.task, whichsol, nullptr, nullptr, skn, nullptr, nullptr, nullptr,
                               nullptr, nullptr, nullptr, nullptr, nullptr),
               0);
-    const std::string path = s.folder.file(round % 2 == 0 ? "a.sol" : "a.sol.gz");
+    const std::string path = s.folder.at(round % 2 == 0 ? "a.sol" : "a.sol.gz");
     ASSERT_EQ(ZLV_writesolution(s.task, whichsol, path.c_str()), 0) << s.box.err();
     EXPECT_EQ(file_text(path).substr(0, 2) == "\x1f\x8b", round % 2 == 1);
     EXPECT_EQ(s.folder.numfile(), 1U);
@@ -156,7 +141,7 @@ TEST(SolFile, GivesBackEveryBit) {
 struct example_box {
   api_box box;
   ZLV_task_t task = box.task;
-  temp_folder folder;
+  test_folder folder;
   example_box() {
     const double one[] = {1, 1};
     const int32_t col[] = {0, 1};
@@ -172,7 +157,7 @@ struct example_box {
     EXPECT_EQ(ZLV_putobjname(task, "cost"), 0);
     EXPECT_EQ(ZLV_putname(task, ZLV_PI_CON, 0, "need"), 0);
   }
-  std::string path() const { return folder.file("b.sol"); }
+  std::string path() const { return folder.at("b.sol"); }
   int32_t read(const std::string& text) {
     spill(path(), text);
     box.forget();
@@ -221,8 +206,8 @@ TEST(SolFile, TextIsStableAndStatusesAreProved) {
   ASSERT_EQ(s.read(example_text), 0) << s.box.err();
   EXPECT_EQ(s.solsta(), ZLV_SOL_STA_OPTIMAL);
   EXPECT_EQ(s.box.wrn(), "");
-  ASSERT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.file("again").c_str()), 0);
-  EXPECT_EQ(file_text(s.folder.file("again")), example_text);
+  ASSERT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.at("again").c_str()), 0);
+  EXPECT_EQ(file_text(s.folder.at("again")), example_text);
   // A point that is not feasible is not believed to be optimal.
   ASSERT_EQ(s.read(replaced(example_text, "BS   1.0", "BS   1.1")), 0);
   EXPECT_EQ(s.solsta(), ZLV_SOL_STA_UNKNOWN);
@@ -281,7 +266,7 @@ TEST(SolFile, WholeFilesThatAreNone) {
     EXPECT_NE(s.read(text), 0);
     EXPECT_NE(s.box.err(), "");
   }
-  EXPECT_EQ(ZLV_readsolution(s.task, ZLV_SOL_BAS, s.folder.file("none").c_str()),
+  EXPECT_EQ(ZLV_readsolution(s.task, ZLV_SOL_BAS, s.folder.at("none").c_str()),
             ZLV_RES_ERR_FILE_OPEN);
   EXPECT_EQ(ZLV_readsolution(s.task, 3, "x"), ZLV_RES_ERR_WHICHSOL);
 }
@@ -290,7 +275,7 @@ TEST(SolFile, FiltersAndSwitchesChooseTheLines) {
   example_box s;
   ASSERT_EQ(s.read(example_text), 0);
   const auto lines = [&] {
-    const std::string path = s.folder.file("f");
+    const std::string path = s.folder.at("f");
     EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, path.c_str()), 0);
     const std::string text = file_text(path);
     std::string got;
@@ -344,7 +329,7 @@ TEST(SolFile, FailedWritesKeepTheOldFile) {
   ASSERT_EQ(s.read(example_text), 0);
   EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, nullptr), ZLV_RES_WRN_UNDEF_SOL_FILE_NAME);
   EXPECT_NE(s.box.wrn().find("basic"), std::string::npos);
-  EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.file("no/where").c_str()),
+  EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.at("no/where").c_str()),
             ZLV_RES_ERR_FILE_OPEN);
   EXPECT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, s.folder.path.c_str()), ZLV_RES_ERR_FILE_OPEN);
   if (fs::exists("/dev/full")) {
@@ -354,18 +339,18 @@ TEST(SolFile, FailedWritesKeepTheOldFile) {
   EXPECT_EQ(s.folder.numfile(), 1U);
   EXPECT_EQ(file_text(s.path()), example_text);
   // By the parameter, through a link: the file behind it is replaced, the link stays.
-  fs::create_symlink(s.path(), s.folder.file("link"));
-  ASSERT_EQ(ZLV_putstrparam(s.task, ZLV_SPAR_BAS_SOL_FILE_NAME, s.folder.file("link").c_str()), 0);
+  fs::create_symlink(s.path(), s.folder.at("link"));
+  ASSERT_EQ(ZLV_putstrparam(s.task, ZLV_SPAR_BAS_SOL_FILE_NAME, s.folder.at("link").c_str()), 0);
   spill(s.path(), "old");
   ASSERT_EQ(ZLV_writesolution(s.task, ZLV_SOL_BAS, ""), 0);
-  EXPECT_TRUE(fs::is_symlink(s.folder.file("link")));
+  EXPECT_TRUE(fs::is_symlink(s.folder.at("link")));
   EXPECT_EQ(file_text(s.path()), example_text);
   EXPECT_EQ(s.folder.numfile(), 2U);
 }
 
 TEST(SolFile, OutOfSpaceLeavesSolutionAndFile) {
-  temp_folder folder;
-  const std::string in = folder.file("in.gz"), out = folder.file("out.gz");
+  test_folder folder;
+  const std::string in = folder.at("in.gz"), out = folder.at("out.gz");
   {
     example_box s;
     ASSERT_EQ(s.read(example_text), 0);
@@ -391,7 +376,7 @@ TEST(SolFile, OutOfSpaceLeavesSolutionAndFile) {
     EXPECT_EQ(x, readcode == 0 ? 3 : 11) << k;
     if (writecode == 0 && readcode == 0) break;
     EXPECT_EQ(writecode + readcode, ZLV_RES_ERR_SPACE) << k;
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path), fs::directory_iterator()), 2);
+    EXPECT_EQ(folder.numfile(), 2U);
   }
 }
 

@@ -147,7 +147,7 @@ TEST(InfeasReport, NamesWhatIsInConflict) {
   const lp_point s = get_point(box.task, p);
   for (int32_t i = 0; i < p.m; ++i) {
     ASSERT_EQ(ZLV_getname(box.task, ZLV_PI_CON, i, sizeof name, nullptr, name), ZLV_RES_OK);
-    const bool islisted = box.log().find(" " + std::string(name) + " ") != std::string::npos;
+    const bool islisted = box.log().find(std::string(" ") + name + " ") != std::string::npos;
     EXPECT_EQ(islisted, std::abs(s.y[i]) > 1e-6) << name;
   }
 }

@@ -1,13 +1,10 @@
 // A task's whole problem as text, every number with all its digits and names where there are any,
-// so that two problems are equal exactly when their texts are; and files in a folder of their own.
+// so that two problems are equal exactly when their texts are.
 #pragma once
 
-#include <unistd.h>
 #include <zalvo.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -86,24 +83,3 @@ inline std::string problem_text(ZLV_task_t task, bool isnamed = true) {
   }
   return out.str();
 }
-
-// A folder that is gone with its files when the test ends.
-struct test_folder {
-  std::filesystem::path path;
-  test_folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "zalvoXXXXXX").string();
-    path = mkdtemp(name.data());
-  }
-  ~test_folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  test_folder(const test_folder&) = delete;
-  test_folder& operator=(const test_folder&) = delete;
-  std::string at(const std::string& name) const { return (path / name).string(); }
-  std::string put(const std::string& name, std::string_view text) const {
-    std::ofstream(at(name), std::ios::binary) << text;
-    return at(name);
-  }
-  std::string get(const std::string& name) const { return file_text(at(name)); }
-};
