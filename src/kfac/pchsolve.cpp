@@ -133,6 +133,7 @@ void add_below(const frontview& f, const pchsolve_vectors& x, const double* v, i
 }
 
 // One range of subtrees, forward and backward; v is scratch for a front.
+// NOLINTNEXTLINE(readability-identifier-naming): as in the design
 void par_sparse_Lx_subtrees(const symface& sym, const pcholfac& fac, pchsolve& ps, int32_t k,
                             double* v, const pchsolve_vectors& x) {
   const ptrdiff_t numout = ps.outptr[k + 1] - ps.outptr[k];
@@ -159,6 +160,7 @@ void upper_front(const symface& sym, const pcholfac& fac, int32_t s, double* v,
   put_columns(f, x, v);
 }
 
+// NOLINTNEXTLINE(readability-identifier-naming): as in the design
 void par_sparse_Ltx_subtrees(const symface& sym, const pcholfac& fac, const pchsolve& ps, int32_t k,
                              double* v, const pchsolve_vectors& x) {
   for (int32_t s = ps.last[k]; s >= ps.first[k]; --s) upper_front(sym, fac, s, v, x);
@@ -169,6 +171,7 @@ int32_t count_blocks(int32_t rows) {
 }
 
 // A wide front, its panel by blocks of columns and of rows.
+// NOLINTNEXTLINE(readability-identifier-naming): as in the design
 void par_dense_LXX(const pcholfac& fac, const frontview& f, kteam& team, double* v, int32_t nrhs) {
   const parblas_family& family = *fac.family;
   for (int32_t j = 0; j < f.ncol; j += blockcols) {
@@ -182,6 +185,7 @@ void par_dense_LXX(const pcholfac& fac, const frontview& f, kteam& team, double*
   }
 }
 
+// NOLINTNEXTLINE(readability-identifier-naming): as in the design
 void par_dense_Ltx(const pcholfac& fac, const frontview& f, kteam& team, double* v, double* part,
                    int32_t nrhs) {
   const parblas_family& family = *fac.family;

@@ -59,7 +59,7 @@ struct dual_state {
   mm_vector<uint8_t> ishot;  // m
   mm_vector<double> merit;   // scratch
   double cutoff = 0;
-  size_t partat = 0;  // in list, where the next search of partial selection begins
+  size_t partat = 0;              // in list, where the next search of partial selection begins
   mm_vector<double> savedweight;  // nt, of the variables basic at the last factorization
 
   // The step: p leaves for its lower (moveout -1) or upper (1) bound, q enters.
