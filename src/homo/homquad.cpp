@@ -206,8 +206,3 @@ double homquad_ray(const hom_quads& quads, const hom_point& point) {
   }
   return most;
 }
-
-void homquad_noobjective(hom_quads& quads) {
-  std::fill(quads.c.begin(), quads.c.end(), 0.0);
-  std::fill(quads.h.begin(), quads.h.end(), 0.0);
-}

@@ -98,5 +98,3 @@ void homquad_addq(const hom_quads& quads, std::span<const double> x, std::span<d
 // homquad_ray: of the direction x of the last point, the largest |a_i'x| and |Q_i x|_j of the rows, in
 // the caller's units but for the factor sb of x. Rows without terms are left out.
 double homquad_ray(const hom_quads& quads, const hom_point& point);
-// homquad_noobjective: the problem without its objective.
-void homquad_noobjective(hom_quads& quads);

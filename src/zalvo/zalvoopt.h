@@ -36,7 +36,8 @@ rescode opt_runsimplex(ZLV_task_rec& t, const timer& clock, const lp_basis& star
 void opt_logphase(ZLV_task_rec& t, int32_t where, const timer& clock, rescode result);
 // opt_runconic: the conic interior-point optimizer, likewise.
 rescode opt_runconic(ZLV_task_rec& t, const timer& clock);
-// opt_runqcone: quadratic terms of the objective and of constraints as cones, likewise.
+// opt_runqcone: quadratic terms of the objective and of constraints by the homogeneous method, and as
+// cones where that leaves the status open, likewise.
 rescode opt_runqcone(ZLV_task_rec& t, const timer& clock);
 
 // opt_concurrent: the run of ZLV_OPTIMIZER_CONCURRENT. Reports its result.

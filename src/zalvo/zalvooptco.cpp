@@ -1,5 +1,4 @@
-// The conic interior-point runs: on a task with cones, and on one with quadratic terms that become
-// cones.
+// The runs on a task with cones, and on one with quadratic terms, which may become cones.
 
 #include <algorithm>
 #include <array>
