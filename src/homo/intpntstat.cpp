@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr double noise = 1e-10;      // an objective below this part of its terms is rounding
+constexpr double noise = 1e-10;  // an objective below this part of its terms is rounding
 constexpr double rounding = std::numeric_limits<double>::epsilon();
 constexpr double cert_floor = 1e-8;  // least tolerance of the certificates
 constexpr double exact_ray = 1e-5;   // part of it that is asked for while tau > kappa
@@ -68,6 +68,11 @@ hom_ray intpnt_primalray(const intpnt_state& st) {
   for (size_t k = 0; k < lp.u.size(); ++k) {
     const double e = std::abs(lp.u[k] * st.it.tau - st.ru[k]) * lp.colfac[lp.ucol[k]];
     if (!(e <= ray.residual)) ray.residual = e;
+  }
+  // A member that is huge beside the objective leaves open whether the ray is in its cone.
+  for (int32_t k = 0; k < st.data.numcone(); ++k) {
+    const int32_t first = st.data.conebeg[k];
+    ray.residual = std::max(ray.residual, rounding * st.it.x[first] * lp.colfac[first]);
   }
   ray.residual *= lp.sb;
   ray.objective = -st.meas.cx * lp.sb * lp.sc;
