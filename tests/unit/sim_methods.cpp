@@ -63,6 +63,35 @@ TEST(SimMethods, SolvesDegenerateProblemsFromAnyBasis) {
   }
 }
 
+// Packing is feasible at the logicals, covering dual feasible; with very many columns a row pricing
+// them all costs the primal too much.
+TEST(SimMethods, ChoosesByTheStart) {
+  std::mt19937 gen(3);
+  struct row {
+    int32_t m, n;
+    bool ispacking, takesprimal;
+  };
+  for (const row& r : {row{20, 40, true, true}, {20, 40, false, false}, {20, 300, true, false}}) {
+    dense_lp p;
+    p.m = r.m, p.n = r.n;
+    p.a.assign(p.m, std::vector<double>(p.n, 0.0));
+    p.blc.assign(p.m, r.ispacking ? -simplex_inf : 1.0);
+    p.buc.assign(p.m, r.ispacking ? 1.0 : simplex_inf);
+    p.blx.assign(p.n, 0.0), p.bux.assign(p.n, simplex_inf);
+    for (int32_t j = 0; j < p.n; ++j) {
+      p.c.push_back((r.ispacking ? -1.0 : 1.0) * (1 + double(gen() % 9)));
+      for (int32_t e = 0; e < 4; ++e) p.a[e < 1 ? j % p.m : gen() % p.m][j] = 1;
+    }
+    const lp_view lp = p.view();
+    simplex_run run;
+    run.set.method = sim_method::free;
+    run.solve(lp);
+    EXPECT_EQ(run.point.verdict, lp_verdict::optimal);
+    EXPECT_EQ(run.info.primiter > 0, r.takesprimal) << r.n;
+    EXPECT_EQ(run.info.dualiter > 0, !r.takesprimal) << r.n;
+  }
+}
+
 struct cycle_case {
   const char* name;
   std::vector<std::vector<double>> a;
