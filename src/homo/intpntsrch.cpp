@@ -210,7 +210,7 @@ void set_target(intpnt_state& st, const intpnt_dir* second, double gamma) {
 void corrector_target(intpnt_state& st, double t) {
   const hom_point &it = st.it, &d = st.dir.d;
   intpnt_target& tg = st.target;
-  const double goal = st.gamma * st.meas.mu;
+  const double goal = std::max(st.gamma * st.meas.mu, 0.0);  // rounding may leave mu negative
   auto pushback = [&](double e) {
     return std::max(std::clamp(e, cor_bmin * goal, cor_bmax * goal) - e, -cor_bmax * goal);
   };
