@@ -244,7 +244,7 @@ bool retry_regularized(intpnt_state& st, progress& pg) {
   restore_best(st);
   if (!st.set.useregul || st.regulevel >= maxregulevel) return false;
   ++st.regulevel;
-  st.regul = 0;
+  st.piv = {};
   st.mayrestore = true;
   st.mon.log(6, "Increase the regulevel to %d\n", st.regulevel);
   pg = progress{};

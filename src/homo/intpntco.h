@@ -68,7 +68,7 @@ struct intpnt_state {
   int32_t regulevel = 0, numcor = 0, maxncor = 2, numdropcor = 0;
   double aa = 0, gamma = 0, alpha = 0, residual = 0;
   int32_t iter = 0;
-  double regul = 0;  // weight on the diagonals of the last factorization; 0: the usual one
+  intpnt_pivots piv;  // of the last factorization; no weight: the usual one
   int32_t numfutile = 0;
   bool mayrestore = true;
   intpnt_state(const intpnt_data& problem, const hs_settings& settings, const monitor& monit,

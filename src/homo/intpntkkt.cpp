@@ -10,10 +10,11 @@ namespace {
 
 // Pivots: refinement against the true system makes good what rounding has left of small ones, so all
 // but the lost are kept.
-constexpr double pivot_lost = 1e-17;       // part of its diagonal below which a pivot is none
-constexpr double pivot_lostabs = 1e-20;    // the same, absolute
-constexpr double regul_part = 1e-8;        // of its diagonal: most that is added to that of a row
-constexpr double pivot_value = 1e-10;      // what stands in for it
+constexpr double pivot_leave = 1e-16;    // part of its diagonal below which a row leaves
+constexpr double pivot_raise = 1e-17;    // the same for one that stays: its pivot is raised to that
+constexpr double pivot_lostabs = 1e-20;  // the same, absolute
+constexpr double regul_part = 1e-8;      // of its diagonal: most that is added to that of a row
+constexpr double pivot_value = 1e-10;    // what stands in for it
 constexpr double proximal_weight = 1e-12;  // of free columns; more of it shows in the dual residual
 constexpr double krylov_ask = 1e-10;       // residual that plain refinement has to reach
 constexpr double krylov_tol = 1e-12;  // part of the residual at its start at which the second ends
@@ -115,7 +116,7 @@ void intpnt_bardtimesh(const intpnt_data& data, const intpnt_scal& scal, int pow
   }
 }
 
-rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
+rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, const intpnt_pivots& piv,
                          const monitor& mon) {
   const intpnt_data& data = kkt.data;
   expand_large(kkt, scal);
@@ -129,13 +130,13 @@ rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
       kkt.e[kkt.b.sub[p]] += kkt.b.val[p] * kkt.b.val[p];
     }
   }
-  for (double& e : kkt.e) e = std::min(regul, regul_part * e);
+  for (double& e : kkt.e) e = std::min(piv.regul, regul_part * e);
   kktfac_regul own;
-  own.regcol = regul;
+  own.regcol = piv.regul;
   own.regrow = 0;
   kkt.proximal = proximal_weight;
-  own.pivrel = pivot_lost;
-  own.keeprow = true;
+  own.pivrel = piv.keeprow ? pivot_raise : pivot_leave;
+  own.keeprow = piv.keeprow;
   own.dynthr = pivot_lostabs;
   own.dynval = pivot_value;
   return kktfac_numfacsqd(*kkt.fac, kkt.d, kkt.e, own, mon);

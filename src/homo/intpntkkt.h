@@ -79,8 +79,15 @@ struct intpnt_kkt {
 // intpnt_kktsetup: patterns, ordering and symbolic factor.
 rescode intpnt_kktsetup(intpnt_kkt& kkt, const kktfac_settings& set, const monitor& mon,
                         const monitor& orderlog);
-// intpnt_kktfactor: B for a scaling, and its factor; regul > 0 is added to every diagonal.
-rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, double regul,
+// How a factorization treats small pivots.
+struct intpnt_pivots {
+  double regul = 0;      // added to every diagonal, > 0
+  bool keeprow = false;  // rows whose pivots are rounding stay in, else they leave
+  bool operator==(const intpnt_pivots&) const = default;
+};
+
+// intpnt_kktfactor: B for a scaling, and its factor.
+rescode intpnt_kktfactor(intpnt_kkt& kkt, const intpnt_scal& scal, const intpnt_pivots& piv,
                          const monitor& mon);
 
 // intpnt_kktsolve: solves with refinement against the system without regularization.

@@ -344,19 +344,20 @@ double intpnt_stepsize(const intpnt_state& st, const intpnt_dir& dir) {
 
 namespace {
 
-rescode factor_once(intpnt_state& st, double regul) {
-  st.regul = regul;
-  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, regul, st.mon); r != rescode::ok)
-    return r;
+rescode factor_once(intpnt_state& st, const intpnt_pivots& piv) {
+  st.piv = piv;
+  if (const rescode r = intpnt_kktfactor(st.kkt, st.scal, piv, st.mon); r != rescode::ok) return r;
   solve_constant(st);
   return rescode::ok;
 }
 
 // Factor, and the direction of the constant right-hand side. Where that is not solved well, rounding
-// has taken a pivot that mattered: other weights on the diagonals are tried, and the best is kept, for
-// later iterations as well. After tries that gained nothing there are none for a while.
+// has taken a pivot that mattered: rows whose pivots are lost stay in or leave, and other weights on
+// the diagonals are tried. The best is kept, for later iterations as well. After tries that gained
+// nothing there are none for a while.
 rescode factor_and_solve(intpnt_state& st) {
-  const double usual = regul_level[st.regulevel], first = st.regul > 0 ? st.regul : usual;
+  const double usual = regul_level[st.regulevel];
+  const intpnt_pivots first = st.piv.regul > 0 ? st.piv : intpnt_pivots{usual, st.regulevel > 0};
   if (const rescode r = factor_once(st, first); r != rescode::ok) return r;
   const double before = st.residual;
   const bool isgood = before <= solve_good;
@@ -364,18 +365,23 @@ rescode factor_and_solve(intpnt_state& st) {
     st.numfutile = isgood ? 0 : st.numfutile - 1;
     return rescode::ok;
   }
-  double best = before, chosen = first;
-  for (const double regul : {usual, usual * 1e3, usual * 1e-3, usual * 1e5}) {
-    if (regul == first) continue;
-    if (const rescode r = factor_once(st, regul); r != rescode::ok) return r;
+  double best = before;
+  intpnt_pivots chosen = first;
+  const bool keeps = first.keeprow;
+  for (const intpnt_pivots& piv :
+       {intpnt_pivots{first.regul, !keeps}, intpnt_pivots{usual, keeps},
+        intpnt_pivots{usual * 1e3, keeps}, intpnt_pivots{usual * 1e-3, keeps},
+        intpnt_pivots{usual * 1e5, keeps}}) {
+    if (piv == first) continue;
+    if (const rescode r = factor_once(st, piv); r != rescode::ok) return r;
     if (st.residual < best || !(best == best)) {
       best = st.residual;
-      chosen = regul;
+      chosen = piv;
     }
     if (best <= solve_good) break;
   }
   st.numfutile = best > solve_good && best > solve_gain * before ? solve_rest : 0;
-  return chosen == st.regul ? rescode::ok : factor_once(st, chosen);
+  return chosen == st.piv ? rescode::ok : factor_once(st, chosen);
 }
 
 }  // namespace
