@@ -9,6 +9,8 @@ namespace {
 // A singleton column leaves through its row only when its coefficient is at least this part of the
 // largest of the row: its value is the row's rest divided by it.
 constexpr double slackpivot = 1e-3;
+// The slacks of a longer row leave together: each alone costs a pass over the row.
+constexpr int32_t slackrowlen = 50;
 
 // Which ways the rows of a column keep it from growing or from falling.
 struct col_locks {
@@ -103,6 +105,40 @@ bool impliedfreeat(prslv_work& w, const prslv_entry& e, double side) {
   return isfree;
 }
 
+// Whether the entry is large enough beside the others of its row to be solved for.
+bool maypivot(prslv_work& w, int32_t e) {
+  const int32_t i = w.ent[e].row;
+  const double most = std::abs(w.ent[e].val) / slackpivot;
+  if (w.rowmax[i] <= most) return true;
+  if (w.rowmaxlen[i] == w.rlen[i]) return false;
+  double rowmax = 0;
+  for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
+    rowmax = std::max(rowmax, std::abs(w.ent[f].val));
+  }
+  w.work += w.rlen[i];
+  w.rowmax[i] = rowmax;
+  w.rowmaxlen[i] = w.rlen[i];
+  return rowmax <= most;
+}
+
+struct row_sides {
+  double lower, upper;
+};
+
+// Adds the slack column of e to the record begun last; returns the sides that the rest of its row gets.
+row_sides pushslack(prslv_work& w, int32_t e, int32_t side, const row_sides& now) {
+  const int32_t j = w.ent[e].col;
+  const double a = w.ent[e].val;
+  prslv_pushint(w.rec.stack, j);
+  prslv_pushint(w.rec.stack, side);
+  for (const double v : {a, now.lower, now.upper, w.blx[j], w.bux[j], w.c[j]}) {
+    w.rec.stack.dval.push_back(v);
+  }
+  const double lower = a > 0 ? w.blx[j] : w.bux[j], upper = a > 0 ? w.bux[j] : w.blx[j];
+  return {std::isfinite(upper) ? prslv_cleansum(now.lower, -a * upper) : -prslv_inf,
+          std::isfinite(lower) ? prslv_cleansum(now.upper, -a * lower) : prslv_inf};
+}
+
 // A held column with one value left stays, but its terms join the sides of its rows.
 void emptyfixed(prslv_work& w, int32_t j) {
   if (prslv_keepsbounds(w, j) || w.blx[j] != w.bux[j] || w.clen[j] == 0) return;
@@ -121,28 +157,19 @@ void emptyfixed(prslv_work& w, int32_t j) {
 bool prslv_slackcol(prslv_work& w, int32_t j, int32_t e) {
   const int32_t i = w.ent[e].row;
   const double a = w.ent[e].val, c = w.c[j];
-  double rowmax = 0;
-  for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
-    rowmax = std::max(rowmax, std::abs(w.ent[f].val));
-  }
-  w.work += w.rlen[i];
-  if (std::abs(a) < slackpivot * rowmax) return false;
   int32_t side = 0;
   double low = w.blc[i], high = w.buc[i];
   if (c != 0 && low != high) {
     // The multiplier of the row is c / a if no bound of x_j can hold: the row stands at one side.
     side = (c > 0) == (a > 0) ? prslv_lower : prslv_upper;
     const double at = side == prslv_lower ? low : high;
-    if (!std::isfinite(at)) return false;
+    if (!std::isfinite(at) || !impliedfreeat(w, w.ent[e], at)) return false;
     low = high = at;
   }
-  const double lower = a > 0 ? w.blx[j] : w.bux[j], upper = a > 0 ? w.bux[j] : w.blx[j];
-  const double newlow = std::isfinite(upper) ? prslv_cleansum(low, -a * upper) : -prslv_inf;
-  const double newhigh = std::isfinite(lower) ? prslv_cleansum(high, -a * lower) : prslv_inf;
-  if (side != 0 && !impliedfreeat(w, w.ent[e], low)) return false;
-  prslv_push(w.rec.stack, prslv_opcode::slack, {{i, j, side}},
-             {{a, low, high, w.blx[j], w.bux[j], c}});
+  if (!maypivot(w, e)) return false;
+  prslv_push(w.rec.stack, prslv_opcode::slack, {{i, 1}}, {});
   prslv_pushrow(w, i, j);
+  const row_sides rest = pushslack(w, e, side, {low, high});
   if (c != 0) {
     w.cfix.add(c / a * low);
     for (int32_t f = w.rhead[i]; f >= 0; f = w.ent[f].rnext) {
@@ -155,9 +182,41 @@ bool prslv_slackcol(prslv_work& w, int32_t j, int32_t e) {
     prslv_droprow(w, i);
   } else {
     ++w.rec.info.numslack;
-    prslv_setsides(w, i, newlow, newhigh);
+    prslv_setsides(w, i, rest.lower, rest.upper);
   }
   return true;
+}
+
+void prslv_slackrow(prslv_work& w, int32_t i) {
+  if (w.rlive[i] == 0) return;
+  mm_vector<int32_t> free(w.tmpsub.get_allocator().place), dear(free.get_allocator());
+  w.tmpsub.clear();
+  w.tmpval.clear();
+  w.work += w.rlen[i];
+  for (int32_t e = w.rhead[i]; e >= 0; e = w.ent[e].rnext) {
+    const int32_t j = w.ent[e].col;
+    const bool isslack = w.clen[j] == 1 && !prslv_isheld(w, j);
+    if (isslack && w.c[j] == 0 && maypivot(w, e)) {
+      free.push_back(e);
+      continue;
+    }
+    if (isslack && w.c[j] != 0) dear.push_back(j);
+    w.tmpsub.push_back(j);
+    w.tmpval.push_back(w.ent[e].val);
+  }
+  if (!free.empty()) {
+    prslv_push(w.rec.stack, prslv_opcode::slack, {{i, int32_t(free.size())}}, {});
+    prslv_pushlist(w.rec.stack, w.tmpsub, w.tmpval);
+    row_sides side = {w.blc[i], w.buc[i]};
+    for (const int32_t e : free) side = pushslack(w, e, 0, side);
+    for (const int32_t e : free) prslv_removecol(w, w.ent[e].col);
+    w.rec.info.numslack += int32_t(free.size());
+    prslv_setsides(w, i, side.lower, side.upper);
+  }
+  for (const int32_t j : dear) {
+    if (w.rlive[i] == 0) return;
+    if (w.clive[j] != 0 && w.clen[j] == 1 && w.c[j] != 0) prslv_slackcol(w, j, w.chead[j]);
+  }
 }
 
 void prslv_colcheck(prslv_work& w, int32_t j) {
@@ -175,5 +234,11 @@ void prslv_colcheck(prslv_work& w, int32_t j) {
     return;
   }
   if (weaklydominated(w, j) || w.stop) return;
-  if (w.clen[j] == 1) prslv_slackcol(w, j, w.chead[j]);
+  if (w.clen[j] != 1) return;
+  const int32_t e = w.chead[j], i = w.ent[e].row;
+  if (w.rlen[i] > slackrowlen) {
+    prslv_enqueue(w.slackq, i);
+  } else {
+    prslv_slackcol(w, j, e);
+  }
 }

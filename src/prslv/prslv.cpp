@@ -31,6 +31,10 @@ void simplepass(prslv_work& w) {
       any = true;
       if (!prslv_poll(w)) return;
     }
+    for (int32_t i = prslv_dequeue(w.slackq); i >= 0; i = prslv_dequeue(w.slackq)) {
+      prslv_slackrow(w, i);
+      if (!prslv_poll(w)) return;
+    }
     if (!any) return;
   }
 }

@@ -156,6 +156,10 @@ void freeslack(post_state& st, const post_slack& s) {
     st.x[s.j] = s.var.upper;
     setvar(st, s.j, lp_key::upper);
     setcon(st, s.i, lp_key::basic);
+  } else if (std::isinf(s.side.lower) && std::isinf(s.side.upper)) {
+    st.x[s.j] = std::clamp(0.0, s.var.lower, s.var.upper);
+    setvar(st, s.j, lp_key::superbasic);
+    setcon(st, s.i, lp_key::basic);
   } else {
     const double atlow = (s.side.lower - s.act) / s.a, athigh = (s.side.upper - s.act) / s.a;
     const bool uselow = std::isfinite(s.side.lower) && atlow >= s.var.lower && atlow <= s.var.upper;
@@ -166,18 +170,8 @@ void freeslack(post_state& st, const post_slack& s) {
   }
 }
 
-void undo_slack(post_state& st, prslv_reader& in) {
-  post_slack s = {};
-  s.i = in.nextint();
-  s.j = in.nextint();
-  const int32_t side = in.nextint();
-  s.a = in.nextdbl();
-  s.side.lower = st.side(in.nextdbl());
-  s.side.upper = st.side(in.nextdbl());
-  s.var.lower = st.side(in.nextdbl());
-  s.var.upper = st.side(in.nextdbl());
-  const double cost = st.costmul * in.nextdbl();
-  s.act = rowsum(st, in.nextlist());
+// One slack; s holds its row with the activity of what was left of it.
+void undo_oneslack(post_state& st, const post_slack& s, int32_t side, double cost) {
   const double y = st.y[s.i];
   st.z[s.j] = -s.a * y;
   st.y[s.i] = y + cost / s.a;
@@ -197,6 +191,29 @@ void undo_slack(post_state& st, prslv_reader& in) {
   }
   st.x[s.j] = std::clamp(value, s.var.lower, s.var.upper);
   setvar(st, s.j, ifheld);
+}
+
+void undo_slack(post_state& st, prslv_reader& in) {
+  constexpr ptrdiff_t numint = 2, numdbl = 6;  // of each
+  post_slack s = {};
+  s.i = in.nextint();
+  const int32_t num = in.nextint();
+  const prslv_list row = in.nextlist();
+  exact_sum act;
+  for (size_t p = 0; p < row.sub.size(); ++p) act.add(row.val[p] * st.x[row.sub[p]]);
+  for (ptrdiff_t k = num - 1; k >= 0; --k) {
+    prslv_reader at = {in.stack, in.iat + numint * k, in.dat + numdbl * k};
+    s.j = at.nextint();
+    const int32_t side = at.nextint();
+    s.a = at.nextdbl();
+    s.side.lower = st.side(at.nextdbl());
+    s.side.upper = st.side(at.nextdbl());
+    s.var.lower = st.side(at.nextdbl());
+    s.var.upper = st.side(at.nextdbl());
+    s.act = act.value();
+    undo_oneslack(st, s, side, st.costmul * at.nextdbl());
+    act.add(s.a * st.x[s.j]);
+  }
 }
 
 void undo_subst(post_state& st, prslv_reader& in) {

@@ -39,6 +39,8 @@ void linkentry(prslv_work& w, int32_t e) {
   w.rhead[ent.row] = w.chead[ent.col] = e;
   ++w.rlen[ent.row];
   ++w.clen[ent.col];
+  w.rowmax[ent.row] = std::max(w.rowmax[ent.row], std::abs(ent.val));
+  w.rowmaxlen[ent.row] = -1;
   ++w.numanz;
 }
 
@@ -85,8 +87,11 @@ prslv_work::prslv_work(prslv_rec& record, const prslv_settings& settings, const 
       bux(mm_at(mman)),
       c(mm_at(mman)),
       act(mm_at(mman)),
+      rowmax(mm_at(mman)),
+      rowmaxlen(mm_at(mman)),
       rowq(mm_at(mman)),
       colq(mm_at(mman)),
+      slackq(mm_at(mman)),
       duprowq(mm_at(mman)),
       dupcolq(mm_at(mman)),
       elimq(mm_at(mman)),
@@ -134,6 +139,8 @@ void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const prslv_hold>
   w.rlive.assign(w.m, 1);
   w.clive.assign(w.n, 1);
   w.act.assign(w.m, {});
+  w.rowmax.assign(w.m, 0.0);
+  w.rowmaxlen.assign(w.m, -1);
   w.place.assign(std::max(w.m, w.n), -1);
   w.numlivecon = w.m;
   w.numlivevar = w.n;
@@ -148,6 +155,7 @@ void prslv_setup(prslv_work& w, const lp_view& prob, std::span<const prslv_hold>
   }
   setqueue(w.rowq, w.m, true);
   setqueue(w.colq, w.n, true);
+  setqueue(w.slackq, w.m, false);
   setqueue(w.duprowq, w.m, true);
   setqueue(w.dupcolq, w.n, true);
   setqueue(w.elimq, w.n, true);
@@ -245,6 +253,8 @@ void prslv_changeentry(prslv_work& w, int32_t e, double value, double scale) {
   }
   prslv_entry& ent = w.ent[e];
   addterms(w, ent.row, ent.val, w.blx[ent.col], w.bux[ent.col], -1);
+  w.rowmax[ent.row] = std::max(w.rowmax[ent.row], std::abs(value));
+  w.rowmaxlen[ent.row] = -1;
   ent.val = value;
   addterms(w, ent.row, ent.val, w.blx[ent.col], w.bux[ent.col], 1);
   prslv_queuerow(w, ent.row);

@@ -69,7 +69,11 @@ struct prslv_work {
   mm_vector<double> blc, buc, blx, bux, c;
   exact_sum cfix;
   mm_vector<prslv_act> act;
+  // Upper bounds of the rows' largest entries; exact while the row is as long as rowmaxlen.
+  mm_vector<double> rowmax;
+  mm_vector<int32_t> rowmaxlen;
   prslv_queue rowq, colq;
+  prslv_queue slackq;                    // long rows with columns that have no other entry
   prslv_queue duprowq, dupcolq, elimq;   // rows and columns changed since those searches ran
   mm_vector<uint64_t> rowhash, colhash;  // of the patterns when the search for duplicates ran
   int32_t numlivecon = 0, numlivevar = 0, numheld = 0;
