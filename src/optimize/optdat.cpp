@@ -175,12 +175,20 @@ void map_rows(const opt_problem& prob, opt_internal& in) {
   in.a.nrow = row;
 }
 
+// Whether a column or row with this key is counted from its upper bound. Of two bounds the lower one
+// serves, unless it is so far that a shift to it would drown the right-hand sides.
+bool from_upper(int32_t key, double lower, double upper) {
+  constexpr double far = 100;  // times the upper bound, or 1
+  if (key != ZLV_BK_RA) return key == ZLV_BK_UP;
+  return std::abs(lower) > far * std::max(1.0, std::abs(upper));
+}
+
 // Where x = 0 of the internal form lies: the value of a column taken out, or the bound shifted to.
 double origin(const opt_problem& prob, int32_t j) {
   const int32_t key = prob.bkx[j];
   if (key == ZLV_BK_FX || is_emptycolumn(prob, j)) return removed_value(prob, j);
   if (key == ZLV_BK_FR) return 0;
-  return key == ZLV_BK_UP ? prob.bux[j] : prob.blx[j];
+  return from_upper(key, prob.blx[j], prob.bux[j]) ? prob.bux[j] : prob.blx[j];
 }
 
 // fixed, numcon: what the columns taken out and the shifts contribute to the activities.
@@ -188,7 +196,7 @@ void add_column(const opt_problem& prob, int32_t j, opt_internal& in, std::span<
   const int32_t key = prob.bkx[j];
   const double cost = prob.maximize ? -prob.c[j] : prob.c[j];
   const bool taken = key == ZLV_BK_FX || is_emptycolumn(prob, j);
-  const bool flip = key == ZLV_BK_UP;
+  const bool flip = from_upper(key, prob.blx[j], prob.bux[j]);
   const double shift = origin(prob, j);
   in.cfix += cost * shift;
   for (ptrdiff_t p = prob.a.ptr[j]; p < prob.a.ptr[j + 1]; ++p) {
@@ -239,7 +247,7 @@ void add_quadratic(const opt_problem& prob, opt_internal& in) {
 void add_slack(const opt_problem& prob, int32_t i, opt_internal& in) {
   const int32_t key = prob.bkc[i];
   in.a.sub.push_back(in.rowof[i]);
-  in.a.val.push_back(key == ZLV_BK_UP ? 1.0 : -1.0);
+  in.a.val.push_back(from_upper(key, prob.blc[i], prob.buc[i]) ? 1.0 : -1.0);
   in.a.ptr.push_back(ptrdiff_t(in.a.sub.size()));
   ++in.a.ncol;
   in.c.push_back(0);
@@ -265,7 +273,8 @@ void opt_prepare(const opt_problem& prob, opt_internal& in) {
   in.b.assign(in.a.nrow, 0.0);
   for (int32_t i = 0; i < prob.numcon; ++i) {
     if (in.rowof[i] < 0) continue;
-    const double bound = prob.bkc[i] == ZLV_BK_UP ? prob.buc[i] : prob.blc[i];
+    const bool upper = from_upper(prob.bkc[i], prob.blc[i], prob.buc[i]);
+    const double bound = upper ? prob.buc[i] : prob.blc[i];
     in.b[in.rowof[i]] = bound - fixed[i];
     if (prob.bkc[i] != ZLV_BK_FX) add_slack(prob, i, in);
   }

@@ -135,14 +135,29 @@ int32_t inheritbounds(prslv_work& w, int32_t j, int32_t k, double a, double b, d
   return flags;
 }
 
+// The entry of a row in column k, or -1.
+int32_t entryof(const prslv_work& w, int32_t row, int32_t k) {
+  int32_t e = w.rhead[row];
+  while (e >= 0 && w.ent[e].col != k) e = w.ent[e].rnext;
+  return e;
+}
+
 // Puts x_j = (r - b x_k) / a into every other row of column j.
 void doubletonrows(prslv_work& w, int32_t i, int32_t j, int32_t k, double ratio, double value) {
-  for (int32_t e = w.chead[k]; e >= 0; e = w.ent[e].cnext) w.place[w.ent[e].row] = e;
   mm_vector<std::pair<int32_t, double>> col(w.tmpsub.get_allocator().place);
+  int64_t inrows = 0;  // entries of these rows
   for (int32_t e = w.chead[j]; e >= 0; e = w.ent[e].cnext) {
-    if (w.ent[e].row != i) col.emplace_back(w.ent[e].row, w.ent[e].val);
+    if (w.ent[e].row == i) continue;
+    col.emplace_back(w.ent[e].row, w.ent[e].val);
+    inrows += w.rlen[w.ent[e].row];
   }
-  w.work += double(col.size()) + w.clen[k];
+  const bool isdense = inrows < w.clen[k];  // every column that gives way to a dense one comes here
+  if (isdense) {
+    for (const auto& [row, a] : col) w.place[row] = entryof(w, row, k);
+  } else {
+    for (int32_t e = w.chead[k]; e >= 0; e = w.ent[e].cnext) w.place[w.ent[e].row] = e;
+  }
+  w.work += double(col.size()) + double(std::min<int64_t>(inrows, w.clen[k]));
   for (const auto& [row, a] : col) {
     prslv_shiftsides(w, row, -a * value);
     const double delta = -a * ratio;
@@ -154,8 +169,11 @@ void doubletonrows(prslv_work& w, int32_t i, int32_t j, int32_t k, double ratio,
       prslv_addentry(w, row, k, delta);
     }
   }
-  for (int32_t e = w.chead[k]; e >= 0; e = w.ent[e].cnext) w.place[w.ent[e].row] = -1;
-  w.place[i] = -1;
+  if (isdense) {
+    for (const auto& [row, a] : col) w.place[row] = -1;
+  } else {
+    for (int32_t e = w.chead[k]; e >= 0; e = w.ent[e].cnext) w.place[w.ent[e].row] = -1;
+  }
 }
 
 // Whether the column of e may leave for the held column of the equation's other entry. One that keeps

@@ -15,8 +15,8 @@ enum class prslv_opcode : uint8_t {
   fixcol,     // [j] [value c l u] column: column j was fixed
   singlerow,  // [i j flags] [a]: row i became bounds of j; flags: prslv_lower, prslv_upper tightened
   forcing,    // [i side] row, then [1 where l = u]: row i held its columns at bounds
-  slack,      // [i num] rest of the row, num times [j side] [a L U l u c]: singletons j widened row i
-  subst,      // [i j side] [a r c] rest of the row, of the column: j went by the equation i
+  slack,  // [i num] rest of the row, num times [j side] [a L U l u c]: singletons j widened row i
+  subst,  // [i j side] [a r c] rest of the row, of the column: j went by the equation i
   doubleton,  // [i j k flags] [a b r c] rest of column j: as subst, bounds of j given to column k
   duprow,     // [i k flags] [s]: row i = s times row k; flags: sides that k got from i
   dupcol,     // [j k] [s lj uj lk uk]: column j = s times column k, which stands for x_k + s x_j

@@ -86,10 +86,12 @@ void plantone(maker& mk, dense_lp& p, plant what) {
       }
       addrow(p, row, what == plant::forcing ? 1 : 2, what == plant::forcing ? 1 : 2);  // see finish
       break;
-    case plant::slack:
-      addcol(p, mk.chance(50) ? 0 : -inf, mk.chance(50) ? mk.pick(1, 4) : inf,
-             mk.chance(50) ? 0 : mk.coef());
-      p.a[i][p.n - 1] = mk.coef();
+    case plant::slack:  // sometimes so many that they leave together
+      for (int32_t left = mk.chance(10) ? 60 : 1; left > 0; --left) {
+        addcol(p, mk.chance(50) ? 0 : -inf, mk.chance(50) ? mk.pick(1, 4) : inf,
+               mk.chance(50) ? 0 : mk.coef());
+        p.a[i][p.n - 1] = mk.coef();
+      }
       break;
     case plant::doubleton:
       row[j] = mk.coef();
