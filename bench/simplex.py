@@ -323,10 +323,11 @@ def solve_all(args, e, peers):
         row[m]["fault"] = lp.passes(row[m], e, args.tol)
     for p in peers:
         # other codes tell the two kinds of infeasibility apart less carefully
+        error = common.relative(row[p]["objective"], reference)
         row[p]["wrong"] = (row[p]["status"] == "none" or row[p]["seconds"] is None or
                            (row[p]["status"] == "optimal") != (reference is not None) or
-                           (reference is not None and not common.relative(row[p]["objective"],
-                                                                          reference) <= args.tol))
+                           (reference is not None and
+                            (error is None or not error <= args.tol)))
     return row
 
 
