@@ -36,8 +36,9 @@ def run(command, limit):
         return (None if stopped else child.returncode, *texts, seconds, usage.ru_maxrss)
 
 
-def run_zalvo(args, path, options=()):
-    """One run of args.zalvo within args.limit and with args.p; options go before the file."""
+def run_zalvo(args, path, options=(), counted="interior"):
+    """One run of args.zalvo within args.limit and with args.p; options go before the file, and
+    counted says of which method iterations are told."""
     command = [args.zalvo, "--json", "--time-limit", str(args.limit), "--threads",
                str(args.threads), *options]
     for setting in args.p:
@@ -56,7 +57,7 @@ def run_zalvo(args, path, options=()):
         status=answer["solution_status"] or "", rows=answer["rows"], cols=answer["cols"],
         response=answer["response"], objective=answer["objective"],
         pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
-        iterations=answer["iterations"]["interior"], solve=answer["seconds"]["optimize"],
+        iterations=answer["iterations"][counted], solve=answer["seconds"]["optimize"],
         presolve=answer["seconds"]["presolve"])
     return row
 

@@ -39,23 +39,8 @@ NUMCHANGES = 3  # of bounds, and as many of costs, for each instance of --hot
 
 
 def run_zalvo(args, path, method):
-    command = [os.path.join(args.build, "apps", "zalvo"), "--json", "--optimizer", METHODS[method],
-               "--time-limit", str(args.limit)]
-    for setting in args.p:
-        command += ["-p", setting]
-    code, out, err, seconds, _ = common.run(command + [path], args.limit)
-    row = {"seconds": seconds, "status": "ended after the limit", "iterations": None,
-           "solve": None, "objective": None}
-    if code is None:
-        return row
-    try:
-        answer = json.loads(out)
-    except ValueError:
-        row["status"] = "no result: " + (err.strip().splitlines() or ["exit %s" % code])[-1][:60]
-        return row
-    row.update(status=answer["solution_status"] or "", objective=answer["objective"],
-               pinf=answer["primal_infeasibility"], dinf=answer["dual_infeasibility"],
-               iterations=answer["iterations"]["simplex"], solve=answer["seconds"]["optimize"])
+    row = {"iterations": None, "solve": None, "objective": None}
+    row.update(common.run_zalvo(args, path, ("--optimizer", METHODS[method]), "simplex"))
     return row
 
 
@@ -348,6 +333,7 @@ def main():
     parser.add_argument("--hot-one", help=argparse.SUPPRESS)
     parser.add_argument("names", nargs="*")
     args = parser.parse_args()
+    args.zalvo, args.threads = os.path.join(args.build, "apps", "zalvo"), 1
     args.methods = [m for m in args.methods.split(",") if m in METHODS]
     if args.highs_one:
         lp.highs_one(args.highs_one, args.limit, False, "simplex")
